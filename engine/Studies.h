@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/studies/Design.h"
 #include "engine/studies/Figures.h"
 #include "engine/studies/Laws.h"
+#include "engine/studies/RunLengths.h"
 #include "engine/studies/StudyData.h"
 #include "engine/studies/TimeWeighted.h"
 

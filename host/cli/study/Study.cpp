@@ -58,6 +58,13 @@ studies::StudyData StreamsOf(const Analysis& run, const studies::ReadOptions& op
   return data;
 }
 
-std::vector<Command> StudyCommands() { return {EwmaStudyCommand(), CusumStudyCommand()}; }
+std::vector<Command> StudyCommands() {
+  return {
+      ArlStudyCommand(),     //
+      CusumStudyCommand(),   //
+      DesignStudyCommand(),  //
+      EwmaStudyCommand(),    //
+  };
+}
 
 }  // namespace orvspc::cli

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -9,7 +11,6 @@
 #include "engine/statistics/Distributions.h"
 #include "engine/statistics/Laws.h"
 #include "engine/statistics/Numerics.h"
-#include "gtest/gtest.h"
 
 // Samples of every law, and the likelihood equations of each, written down a second time.
 namespace orvspc::engine::statistics {

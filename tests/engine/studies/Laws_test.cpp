@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/studies/Laws.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <numeric>
 #include <stdexcept>
 
 #include "engine/statistics/Numerics.h"
-#include "gtest/gtest.h"
 #include "tests/engine/studies/cases.h"
 
 namespace orvspc::studies {

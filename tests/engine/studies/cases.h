@@ -17,9 +17,7 @@
 // CSV file, or among the parameters), and what is expected with its tolerance and its source.
 namespace orvspc::studies {
 
-inline std::string CasesFolder() {
-  return ORVSPC_TESTS_DIR "/engine/studies/cases/";
-}
+inline std::string CasesFolder() { return ORVSPC_TESTS_DIR "/engine/studies/cases/"; }
 
 class Case {
  public:
