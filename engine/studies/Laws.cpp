@@ -6,7 +6,6 @@
 #include <functional>
 #include <numbers>
 #include <optional>
-#include <stdexcept>
 
 #include "engine/capability/CapabilityLibrary.h"
 #include "engine/capability/JohnsonChoice.h"
@@ -45,10 +44,6 @@ bool IsLikelihoodLaw(Law law) { return static_cast<std::size_t>(law) < statistic
 LawKind KindOf(Law law) { return static_cast<LawKind>(law); }
 static_assert(static_cast<std::size_t>(Law::SmallestExtreme) ==
               static_cast<std::size_t>(LawKind::SmallestExtreme));
-
-void Need(bool holds, const char* text) {
-  if (!holds) throw std::invalid_argument(text);
-}
 
 // A law that has its parameters, whichever it is.
 struct Curve {
