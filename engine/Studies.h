@@ -5,6 +5,7 @@
 #include "engine/studies/ChartsInUse.h"
 #include "engine/studies/Design.h"
 #include "engine/studies/Figures.h"
+#include "engine/studies/Laws.h"
 #include "engine/studies/RunLengths.h"
 #include "engine/studies/StudyData.h"
 #include "engine/studies/TimeWeighted.h"

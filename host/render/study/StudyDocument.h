@@ -33,6 +33,9 @@ struct StudyHead {
 // "Notes". docs/how-to/json.md lists every key.
 std::string StudyJson(const StudyHead& head, const std::function<void(JsonWriter&)>& write);
 
+// "Options": each with "Value" and "From".
+void WriteOptions(JsonWriter& json, const std::vector<StudyOption>& options);
+
 void WriteFigure(JsonWriter& json, const char* key, const studies::Figure& figure);
 void WriteInterval(JsonWriter& json, const char* key, const studies::Interval& interval);
 void WriteTest(JsonWriter& json, const char* key, const studies::TestOfSignificance& test);
