@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/studies/Agreement.h"
+#include "engine/studies/Bias.h"
 #include "engine/studies/Figures.h"
+#include "engine/studies/Gage.h"
+#include "engine/studies/SamplingPlan.h"
 #include "engine/studies/StudyData.h"
 #include "engine/studies/TimeWeighted.h"
 

@@ -17,9 +17,7 @@
 // CSV file, or among the parameters), and what is expected with its tolerance and its source.
 namespace orvspc::studies {
 
-inline std::string CasesFolder() {
-  return ORVSPC_TESTS_DIR "/engine/studies/cases/";
-}
+inline std::string CasesFolder() { return ORVSPC_TESTS_DIR "/engine/studies/cases/"; }
 
 class Case {
  public:
@@ -74,6 +72,19 @@ class Case {
         EXPECT_TRUE(std::isnan(actual[i])) << at;
       } else {
         ExpectNear(at, expected, values[i].get<double>(), actual[i]);
+      }
+    }
+  }
+  // The same of rows.
+  void Check(const std::string& name, const std::vector<std::vector<double>>& actual) const {
+    const auto& expected = Expected().at(name);
+    const auto& rows = expected.at("value");
+    ASSERT_EQ(rows.size(), actual.size()) << name;
+    for (std::size_t i = 0; i < actual.size(); ++i) {
+      ASSERT_EQ(rows[i].size(), actual[i].size()) << name;
+      for (std::size_t j = 0; j < actual[i].size(); ++j) {
+        ExpectNear(name + "[" + std::to_string(i) + "][" + std::to_string(j) + "]", expected,
+                   rows[i][j].get<double>(), actual[i][j]);
       }
     }
   }
