@@ -58,6 +58,17 @@ studies::StudyData StreamsOf(const Analysis& run, const studies::ReadOptions& op
   return data;
 }
 
-std::vector<Command> StudyCommands() { return {EwmaStudyCommand(), CusumStudyCommand()}; }
+std::vector<Command> StudyCommands() {
+  return {
+      AgreementStudyCommand(),  //
+      BiasStudyCommand(),       //
+      CusumStudyCommand(),      //
+      EwmaStudyCommand(),       //
+      GageStudyCommand(),       //
+      LinearityStudyCommand(),  //
+      PlanStudyCommand(),       //
+      Type1StudyCommand(),      //
+  };
+}
 
 }  // namespace orvspc::cli

@@ -39,11 +39,12 @@ class StudyOptions {
     return value;
   }
 
+  // One that a command reads by itself.
+  void Add(const char* key, decltype(render::StudyOption::value) value, bool given);
+
   std::vector<render::StudyOption> Take() { return std::move(options_); }
 
  private:
-  void Add(const char* key, decltype(render::StudyOption::value) value, bool given);
-
   const Arguments& arguments_;
   std::vector<render::StudyOption> options_;
 };
@@ -67,7 +68,13 @@ std::string FormattedStudy(const Document& document, const Presentation& shown,
 // Every study: "orvspc study WORD". The name of such a command is "study WORD".
 std::vector<Command> StudyCommands();
 
-Command EwmaStudyCommand();
+Command AgreementStudyCommand();
+Command BiasStudyCommand();
 Command CusumStudyCommand();
+Command EwmaStudyCommand();
+Command GageStudyCommand();
+Command LinearityStudyCommand();
+Command PlanStudyCommand();
+Command Type1StudyCommand();
 
 }  // namespace orvspc::cli

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/study/StudyDocument.h"
 
+#include <cmath>
+
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 
@@ -78,6 +80,11 @@ void WriteMarks(JsonWriter& json, const std::vector<std::uint8_t>& signals) {
     json.Value(signal != 0 ? std::vector<int>{1} : std::vector<int>{});
   }
   json.EndArray();
+}
+
+std::string ShareText(double p) {
+  if (std::isnan(p)) return "";
+  return p < 0.001 ? "< 0.001" : Fixed(p, 4);
 }
 
 std::string OptionsText(const StudyHead& head) {
