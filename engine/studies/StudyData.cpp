@@ -2,12 +2,14 @@
 #include "engine/studies/StudyData.h"
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <utility>
 
 #include "engine/charts/AttributeRun.h"
 #include "engine/charts/VariableRun.h"
 #include "engine/store/Store.h"
+#include "platform/NaN.h"
 
 namespace orvspc::studies {
 
@@ -53,13 +55,18 @@ void AddPieces(const charts::VariableRun& run, const charts::ChartStream& stream
   }
 }
 
+// The run keeps no counts; they follow from the points, but for rates of opportunities.
 void AddCounts(const charts::AttributeRun& run, const charts::ChartStream& stream,
                std::span<const double> units, Stretch& stretch) {
   const auto& table = run.Points();
-  const auto& counts = run.Plan().chart->defectives ? table.defectives : table.defects;
+  const auto& chart = *run.Plan().chart;
   for (auto place = stream.begin; place < stream.end; ++place) {
-    stretch.counts.push_back(counts[place]);
-    stretch.sizes.push_back(units[table.SubgroupAt(place)]);
+    const double size = units[table.SubgroupAt(place)];
+    const double point = stretch.points[stretch.counts.size()];
+    stretch.sizes.push_back(size);
+    stretch.counts.push_back(chart.counted           ? point
+                             : chart.per_opportunity ? platform::kNaN
+                                                     : std::round(point / chart.scale * size));
   }
 }
 
@@ -106,9 +113,14 @@ StudyData ReadCounts(store::Store& store, API_DSInfo& info, std::span<const std:
   const auto word = run.Process(store, info, filter, {options.chart_word, 0, 0.0});
   if (word == 0) return {};
   const auto units = run.UnitsInspected();
-  return Taken(run, word, [&](const charts::ChartStream& stream, Stretch& stretch) {
+  auto data = Taken(run, word, [&](const charts::ChartStream& stream, Stretch& stretch) {
     AddCounts(run, stream, units, stretch);
   });
+  const auto& chart = *run.Plan().chart;
+  data.defectives = chart.defectives;
+  data.counted = chart.counted;
+  data.scale = chart.scale;
+  return data;
 }
 
 }  // namespace

@@ -58,6 +58,9 @@ struct Stream {
 
 struct StudyData {
   std::int32_t chart_word = 0;  // the chart whose graph 1 has these points; 0: nothing was read
+  // Of counts: whether they are of bad units, and whether points are counts or rates.
+  bool defectives = false, counted = false;
+  double scale = 1.0;  // of a rate: 1000 where it is one per thousand
   std::vector<Stream> streams;
 
   bool Empty() const { return streams.empty(); }

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <stdexcept>
 #include <string>
 
 #include "engine/studies/study_notes.h"
@@ -12,10 +11,6 @@ namespace orvspc::studies {
 namespace {
 
 using platform::kNaN;
-
-void Need(bool holds, const char* text) {
-  if (!holds) throw std::invalid_argument(text);
-}
 
 // What a point is compared with.
 struct About {

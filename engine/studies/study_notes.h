@@ -2,14 +2,20 @@
 #pragma once
 
 #include <cstddef>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "engine/studies/StudyData.h"
 #include "platform/Reports.h"
 
-// Notes that several studies give.
+// Refusals and notes that several studies give.
 namespace orvspc::studies {
+
+// Of an option that is out of its range.
+inline void Need(bool holds, const char* text) {
+  if (!holds) throw std::invalid_argument(text);
+}
 
 // Fewer than `none`: no figures; fewer than `few`: a note.
 struct LeastAmounts {

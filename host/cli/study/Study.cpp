@@ -61,8 +61,10 @@ studies::StudyData StreamsOf(const Analysis& run, const studies::ReadOptions& op
 std::vector<Command> StudyCommands() {
   return {
       AgreementStudyCommand(),  //
+      ArlStudyCommand(),        //
       BiasStudyCommand(),       //
       CusumStudyCommand(),      //
+      DesignStudyCommand(),     //
       EwmaStudyCommand(),       //
       GageStudyCommand(),       //
       LinearityStudyCommand(),  //

@@ -69,8 +69,10 @@ std::string FormattedStudy(const Document& document, const Presentation& shown,
 std::vector<Command> StudyCommands();
 
 Command AgreementStudyCommand();
+Command ArlStudyCommand();
 Command BiasStudyCommand();
 Command CusumStudyCommand();
+Command DesignStudyCommand();
 Command EwmaStudyCommand();
 Command GageStudyCommand();
 Command LinearityStudyCommand();

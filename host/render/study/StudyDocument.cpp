@@ -91,19 +91,28 @@ std::string OptionsText(const StudyHead& head) {
   std::vector<std::string> pieces;
   for (const auto& option : head.options) {
     const auto key = [&] {
+      // "HeadStart" as "head start", "ARL0" as it is.
       std::string words;
-      for (const char c : option.key) {
-        if (c >= 'A' && c <= 'Z') {
+      bool was_capital = true;
+      for (std::size_t i = 0; i < option.key.size(); ++i) {
+        const char c = option.key[i];
+        const auto is_capital = [](char letter) { return letter >= 'A' && letter <= 'Z'; };
+        const bool next_is = i + 1 < option.key.size() && is_capital(option.key[i + 1]);
+        if (!is_capital(c)) {
+          words += c;
+        } else if (next_is || (was_capital && i > 0)) {
+          words += c;
+        } else {
           if (!words.empty()) words += ' ';
           words += static_cast<char>(c + ('a' - 'A'));
-        } else {
-          words += c;
         }
+        was_capital = is_capital(c);
       }
       return words;
     }();
     if (const auto* number = std::get_if<double>(&option.value)) {
-      pieces.push_back(key + " " + Significant(*number, 6));
+      const bool is_whole = std::floor(*number) == *number && std::abs(*number) < 1e9;
+      pieces.push_back(key + " " + (is_whole ? Fixed(*number, 0) : Significant(*number, 6)));
     } else if (const auto* text = std::get_if<std::string>(&option.value)) {
       if (!text->empty()) pieces.push_back(key + " " + PlainText(*text));
     } else if (const auto* on = std::get_if<bool>(&option.value); on != nullptr && *on) {
