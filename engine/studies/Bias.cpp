@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
-#include <stdexcept>
 #include <string>
 
 #include "engine/statistics/Distributions.h"
@@ -15,10 +14,6 @@ namespace {
 
 namespace statistics = engine::statistics;
 using platform::kNaN;
-
-void Need(bool holds, const char* text) {
-  if (!holds) throw std::invalid_argument(text);
-}
 
 void CheckShared(double multiplier, double level, const std::optional<double>& process_sd) {
   Need(multiplier > 0.0 && std::isfinite(multiplier), "multiplier must be a number above 0");

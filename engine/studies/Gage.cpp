@@ -6,7 +6,6 @@
 #include <cmath>
 #include <map>
 #include <numbers>
-#include <stdexcept>
 #include <utility>
 
 #include "engine/statistics/ControlConstants.h"
@@ -20,10 +19,6 @@ namespace {
 
 namespace statistics = engine::statistics;
 using platform::kNaN;
-
-void Need(bool holds, const char* text) {
-  if (!holds) throw std::invalid_argument(text);
-}
 
 bool IsAbove0(const std::optional<double>& value) {
   return !value || (*value > 0.0 && std::isfinite(*value));

@@ -5,9 +5,9 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
-#include <stdexcept>
 
 #include "engine/statistics/Distributions.h"
+#include "engine/studies/study_notes.h"
 
 namespace orvspc::studies {
 namespace {
@@ -15,10 +15,6 @@ namespace {
 namespace statistics = engine::statistics;
 
 constexpr std::int64_t kMostN = 1'000'000, kMostC = 1000, kMostDoubleC = 60;
-
-void Need(bool holds, const char* text) {
-  if (!holds) throw std::invalid_argument(text);
-}
 
 void CheckShare(double share, const PlanOptions& options) {
   Need(share >= 0.0 && (share <= 1.0 || options.model == CountModel::Poisson) &&

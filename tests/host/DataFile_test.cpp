@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/cli/study/DataFile.h"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <string>
 
-#include "gtest/gtest.h"
 #include "host/cli/Options.h"
 
 namespace orvspc::cli {

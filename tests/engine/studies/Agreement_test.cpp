@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/studies/Agreement.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "gtest/gtest.h"
 #include "tests/engine/studies/cases.h"
 
 namespace orvspc::studies {

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/studies/Bias.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
 
-#include "gtest/gtest.h"
 #include "tests/engine/studies/cases.h"
 
 namespace orvspc::studies {

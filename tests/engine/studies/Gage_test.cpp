@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/studies/Gage.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cmath>
 #include <numbers>
@@ -8,7 +10,6 @@
 #include <string>
 
 #include "engine/statistics/Numerics.h"
-#include "gtest/gtest.h"
 #include "tests/engine/studies/cases.h"
 
 namespace orvspc::studies {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/studies/SamplingPlan.h"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <cstdint>
 #include <stdexcept>
@@ -8,7 +10,6 @@
 
 #include "engine/statistics/Distributions.h"
 #include "engine/statistics/Numerics.h"
-#include "gtest/gtest.h"
 #include "tests/engine/studies/cases.h"
 
 namespace orvspc::studies {
