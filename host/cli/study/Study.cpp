@@ -60,16 +60,10 @@ studies::StudyData StreamsOf(const Analysis& run, const studies::ReadOptions& op
 
 std::vector<Command> StudyCommands() {
   return {
-      AgreementStudyCommand(),  //
-      ArlStudyCommand(),        //
-      BiasStudyCommand(),       //
-      CusumStudyCommand(),      //
-      DesignStudyCommand(),     //
-      EwmaStudyCommand(),       //
-      GageStudyCommand(),       //
-      LinearityStudyCommand(),  //
-      PlanStudyCommand(),       //
-      Type1StudyCommand(),      //
+      ArlStudyCommand(),     //
+      CusumStudyCommand(),   //
+      DesignStudyCommand(),  //
+      EwmaStudyCommand(),    //
   };
 }
 
