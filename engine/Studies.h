@@ -6,7 +6,13 @@
 #include "engine/studies/Design.h"
 #include "engine/studies/Figures.h"
 #include "engine/studies/Laws.h"
+#include "engine/studies/Agreement.h"
+#include "engine/studies/Bias.h"
+#include "engine/studies/Design.h"
+#include "engine/studies/Figures.h"
+#include "engine/studies/Gage.h"
 #include "engine/studies/RunLengths.h"
+#include "engine/studies/SamplingPlan.h"
 #include "engine/studies/StudyData.h"
 #include "engine/studies/TimeWeighted.h"
 

@@ -86,6 +86,11 @@ void WriteMarks(JsonWriter& json, const std::vector<std::uint8_t>& signals) {
   json.EndArray();
 }
 
+std::string ShareText(double p) {
+  if (std::isnan(p)) return "";
+  return p < 0.001 ? "< 0.001" : Fixed(p, 4);
+}
+
 std::string OptionsText(const StudyHead& head) {
   std::vector<std::string> pieces;
   for (const auto& option : head.options) {

@@ -42,6 +42,9 @@ void WriteTest(JsonWriter& json, const char* key, const studies::TestOfSignifica
 // "Marks": the numbers of the rules that each point breaks; here rule 1 alone, where not 0.
 void WriteMarks(JsonWriter& json, const std::vector<std::uint8_t>& signals);
 
+// "0.0312", "< 0.001": a P for people; empty where there is none.
+std::string ShareText(double p);
+
 // "Options: weight 0.2, width 3", as captions have them: those that were given.
 std::string OptionsText(const StudyHead& head);
 

@@ -75,6 +75,19 @@ class Case {
       }
     }
   }
+  // The same of rows.
+  void Check(const std::string& name, const std::vector<std::vector<double>>& actual) const {
+    const auto& expected = Expected().at(name);
+    const auto& rows = expected.at("value");
+    ASSERT_EQ(rows.size(), actual.size()) << name;
+    for (std::size_t i = 0; i < actual.size(); ++i) {
+      ASSERT_EQ(rows[i].size(), actual[i].size()) << name;
+      for (std::size_t j = 0; j < actual[i].size(); ++j) {
+        ExpectNear(name + "[" + std::to_string(i) + "][" + std::to_string(j) + "]", expected,
+                   rows[i][j].get<double>(), actual[i][j]);
+      }
+    }
+  }
 
  private:
   static void ExpectNear(const std::string& name, const nlohmann::json& expected, double value,
