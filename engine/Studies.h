@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/studies/Agreement.h"
+#include "engine/studies/Bias.h"
 #include "engine/studies/ChartRules.h"
 #include "engine/studies/ChartsInUse.h"
 #include "engine/studies/Design.h"
 #include "engine/studies/Figures.h"
-#include "engine/studies/Laws.h"
-#include "engine/studies/Agreement.h"
-#include "engine/studies/Bias.h"
-#include "engine/studies/Design.h"
-#include "engine/studies/Figures.h"
 #include "engine/studies/Gage.h"
+#include "engine/studies/Laws.h"
 #include "engine/studies/RunLengths.h"
 #include "engine/studies/SamplingPlan.h"
 #include "engine/studies/StudyData.h"

@@ -60,10 +60,16 @@ studies::StudyData StreamsOf(const Analysis& run, const studies::ReadOptions& op
 
 std::vector<Command> StudyCommands() {
   return {
-      ArlStudyCommand(),     //
-      CusumStudyCommand(),   //
-      DesignStudyCommand(),  //
-      EwmaStudyCommand(),    //
+      AgreementStudyCommand(),  //
+      ArlStudyCommand(),        //
+      BiasStudyCommand(),       //
+      CusumStudyCommand(),      //
+      DesignStudyCommand(),     //
+      EwmaStudyCommand(),       //
+      GageStudyCommand(),       //
+      LinearityStudyCommand(),  //
+      PlanStudyCommand(),       //
+      Type1StudyCommand(),      //
   };
 }
 

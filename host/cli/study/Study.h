@@ -68,9 +68,15 @@ std::string FormattedStudy(const Document& document, const Presentation& shown,
 // Every study: "orvspc study WORD". The name of such a command is "study WORD".
 std::vector<Command> StudyCommands();
 
+Command AgreementStudyCommand();
 Command ArlStudyCommand();
+Command BiasStudyCommand();
 Command CusumStudyCommand();
 Command DesignStudyCommand();
 Command EwmaStudyCommand();
+Command GageStudyCommand();
+Command LinearityStudyCommand();
+Command PlanStudyCommand();
+Command Type1StudyCommand();
 
 }  // namespace orvspc::cli
