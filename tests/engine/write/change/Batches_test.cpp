@@ -212,9 +212,8 @@ TEST_F(BatchesTest, WhatWasUndoneIsNewToTheNextFile) {
             std::string::npos);
   EXPECT_EQ(words(Import(limits, ImportKind::Limits)), "2: part A test T");
   EXPECT_EQ(refusal(limits, ImportKind::Limits, true), "") << "in use since";
-  EXPECT_EQ(words(Import(
-                "part,process,test,subgroup,time,value\nRing,P,T,1,2024-01-01,1\n"
-                "Rings,P,T,1,2024-01-01,1\n")),
+  EXPECT_EQ(words(Import("part,process,test,subgroup,time,value\nRing,P,T,1,2024-01-01,1\n"
+                         "Rings,P,T,1,2024-01-01,1\n")),
             "3: part Ring process P part Rings")
       << "names of one file are not taken for each other";
 }
