@@ -62,9 +62,8 @@ TEST_F(RecorderTest, LabelsOfManySourcesThatWereImportedAreReadOnce) {
     }
     return batch.Commit();
   };
-  // The labels lie in some twenty blocks, which each part would read on its own.
-  constexpr int kBlocks = kSubgroups / 256;
-  sql::FailStep(kParts * kBlocks);
+  // The labels lie in some twenty blocks and a hundred rows, which each part would read on its own.
+  sql::FailStep(kSubgroups);
   const auto first = send(1);
   EXPECT_FALSE(sql::FailStep(0));
   const auto next = send(2);
