@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <tuple>
 
 #include "engine/write/change/Items.h"
@@ -38,15 +37,6 @@ struct Edit {
 double PiecesOf(const StoredRecord& record) {
   const auto is_piece = [](const store::RowKey& key) { return key.Sbno == 0; };
   return static_cast<double>(std::ranges::count_if(record.keys, is_piece));
-}
-
-void CheckValue(const Edit& edit) {
-  constexpr double kTooLarge = 1e300;
-  const auto value = edit.change.value;
-  if (!std::isfinite(value) || std::fabs(value) >= kTooLarge) {
-    edit.Refuse("number", "value", write::NumberText(value),
-                "a value is a finite number below 1e300");
-  }
 }
 
 [[noreturn]] void Refuse(sql::Connection& db, const StoredRecord& record,
@@ -254,7 +244,9 @@ Json ApplyToPiece(sql::Connection& db, StoredRecord& record, const ValueChange& 
   using enum ValueChange::What;
   const Edit edit{db, record, change, IsMeasured(db, record.test)};
   const bool counts_pieces = record.size == PiecesOf(record);
-  if (change.what != Remove) CheckValue(edit);
+  if (change.what != Remove) {
+    if (const auto broken = write::BrokenRuleOfNumber(change.value)) Refuse(db, record, *broken);
+  }
   const auto names = NamesOf(edit);
   auto tsno = change.tsno;
   const bool had_mean = RowsOf(record, tsno).IsMean(record);
