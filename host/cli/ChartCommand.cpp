@@ -360,9 +360,10 @@ void NoteLimits(const QualityDatabase& database, render::ChartDocument& document
     const auto& limits =
         document.chart.ctrl_lims.at(static_cast<std::size_t>(document.limit_rows[point]));
     const auto since = platform::DateToTimeStamp(render::NumberOf(limits, "F_EFTM"));
-    const auto row =
-        database.InForce<ControlLimits>({stream[0], stream[1], stream[2]}, rows[point].stamp);
-    const bool is_stored = row && row->effective == since;
+    const auto id = static_cast<std::int32_t>(render::NumberOf(limits, "Word0"));
+    const auto stored = database.Versions<ControlLimits>({stream[0], stream[1], stream[2]});
+    const auto row = std::ranges::find(stored, id, &ControlLimits::id);
+    const bool is_stored = row != stored.end() && row->effective == since;
     const auto name = render::StreamName(names, stream[0], stream[1], stream[2]);
     auto text = LimitsText(since, is_stored ? row->used : 0);
     if (!text.empty()) in_force.push_back({"limits-in-force", std::move(text), name});
