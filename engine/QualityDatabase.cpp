@@ -859,11 +859,13 @@ std::int64_t UntilOf(const Row& row) {
   return catalogue::kNever;
 }
 
-// Rows that one takes over from another: the same time, and of control limits the same process.
+// Rows that one takes over from another: the same time, and of control limits the same process and
+// charts.
 template <class Row>
 bool Replaces(const Row& newer, const Row& older) {
   if constexpr (std::is_same_v<Row, ControlLimits>) {
     if (newer.process != older.process || UntilOf(newer) < UntilOf(older)) return false;
+    if (!catalogue::ShareCharts(newer.chart_word, older.chart_word)) return false;
   }
   return newer.effective == older.effective;
 }
@@ -877,7 +879,7 @@ std::vector<Row> QualityDatabase::Versions(const StreamKey& stream) const {
     for (auto& row : LimitRows<Row>(db, stream)) {
       row.part = stream.part;
       row.test = stream.test;
-      if (!rows.empty() && Replaces(row, rows.back())) rows.pop_back();
+      std::erase_if(rows, [&](const Row& before) { return Replaces(row, before); });
       rows.push_back(std::move(row));
     }
     return rows;

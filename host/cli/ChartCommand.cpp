@@ -350,11 +350,11 @@ void AddAlike(std::vector<Note> notes, std::size_t streams, std::vector<Note>& a
 }
 
 // Points of an excluded phase are out of no specification, which the chart library cannot know.
-void ClearExcluded(const QualityDatabase& database, render::ChartRead& chart) {
-  const auto excluded = ExcludedPoints(database, chart);
-  for (auto& graph : chart.graphs)
+void ClearExcluded(const QualityDatabase& database, render::ChartDocument& document) {
+  document.excluded = ExcludedPoints(database, document.chart);
+  for (auto& graph : document.chart.graphs)
     for (std::size_t i = 0; i < graph.ooss.size(); ++i)
-      if (excluded[i]) graph.ooss[i] = 0;
+      if (document.excluded[i]) graph.ooss[i] = 0;
 }
 
 // Since when the limits at the newest point of each stream hold, and whether their data changed.
@@ -370,9 +370,10 @@ void NoteLimits(const QualityDatabase& database, render::ChartDocument& document
     const auto& limits =
         document.chart.ctrl_lims.at(static_cast<std::size_t>(document.limit_rows[point]));
     const auto since = platform::DateToTimeStamp(render::NumberOf(limits, "F_EFTM"));
-    const auto row =
-        database.InForce<ControlLimits>({stream[0], stream[1], stream[2]}, rows[point].stamp);
-    const bool is_stored = row && row->effective == since;
+    const auto id = static_cast<std::int32_t>(render::NumberOf(limits, "Word0"));
+    const auto stored = database.Versions<ControlLimits>({stream[0], stream[1], stream[2]});
+    const auto row = std::ranges::find(stored, id, &ControlLimits::id);
+    const bool is_stored = row != stored.end() && row->effective == since;
     const auto name = render::StreamName(names, stream[0], stream[1], stream[2]);
     auto text = LimitsText(since, is_stored ? row->used : 0);
     if (!text.empty()) in_force.push_back({"limits-in-force", std::move(text), name});
@@ -395,7 +396,7 @@ render::ChartDocument RunChart(const QualityDatabase& database,
   render::ChartDocument document;
   document.chart = render::ReadChart(std::move(results));
   ReadTexts(database, NamesOf(database), document.chart.subgroups);
-  ClearExcluded(database, document.chart);
+  ClearExcluded(database, document);
   document.downtimes = ReadDowntimes(database, ShownNamesOf(database), document.chart.subgroups);
   document.requested[0] = processing->Graph1Type();
   document.requested[1] = processing->Graph2Type();
