@@ -627,6 +627,16 @@ std::vector<ListedEvent> QualityDatabase::EventsOfSubgroups(std::int64_t from,
   });
 }
 
+std::vector<ListedEvent> QualityDatabase::Events(std::span<const std::int32_t> events) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    std::vector<store::EventRow> rows;
+    for (const auto id : events) {
+      if (const auto row = store::ReadEvent(db, id)) rows.push_back(*row);
+    }
+    return Listed(rows);
+  });
+}
+
 std::vector<ListedEvent> QualityDatabase::Downtimes(std::int32_t process, std::int64_t from,
                                                     std::int64_t to) const {
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {

@@ -454,6 +454,8 @@ class QualityDatabase {
   // Events that name the time of a subgroup from one up to and with another, by their own time.
   std::vector<ListedEvent> EventsOfSubgroups(std::int64_t from, std::int64_t to) const;
 
+  // Events by identifier, in that order, without those that are not there.
+  std::vector<ListedEvent> Events(std::span<const std::int32_t> events) const;
   // Downtimes of a process, or of any, that reach into the time from one up to and with another, by
   // their start. One without an end counts where it begins.
   std::vector<ListedEvent> Downtimes(std::int32_t process, std::int64_t from,

@@ -139,6 +139,7 @@ std::vector<StoredRecord> MoveSubgroup(log::Writing& writing, const StoredSubgro
   if (change.label) {
     write::SettleLastLabel(db, from.part, from.process, write::NumberOfLabel(to.label));
   }
+  if (to.time != from.time) MoveEvents(db, from, to.time);
   store::ReplaceSubgroup(db, facts);
   Json after;
   if (change.time) after["time"] = to.time;

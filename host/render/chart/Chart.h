@@ -195,7 +195,7 @@ struct ChartRead {
 
   // A stored result keeps no limit rows; an empty table then says nothing.
   bool tables_known = true;
-  // Decimals that mean something by the specification limits, the least of their rows.
+  // Decimals that mean something by the specification limits, the most of their rows.
   std::optional<int> decimals;
   std::vector<GroupView> groups;  // one a point without grouping
 
