@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <map>
 #include <numeric>
 #include <span>
 #include <stdexcept>
@@ -173,6 +174,42 @@ std::vector<std::int32_t> SealedWithRows(sql::Connection& db) {
        query.Step();) {
     ids.push_back(query.Int(0));
   }
+  return ids;
+}
+
+std::vector<std::int32_t> HotWithoutMeasurements(sql::Connection& db, std::int64_t end) {
+  using Source = std::pair<std::int32_t, std::int32_t>;                 // part and process
+  std::map<Source, std::map<std::int32_t, std::int32_t>> sealed_maybe;  // times by identifier
+  for (sql::Query query(db,
+                        "SELECT g.id, g.part, g.process, g.time FROM subgroup g WHERE g.id < ?1 "
+                        "AND NOT EXISTS (SELECT 1 FROM subgroup_block WHERE block = g.id / 256) "
+                        "AND NOT EXISTS (SELECT 1 FROM stream s CROSS JOIN measurement m "
+                        "WHERE s.part = g.part AND s.process = g.process AND m.stream = s.id "
+                        "AND m.time = g.time AND m.subgroup = g.id)",
+                        end);
+       query.Step();) {
+    sealed_maybe[{query.Int(1), query.Int(2)}][query.Int(0)] = query.Int(3);
+  }
+  std::vector<std::int32_t> ids;
+  for (auto& [source, times_of] : sealed_maybe) {
+    for (sql::Query streams(db, "SELECT id FROM stream WHERE part = ?1 AND process = ?2",
+                            source.first, source.second);
+         !times_of.empty() && streams.Step();) {
+      std::vector<std::int32_t> times;
+      for (const auto& each : times_of) times.push_back(each.second);
+      std::ranges::sort(times);
+      times.erase(std::unique(times.begin(), times.end()), times.end());
+      try {
+        for (const auto id : SubgroupsAt(db, streams.Int64(0), times)) times_of.erase(id);
+      } catch (const sql::SqlError&) {
+        throw;
+      } catch (const std::runtime_error&) {
+        // Of a damaged chunk it is not known. A row that is not needed does no harm.
+      }
+    }
+    for (const auto& each : times_of) ids.push_back(each.first);
+  }
+  std::ranges::sort(ids);
   return ids;
 }
 

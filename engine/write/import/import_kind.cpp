@@ -81,7 +81,10 @@ std::vector<Note> ImportNames::Notes() const {
 
 std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) {
   if (const auto id = Find(kind, name)) {
-    if (Of(kind).inactive.erase(*id) != 0 && !change::ReviveUndone(db_, kind, *id)) {
+    if (Of(kind).inactive.erase(*id) == 0) return *id;
+    if (change::ReviveUndone(db_, kind, *id)) {
+      revived_.emplace_back(kind, *id);
+    } else {
       inactive_.push_back({"inactive",
                            change::InactiveText(db_, kind, *id, std::string(name)) +
                                "; orvspc edit activate " + std::string(WordOf(kind)) +

@@ -368,6 +368,11 @@ TEST_F(RecorderTest, RefusesValuesWhereATestCountsAndTheReverse) {
   scratches.size = 0;
   scratches.time -= 1;
   ExpectRefused(scratches, "type", "test: Scratches counts defects; give --size and a count");
+  // What was counted must be said, also when it is nothing.
+  const std::string count = "test: Leaks counts defectives; give --size and a count";
+  ExpectRefused(Leaks(50, {}, kNow - 1), "type", count);
+  EXPECT_EQ(Stored(Make(Leaks(50, {0}, kNow - 2)).subgroup, "Leaks")->values,
+            std::vector<double>{0});
   const std::string measured =
       "test: Diameter has measured values; give these, without --size and --defect";
   auto counted = Diameter({1}, kNow - 1);
@@ -685,6 +690,11 @@ TEST_F(RecorderTest, NamesOfAnUndoneBatchAreRecordedAgain) {
   const auto again = store();
   for (const char* kind : {"part", "process", "test", "lot", "shift", "employee"}) {
     EXPECT_EQ(Value(std::string("SELECT count(*) FROM ") + kind + " WHERE active = 0"), 0) << kind;
+    EXPECT_EQ(Value(std::string("SELECT count(*) FROM log WHERE operation = 'activate' AND "
+                                "object = '") +
+                    kind + " ' || (SELECT max(id) FROM " + kind + ")"),
+              1)
+        << kind;
   }
   Into().UndoImport(again, false, why);
   record.context.clear();
@@ -695,6 +705,7 @@ TEST_F(RecorderTest, NamesOfAnUndoneBatchAreRecordedAgain) {
   change.context = {{"lot", "L9"}};
   Into().ChangeSubgroups({plain.subgroup}, {}, change, why);
   EXPECT_EQ(Value("SELECT count(*) FROM lot WHERE active = 1"), 1);
+  EXPECT_EQ(Value("SELECT count(*) FROM log WHERE operation = 'activate' AND object = 'lot 1'"), 2);
   // Somebody wanted this one so.
   Into().SetActive(ItemKind::Part, "Ring", false, why);
   record.time += 1;
