@@ -61,6 +61,11 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
                                         std::span<const SubgroupFacts> subgroups,
                                         SealedEnds* ends = nullptr);
 
+// The identifiers of all subgroups with measurements that have the part, process and time of one of
+// these, in their order. Reads as FindSubgroups does.
+std::vector<std::int32_t> MeasuredAt(sql::Connection& db, std::span<const SubgroupFacts> places,
+                                     SealedEnds* ends = nullptr);
+
 // The identifiers of those that keep their rows, in their order.
 std::vector<std::int32_t> SealedWithRows(sql::Connection& db);
 

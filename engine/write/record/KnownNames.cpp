@@ -189,6 +189,7 @@ void KnownNames::Forget() {
   contexts_.clear();
   settings_.clear();
   last_labels_.clear();
+  highest_labels_.Forget();
   ends_.Clear();
 }
 

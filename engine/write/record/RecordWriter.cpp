@@ -62,7 +62,7 @@ RecordWriter::Counter& RecordWriter::CounterOf(const KnownStream& stream) {
     auto& known = known_.LastLabel(stream.part, stream.process);
     if (!known) known = write::LastLabel(db_, stream.part, stream.process);
     counter.is_changed = !known;
-    if (!known) known = write::HighestLabel(db_, stream.part, stream.process);
+    if (!known) known = known_.HighestLabels().Of(db_, stream.part, stream.process);
     counter.last = *known;
   }
   return counter;

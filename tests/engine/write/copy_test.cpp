@@ -15,9 +15,9 @@
 #include "engine/store/digest.h"
 #include "engine/store/tables.h"
 #include "engine/write/chunks/StreamWriter.h"
-#include "tests/engine/limited_device.h"
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/version1_file.h"
+#include "tests/engine/watched_device.h"
 #include "tests/engine/write/import/every_kind.h"
 
 namespace orvspc::engine::store {
@@ -248,7 +248,7 @@ TEST_F(CopyTest, WhatTheTargetHasNoRoomForIsItsFailure) {
   Import(ManyOfOneStream());
   const auto path = folder_.File("copy.db");
   const auto copy = [&](std::int64_t bytes) {
-    const LimitedDevice device(bytes);
+    WatchedDevice device(bytes);
     const auto failure = FailureOf([&] { Data().CopyTo(path); });
     return std::pair(failure, device.Peak());
   };

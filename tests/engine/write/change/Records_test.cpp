@@ -149,9 +149,10 @@ TEST_F(ChangeTest, ValuesThatCannotBeAreRefused) {
   EXPECT_EQ(change({Set, 9, 0, 1}), "unknown: #2 T: there is no piece 9");
   EXPECT_EQ(change({Set, 1, 2, 1}), "unknown: #2 T: there is no piece 1, reading 2");
   EXPECT_EQ(change({Add, 2, 0, 1}), "stored: #2 T: piece 2 is there already");
-  EXPECT_EQ(change({Set, 1, 0, 1e300}), "number: #2 T: a value is a finite number below 1e300");
+  EXPECT_EQ(change({Set, 1, 0, 1e300}),
+            "number: #2 T: value: 1e+300 is too large; values lie below 1e300");
   EXPECT_EQ(change({Set, 1, 0, std::numeric_limits<double>::quiet_NaN()}),
-            "number: #2 T: a value is a finite number below 1e300");
+            "number: #2 T: value: nan is no number");
   Data().ChangeValue(2, test_, {Remove, 1, 0, 0}, Why());
   Data().ChangeValue(2, test_, {Remove, 2, 0, 0}, Why());
   EXPECT_EQ(change({Remove, 3, 0, 0}),
