@@ -83,10 +83,8 @@ class ImportNames {
   // Adds it when it is new. One that the undoing of a batch left without use is in use again.
   std::int32_t Take(catalogue::ItemKind kind, std::string_view name);
   std::int64_t Added() const { return added_; }
-  // Of which this was so, and no entry says it yet.
-  const std::vector<std::pair<catalogue::ItemKind, std::int32_t>>& Revived() const {
-    return revived_;
-  }
+  // Those that are in use again, which no entry says yet.
+  std::vector<std::pair<catalogue::ItemKind, std::int32_t>> Revived() const;
   // The first ten parts, processes and tests that were new.
   const std::vector<NewItem>& NewItems() const { return new_items_; }
   // A note for each name that was taken and is not active, and for each former name that was found:
@@ -109,7 +107,6 @@ class ImportNames {
   sql::Connection& db_;
   std::array<Table, catalogue::kItemKinds> tables_;
   std::int64_t added_ = 0;
-  std::vector<std::pair<catalogue::ItemKind, std::int32_t>> revived_;
   std::vector<NewItem> new_items_;
   std::vector<Note> inactive_;
   std::map<std::string, std::string> renamed_;  // former names that were found
