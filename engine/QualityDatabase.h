@@ -69,6 +69,8 @@ struct ListedStream : StreamKey {
   std::int32_t test_type = 0;  // TestTypes
   std::int64_t subgroups = 0;
   std::int32_t first = 0, last = 0;
+  std::int32_t limits = 0;       // the row of control limits that is in force now; 0: none
+  std::int64_t open_alarms = 0;  // neither closed nor withdrawn
 };
 
 struct ListedGroup {
@@ -341,6 +343,14 @@ class QualityDatabase {
   // a server the tables are made in the empty database of that address, and stay when fill fails.
   static QualityDatabase Create(const std::string& path,
                                 const std::function<void(QualityDatabase&)>& fill = {});
+
+  // Opens the database of that name, which is made if there is none, once fill has filled it.
+  //
+  // fill     as of Create; it is called again where somebody else made the database meanwhile
+  // After a failure of fill there is no new file, and nothing of it in one that was there already
+  // but what it stored itself.
+  static QualityDatabase OpenOrCreate(const std::string& path,
+                                      const std::function<void(QualityDatabase&)>& fill);
 
   // Imports a file into the database of that name, which is made if there is none. A refused file
   // leaves no new database, and no tables in an empty one of a server.

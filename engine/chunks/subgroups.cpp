@@ -184,4 +184,31 @@ std::vector<std::int32_t> SealedWithRows(sql::Connection& db) {
   return ids;
 }
 
+std::vector<std::int32_t> HotWithoutMeasurements(sql::Connection& db, std::int64_t end) {
+  // Those with a hot measurement are known by one statement.
+  std::vector<SubgroupFacts> others;
+  for (sql::Query query(db,
+                        "SELECT g.id, g.part, g.process, g.time FROM subgroup g WHERE g.id < ?1 "
+                        "AND NOT EXISTS (SELECT 1 FROM subgroup_block WHERE block = g.id / 256) "
+                        "AND NOT EXISTS (SELECT 1 FROM stream s CROSS JOIN measurement m "
+                        "WHERE s.part = g.part AND s.process = g.process AND m.stream = s.id "
+                        "AND m.time = g.time AND m.subgroup = g.id) ORDER BY g.id",
+                        end);
+       query.Step();) {
+    others.push_back({query.Int(0), query.Int(1), query.Int(2), query.Int(3), {}});
+  }
+  std::vector<std::int32_t> measured, ids;
+  try {
+    measured = MeasuredAt(db, others);
+  } catch (const sql::SqlError&) {
+    throw;
+  } catch (const std::runtime_error&) {
+    // Beside a damaged chunk it is not known of any. A row that is not needed does no harm.
+  }
+  for (const auto& each : others) {
+    if (!std::ranges::binary_search(measured, each.id)) ids.push_back(each.id);
+  }
+  return ids;
+}
+
 }  // namespace orvspc::engine::store

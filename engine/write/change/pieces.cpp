@@ -20,6 +20,7 @@ constexpr std::int32_t kNoItem = -1;  // a name that nothing has
 
 // A change of one record on its way.
 struct Edit {
+  log::Writing& writing;
   sql::Connection& db;
   StoredRecord& record;
   const ValueChange& change;
@@ -68,7 +69,7 @@ RowNames NamesOf(const Edit& edit) {
       if (edit.is_measured && kind->kind == ItemKind::Defect) {
         edit.Refuse("type", "defect", name, "has measured values, which have no defect");
       }
-      item = TakeItem(edit.db, kind->kind, column, name);
+      item = TakeItem(edit.writing, kind->kind, column, name);
     } else {
       item = FindItem(edit.db, kind->kind, name).value_or(kNoItem);
     }
@@ -240,9 +241,10 @@ void TidyCounts(StoredRecord& record) {
 
 }  // namespace
 
-Json ApplyToPiece(sql::Connection& db, StoredRecord& record, const ValueChange& change) {
+Json ApplyToPiece(log::Writing& writing, StoredRecord& record, const ValueChange& change) {
   using enum ValueChange::What;
-  const Edit edit{db, record, change, IsMeasured(db, record.test)};
+  auto& db = writing.Db();
+  const Edit edit{writing, db, record, change, IsMeasured(db, record.test)};
   const bool counts_pieces = record.size == PiecesOf(record);
   if (change.what != Remove) {
     if (const auto broken = write::BrokenRuleOfNumber(change.value)) Refuse(db, record, *broken);

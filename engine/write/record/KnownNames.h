@@ -52,6 +52,11 @@ class KnownNames {
   // Adds a name that is new, as imports do. What was undone is in use again.
   std::int32_t Take(ItemKind kind, std::string_view name);
 
+  // Those that were undone and are in use again since the latest call.
+  std::vector<std::pair<ItemKind, std::int32_t>> TakeRevived() {
+    return std::exchange(revived_, {});
+  }
+
   // What it is called now; the name itself unless it is a former one.
   std::string Present(ItemKind kind, const std::string& name);
 
@@ -94,6 +99,7 @@ class KnownNames {
 
   sql::Connection& db_;
   std::array<Ids, kItemKinds> items_;
+  std::vector<std::pair<ItemKind, std::int32_t>> revived_;
   std::map<std::array<std::string, 3>, KnownStream> streams_;
   std::map<store::Context, std::int32_t> contexts_;
   std::map<std::string, std::string, std::less<>> settings_;

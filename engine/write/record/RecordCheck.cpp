@@ -121,7 +121,7 @@ void TakeMeasured(CheckedRecord& checked) {
   TakeRows(checked, all);
 }
 
-// Counts of zero without a unit say nothing; a record without counts has one row.
+// Counts of zero without a unit say nothing; a record of such counts alone has one row.
 void TakeCounts(CheckedRecord& checked) {
   std::vector<Row> rows;
   std::uint32_t place = 0;
@@ -275,7 +275,7 @@ void RecordCheck::SettleType(CheckedRecord& checked) {
     checked.type = found == new_types_.end() ? usual : found->second;
   }
   if (checked.type != ttVariable) {
-    if (record.size > 0) return;
+    if (record.size > 0 && !record.pieces.empty()) return;
     const std::string what = checked.type == ttDefects ? "defects" : "defectives";
     Refuse("type", "test", record.test,
            record.test + " counts " + what + "; give --size and a count");

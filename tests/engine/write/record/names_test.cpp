@@ -32,6 +32,11 @@ TEST_F(RecorderTest, NamesOfAnUndoneBatchAreRecordedAgain) {
   const auto again = store();
   for (const char* kind : {"part", "process", "test", "lot", "shift", "employee"}) {
     EXPECT_EQ(Value(std::string("SELECT count(*) FROM ") + kind + " WHERE active = 0"), 0) << kind;
+    EXPECT_EQ(Value(std::string("SELECT count(*) FROM log WHERE operation = 'activate' AND "
+                                "object = '") +
+                    kind + " ' || (SELECT max(id) FROM " + kind + ")"),
+              1)
+        << kind;
   }
   Into().UndoImport(again, false, why);
   record.context.clear();
@@ -42,6 +47,7 @@ TEST_F(RecorderTest, NamesOfAnUndoneBatchAreRecordedAgain) {
   change.context = {{"lot", "L9"}};
   Into().ChangeSubgroups({plain.subgroup}, {}, change, why);
   EXPECT_EQ(Value("SELECT count(*) FROM lot WHERE active = 1"), 1);
+  EXPECT_EQ(Value("SELECT count(*) FROM log WHERE operation = 'activate' AND object = 'lot 1'"), 2);
   // Somebody wanted this one so.
   Into().SetActive(ItemKind::Part, "Ring", false, why);
   record.time += 1;

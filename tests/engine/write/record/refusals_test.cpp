@@ -108,6 +108,11 @@ TEST_F(RecorderTest, RefusesValuesWhereATestCountsAndTheReverse) {
   scratches.size = 0;
   scratches.time -= 1;
   ExpectRefused(scratches, "type", "test: Scratches counts defects; give --size and a count");
+  // What was counted must be said, also when it is nothing.
+  const std::string count = "test: Leaks counts defectives; give --size and a count";
+  ExpectRefused(Leaks(50, {}, kNow - 1), "type", count);
+  EXPECT_EQ(Stored(Make(Leaks(50, {0}, kNow - 2)).subgroup, "Leaks")->values,
+            std::vector<double>{0});
   const std::string measured =
       "test: Diameter has measured values; give these, without --size and --defect";
   auto counted = Diameter({1}, kNow - 1);
