@@ -142,11 +142,15 @@ Listing Items(const QualityDatabase& database, ItemKind kind) {
                        kind == ItemKind::CacCode || kind == ItemKind::StateCode;
   const std::string word(WordOf(kind));
   const char* const more = is_code ? " Text=what_it_means" : is_test ? " -TestType" : "";
-  return {word, "#ID Name=" + word + more + " #Subgroups @First @Last -Factor -Type -Active",
+  return {word,
+          "#ID Name=" + word + more +
+              " #Subgroups @First @Last -Factor -Type -Active "
+              "-Version",
           RowsOf(database.CountedItems(kind), [&](const CountedItem& item) {
             const bool occurs = item.subgroups > 0;
-            Row row = RowOf(item.id, item.name, item.subgroups, TimeOf(occurs, item.first),
-                            TimeOf(occurs, item.last), item.factor, item.type, item.active);
+            Row row =
+                RowOf(item.id, item.name, item.subgroups, TimeOf(occurs, item.first),
+                      TimeOf(occurs, item.last), item.factor, item.type, item.active, item.version);
             if (is_code) row.emplace(row.begin() + 2, item.text);
             if (is_test) row.emplace(row.begin() + 2, item.type);
             return row;
@@ -256,10 +260,11 @@ constexpr List kLists[] = {
        return RowsOf(database.RuleSets(),
                      [](const auto& set) { return RowOf(set.name, set.numbers); });
      }},
-    {"settings", "setting", "Name=setting Value Meaning=what_it_is",
+    {"settings", "setting", "Name=setting Value Meaning=what_it_is -Version",
      [](const QualityDatabase& database) {
        return RowsOf(database.SettingNames(), [&](const auto& name) {
-         return RowOf(name, database.Setting(name), FindSettingKind(name)->meaning);
+         return RowOf(name, database.Setting(name), FindSettingKind(name)->meaning,
+                      database.SettingVersion(name));
        });
      }},
     {"limits", "limits",
