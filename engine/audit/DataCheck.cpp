@@ -18,6 +18,7 @@
 #include "engine/store/StoreCache.h"
 #include "engine/store/batch_digest.h"
 #include "engine/write/log/Canonical.h"
+#include "engine/write/log/FormerTypes.h"
 #include "engine/write/log/Json.h"
 #include "platform/Enumerations.h"
 
@@ -57,7 +58,8 @@ struct Changed {
   std::string digest;                // by the last; empty: it took the record out
   std::int64_t batch = 0;            // that brought the record
   bool is_seen = false;
-  Origin origin = {};  // of a former one
+  std::int32_t test = 0;  // at the time of the first
+  Origin origin = {};     // of a former one
 
   bool IsOut() const { return first != 0 && digest.empty(); }
 };
@@ -100,12 +102,7 @@ T ValueOf(const Json& json, const char* key, T fallback) {
 
 class Checker {
  public:
-  explicit Checker(sql::Connection& db) : db_(db), cache_(db) {
-    for (sql::Query types(db, "SELECT id FROM test WHERE type = ?1", ttVariable); types.Step();) {
-      measured_.push_back(types.Int(0));
-    }
-    std::ranges::sort(measured_);
-  }
+  explicit Checker(sql::Connection& db) : db_(db), cache_(db), types_(db) {}
 
   LogCheck Run() {
     check_ = log::CheckChain(db_, [&](const Entry& entry) { Take(entry); });
@@ -150,6 +147,7 @@ class Checker {
     if (changed.first == 0) {
       changed.first = entry.seq;
       changed.before = entry.before;
+      changed.test = place.test;
     }
     changed.last = entry.seq;
     changed.digest = entry.after.empty() ? std::string()
@@ -314,8 +312,6 @@ class Checker {
            std::string(NameOf(Test, place.test, {INT64_MAX, 0}));
   }
 
-  bool IsMeasured(std::int32_t test) const { return std::ranges::binary_search(measured_, test); }
-
   // --- Records as they were ----------------------------------------------------------------------
 
   // What an entry says of the time before it; empty where that is none.
@@ -355,11 +351,12 @@ class Checker {
     const auto time = static_cast<std::int32_t>(before->time.value_or(0));
     auto then = Earlier(*std::move(before), place, changed.first, batch->second.seq);
     store::NamesOfStream names{then.part, then.process, then.test};
-    originals_.push_back({stream->id,
-                          {time, place.subgroup},
-                          number,
-                          std::move(names),
-                          BytesOf(std::move(then), IsMeasured(test))});
+    originals_.push_back(
+        {stream->id,
+         {time, place.subgroup},
+         number,
+         std::move(names),
+         BytesOf(std::move(then), types_.At(changed.test, changed.first) == ttVariable)});
   }
 
   static std::string BytesOf(log::CanonicalRecord before, bool is_measured) {
@@ -421,7 +418,7 @@ class Checker {
       const auto& kind = store::kContextKinds[i];
       if (context[i] != 0) all.context[std::string(kind.column)] = name(kind.kind, context[i]);
     }
-    log::LeaveOutUsual(all, IsMeasured(stream.test));
+    log::LeaveOutUsual(all, types_.Now(stream.test) == ttVariable);
     return log::DigestOf(all);
   }
 
@@ -647,7 +644,7 @@ class Checker {
   sql::Connection& db_;
   store::StoreCache cache_;
   LogCheck check_;
-  std::vector<std::int32_t> measured_;  // tests
+  log::FormerTypes types_;
   std::vector<Made> made_;
   ChangedRecords changed_;
   std::vector<std::pair<Place, Changed>> former_;  // taken out before another came to their place

@@ -340,11 +340,11 @@ void AddAlike(std::vector<Note> notes, std::size_t streams, std::vector<Note>& a
 }
 
 // Points of an excluded phase are out of no specification, which the chart library cannot know.
-void ClearExcluded(const QualityDatabase& database, render::ChartRead& chart) {
-  const auto excluded = ExcludedPoints(database, chart);
-  for (auto& graph : chart.graphs)
+void ClearExcluded(const QualityDatabase& database, render::ChartDocument& document) {
+  document.excluded = ExcludedPoints(database, document.chart);
+  for (auto& graph : document.chart.graphs)
     for (std::size_t i = 0; i < graph.ooss.size(); ++i)
-      if (excluded[i]) graph.ooss[i] = 0;
+      if (document.excluded[i]) graph.ooss[i] = 0;
 }
 
 // Since when the limits at the newest point of each stream hold, and whether their data changed.
@@ -385,7 +385,7 @@ render::ChartDocument RunChart(const QualityDatabase& database,
   render::ChartDocument document;
   document.chart = render::ReadChart(std::move(results));
   ReadTexts(database, NamesOf(database), document.chart.subgroups);
-  ClearExcluded(database, document.chart);
+  ClearExcluded(database, document);
   document.downtimes = ReadDowntimes(database, ShownNamesOf(database), document.chart.subgroups);
   document.requested[0] = processing->Graph1Type();
   document.requested[1] = processing->Graph2Type();

@@ -316,6 +316,27 @@ TEST_F(PhaseCommandTest, PointsOfAnExcludedPhaseAreOutOfNoSpecification) {
   EXPECT_EQ(Run(chart + "--exit-code").status, 3) << "the newest point that counts";
 }
 
+TEST_F(PhaseCommandTest, PointsOfAnExcludedPhaseAreHollowAlsoWherePhasesAreTakenTogether) {
+  const std::string chart = "chart --db q.db --max 0 ";
+  const auto hollow = [&](const std::string& options) {
+    const auto svg = Run(chart + options + "--graph1 xbar --graph2 none --format svg").out;
+    int count = 0;
+    for (auto at = svg.find("class=\"pu\""); at != svg.npos; at = svg.find("class=\"pu\"", at + 1))
+      ++count;
+    return count;
+  };
+  EXPECT_EQ(hollow("--all-phases "), 0);
+  ASSERT_EQ(Add("--part Ring --name bad --start 2024-02-21 --kind excluded").status, 0);
+  const auto usual = hollow("");
+  EXPECT_GE(usual, 8) << "and what the sign means";
+  EXPECT_EQ(hollow("--all-phases "), usual);
+  const auto text = Run(chart + "--all-phases").out;
+  EXPECT_NE(text.find("x disabled, incomplete or excluded"), text.npos);
+  EXPECT_NE(text.find("28 subgroups, 20 used"), text.npos);
+  const auto page = Run(chart + "--all-phases --format html").out;
+  EXPECT_NE(page.find("<td>excluded</td>"), page.npos);
+}
+
 TEST_F(PhaseCommandTest, CapabilityTakesTheNewestPhaseUnlessToldOtherwise) {
   const auto before = Run("capability --db q.db --format json").out;
   AddThree();

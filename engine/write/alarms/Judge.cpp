@@ -223,6 +223,7 @@ class StreamJudge {
 
   // By the functions of the chart.
   void Judge() {
+    if (Points().empty()) return;  // there the test may have lost its type
     API_DSInfo info{};
     info.Status = 7;
     const auto word = ChartWord();

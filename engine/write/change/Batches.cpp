@@ -136,6 +136,7 @@ class ValuesUndo {
   void DropDescriptors(const std::set<std::int32_t>& kept_subgroups);
   void TidySubgroups();
   std::int64_t DeactivateNames();
+  void ForgetTypes();
 
  private:
   void TakeOut(std::int64_t stream, std::span<const store::RecordKey> keys);
@@ -276,18 +277,12 @@ bool IsNamedByRows(sql::Connection& db, ItemKind kind, std::int32_t id) {
 
 // Drops the names that values have.
 void ValuesUndo::DropUsed(Names& names) {
-  const auto has_values = [&](std::int64_t stream) {
-    return store::FindChunk(db_, stream, {INT32_MIN, 0}).has_value() ||
-           sql::Query(db_, "SELECT 1 FROM measurement WHERE stream = ?1 LIMIT 1", stream)
-               .RunForInt()
-               .has_value();
-  };
   using Stream = std::tuple<std::int64_t, std::int32_t, std::int32_t, std::int32_t>;
   std::vector<Stream> streams;
   for (sql::Query query(db_, "SELECT id, part, process, test FROM stream"); query.Step();) {
     streams.emplace_back(query.Int64(0), query.Int(1), query.Int(2), query.Int(3));
   }
-  std::erase_if(streams, [&](const Stream& each) { return !has_values(std::get<0>(each)); });
+  std::erase_if(streams, [&](const Stream& each) { return !HasValues(db_, std::get<0>(each)); });
   for (const auto& [id, part, process, test] : streams) {
     names.erase({ItemKind::Part, part});
     names.erase({ItemKind::Process, process});
@@ -346,6 +341,12 @@ std::int64_t ValuesUndo::DeactivateNames() {
   return count;
 }
 
+void ValuesUndo::ForgetTypes() {
+  for (const auto& [kind, id] : names_) {
+    if (kind == ItemKind::Test) ForgetType(writing_, id);
+  }
+}
+
 UndoneBatch UndoValues(log::Writing& writing, const Batch& batch, bool keep_changed) {
   auto& db = writing.Db();
   const auto stored = Find(db, batch);
@@ -361,6 +362,7 @@ UndoneBatch UndoValues(log::Writing& writing, const Batch& batch, bool keep_chan
   undo.DropDescriptors(stored.changed_subgroups);
   undo.TidySubgroups();
   undone.report.names = undo.DeactivateNames();
+  undo.ForgetTypes();
   AddEvent(writing, etSubgroupDelete, {});
   return undone;
 }

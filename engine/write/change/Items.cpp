@@ -4,6 +4,7 @@
 #include "engine/catalogue/References.h"
 #include "engine/sql/counter.h"
 #include "engine/sql/texts.h"
+#include "engine/write/change/StoredRecord.h"
 #include "engine/write/change/events.h"
 #include "engine/write/change/stream_settings.h"
 #include "engine/write/change/version.h"
@@ -54,6 +55,13 @@ std::optional<std::int32_t> FindNamed(sql::Connection& db, ItemKind kind, std::s
 bool IsActive(sql::Connection& db, ItemKind kind, std::int32_t id) {
   sql::Query query(db, TextFor<IsActiveText>(kind), id);
   return query.Step() && query.Int(0) != 0;
+}
+
+// The type that a test had, which has none from here on; 0: it had none, or is no test.
+std::int32_t TakeType(sql::Connection& db, ItemKind kind, std::int32_t id) {
+  const auto type = kind == ItemKind::Test ? TypeOf(db, id) : 0;
+  if (type != 0) SetType(db, id, 0);
+  return type;
 }
 
 }  // namespace
@@ -152,9 +160,19 @@ bool DeactivateUndone(log::Writing& writing, ItemKind kind, std::int32_t id, std
   auto& db = writing.Db();
   if (!IsActive(db, kind, id)) return false;
   sql::Query(db, TextFor<ActivateText>(kind), id, false).Run();
-  writing.Add("deactivate", ObjectOf(kind, id), log::CanonicalText({{"active", true}}),
+  log::Json before = {{"active", true}};
+  if (const auto type = TakeType(db, kind, id)) before["type"] = type;
+  writing.Add("deactivate", ObjectOf(kind, id), log::CanonicalText(before),
               log::CanonicalText({{"active", false}, {"undone", batch}}));
   return true;
+}
+
+void ForgetType(log::Writing& writing, std::int32_t test) {
+  auto& db = writing.Db();
+  if (TypeOf(db, test) == 0 || TestHasValues(db, test)) return;
+  const auto type = TakeType(db, ItemKind::Test, test);
+  writing.Add("type", ObjectOf(ItemKind::Test, test), log::CanonicalText({{"type", type}}),
+              log::CanonicalText({{"type", 0}}));
 }
 
 bool WasUndone(sql::Connection& db, ItemKind kind, std::int32_t id) {

@@ -41,8 +41,12 @@ void SetActive(log::Writing& writing, ItemKind kind, std::string_view name, bool
                std::optional<std::int64_t> expected);
 
 // The same of a name that nothing uses any more since a batch was undone, with no event; returns
-// whether it was active.
+// whether it was active. A test loses its type.
 bool DeactivateUndone(log::Writing& writing, ItemKind kind, std::int32_t id, std::int64_t batch);
+
+// A test that has lost its last values has no type until others come, whose type may be another
+// one. Nothing of one that has values.
+void ForgetType(log::Writing& writing, std::int32_t test);
 
 // Whether DeactivateUndone is the latest that is known of an item which is not active. To those who
 // name it, it is in use.

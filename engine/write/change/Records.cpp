@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <span>
 #include <utility>
 
@@ -17,6 +18,7 @@
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
 #include "engine/write/last_label.h"
+#include "engine/write/log/FormerTypes.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/texts.h"
 #include "engine/write/record_rules.h"
@@ -158,6 +160,7 @@ struct OldState {
   log::CanonicalRecord record;
   std::int64_t batch = 0;
   bool was_taken_out = false;  // with comments and descriptors
+  std::int32_t test_then = 0, type = 0;
 };
 
 // What an entry about a record says of the time before it.
@@ -175,14 +178,73 @@ OldState BeforeEntry(sql::Connection& db, std::int64_t entry, const LaterNames& 
   }
   auto json = log::ReadJson(query.Text(1));
   if (json.is_null()) refuse("stored these values first; edit delete takes them out");
+  old.test_then = old.test;
+  old.type = log::FormerTypes(db).At(old.test, entry);
   old.test = names.Now(ItemKind::Test, old.test);
   old.was_taken_out = query.Text(2) == "delete";
   old.batch = BatchOf(json);
   json.erase(kBatchKey);
   json.erase(kEntryKey);
   old.record = log::RecordOf(json);
-  log::PutInUsual(old.record, IsMeasured(db, old.test));
+  log::PutInUsual(old.record, old.type == ttVariable);
   return old;
+}
+
+// "has measured values"
+std::string TextOfType(std::int32_t type) {
+  return type == ttVariable  ? "has measured values"
+         : type == ttDefects ? "counts defects"
+                             : "counts defectives";
+}
+
+// Whether what is there is another record than the one that an entry is about: this was taken out,
+// and another one was recorded in its place.
+bool WasRecordedAnew(sql::Connection& db, const OldState& old, std::int64_t entry) {
+  std::map<std::int64_t, int> records;  // of each entry, in the order in which they came
+  int record = 0, newest = 0;
+  bool is_out = false;
+  std::int64_t from = 0;
+  for (auto test = old.test_then; test != 0;) {
+    StoredRecord place;
+    place.subgroup.id = old.subgroup;
+    place.test = test;
+    const auto object = place.Object(), of_test = "test " + std::to_string(test);
+    for (sql::Query about(db,
+                          "SELECT seq, operation, before, after FROM log WHERE object = ?1 "
+                          "AND seq > ?2 ORDER BY seq",
+                          object, from);
+         about.Step();) {
+      if (is_out && !about.Text(2).empty()) {
+        record = ++newest;
+      } else if (is_out) {
+        record = records[log::ReadJson(about.Text(3)).value("entry", std::int64_t{0})];
+      }
+      records[about.Int64(0)] = record;
+      is_out = about.Text(1) == "delete";
+    }
+    // What is said of it after a merge is about the other test.
+    sql::Query merge(db,
+                     "SELECT seq, after FROM log WHERE object = ?1 AND operation = 'merge' "
+                     "AND seq > ?2",
+                     of_test, from);
+    test = 0;
+    if (merge.Step()) {
+      from = merge.Int64(0);
+      test = log::ReadJson(merge.Text(1)).value("into", 0);
+    }
+  }
+  return is_out || record != records[entry];
+}
+
+// A test that has lost its last values has its type again with those that come back.
+void PutBackType(sql::Connection& db, const OldState& old, std::int64_t entry) {
+  const auto type = TypeOf(db, old.test);
+  if (type == old.type || old.type == 0) return;
+  if (type == 0) return SetType(db, old.test, old.type);
+  const auto name = NameOfTest(db, old.test);
+  throw Refused("type", "test", name,
+                "entry " + std::to_string(entry) + " " + TextOfType(old.type) + ", and " + name +
+                    " " + TextOfType(type) + " since");
 }
 
 // An item that is in use again.
@@ -342,10 +404,8 @@ std::vector<StoredRecord> ChangePiece(log::Writing& writing, const Which& which,
                                       const ValueChange& change) {
   return ChangeEach(writing, which, "edit-value", etSubgroupEdit, [&](StoredRecord& record) {
     auto after = ApplyToPiece(writing.Db(), record, change);
-    if (CheckReasonable(writing.Db(), record, change)) {
-      auto unreasonable = About(record);
-      unreasonable.name = write::kUnreasonable;
-      AddEvent(writing, etGeneral, unreasonable);
+    if (change.what != ValueChange::What::Remove) {
+      CheckReasonable(writing, record, std::span(&change.value, 1), change.force);
     }
     return after;
   });
@@ -368,6 +428,12 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
     if (which.test) {
       throw Refused("test", "test", NameOfTest(db, *which.test),
                     "label and time are those of the whole subgroup; leave --test out");
+    }
+    if (change.time && *change.time != before.front().subgroup.time) {
+      for (auto record : before) {
+        record.subgroup.time = *change.time;
+        CheckReasonable(writing, record, record.values, change.force);
+      }
     }
     MoveSubgroup(writing, before.front().subgroup, change);
     later.expected.reset();
@@ -401,6 +467,7 @@ std::vector<StoredRecord> Delete(log::Writing& writing, const Which& which) {
   }
   const auto& subgroup = records.front().subgroup;
   if (ReadRecords(db, subgroup).empty()) EmptySubgroup(db, subgroup);
+  for (const auto& record : records) ForgetType(writing, record.test);
   return records;
 }
 
@@ -417,6 +484,11 @@ std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
     CheckVersion(db, VersionOf(db, stored, old.test),
                  "#" + std::to_string(old.subgroup) + " " + NameOfTest(db, old.test), expected);
   }
+  if (!now.empty() && WasRecordedAnew(db, old, entry)) {
+    const auto name = CalledBy(db, now.front());
+    throw Refused("stored", "entry", std::to_string(entry),
+                  name + " has values again; edit delete takes them out first");
+  }
   const auto time = static_cast<std::int32_t>(old.record.time.value_or(stored.time));
   std::vector<StoredRecord> changed;
   if (time != stored.time || old.record.label != stored.label) {
@@ -425,6 +497,7 @@ std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
     back.label = old.record.label;
     changed = MoveSubgroup(writing, stored, back);
   }
+  PutBackType(db, old, entry);
   auto record = RecordOf(db, old, names);
   const auto before = now.empty() ? std::string() : BeforeOf(db, now.front());
   record.entry = writing.Next();

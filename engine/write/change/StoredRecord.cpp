@@ -142,9 +142,28 @@ bool GivesWay(sql::Connection& db, std::int32_t subgroup) {
   return true;
 }
 
+bool HasValues(sql::Connection& db, std::int64_t stream) {
+  return store::FindChunk(db, stream, {INT32_MIN, 0}).has_value() ||
+         sql::Query(db, "SELECT 1 FROM measurement WHERE stream = ?1 LIMIT 1", stream)
+             .RunForInt()
+             .has_value();
+}
+
+bool TestHasValues(sql::Connection& db, std::int32_t test) {
+  std::vector<std::int64_t> streams;
+  for (sql::Query query(db, "SELECT id FROM stream WHERE test = ?1", test); query.Step();) {
+    streams.push_back(query.Int64(0));
+  }
+  return std::ranges::any_of(streams, [&](auto stream) { return HasValues(db, stream); });
+}
+
 std::int32_t TypeOf(sql::Connection& db, std::int32_t test) {
   return static_cast<std::int32_t>(
       sql::Query(db, "SELECT type FROM test WHERE id = ?1", test).RunForInt().value_or(0));
+}
+
+void SetType(sql::Connection& db, std::int32_t test, std::int32_t type) {
+  sql::Query(db, "UPDATE test SET type = ?2 WHERE id = ?1", test, type).Run();
 }
 
 bool IsMeasured(sql::Connection& db, std::int32_t test) { return TypeOf(db, test) == ttVariable; }

@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "engine/write/change/Items.h"
+#include "engine/write/change/events.h"
 #include "engine/write/record_rules.h"
 #include "platform/Enumerations.h"
 
@@ -286,13 +287,17 @@ Json ApplyToPiece(sql::Connection& db, StoredRecord& record, const ValueChange& 
   return after;
 }
 
-bool CheckReasonable(sql::Connection& db, const StoredRecord& record, const ValueChange& change) {
-  if (change.what == ValueChange::What::Remove) return false;
-  const auto limits = write::ReadReasonableLimits(db, record.subgroup.part, record.test);
-  const auto broken =
-      write::BrokenRuleOfLimits(limits, record.subgroup.time, std::span(&change.value, 1));
-  if (broken && !change.force) Refuse(db, record, *broken);
-  return broken.has_value();
+void CheckReasonable(log::Writing& writing, const StoredRecord& record,
+                     std::span<const double> values, bool force) {
+  auto& db = writing.Db();
+  const auto& of = record.subgroup;
+  const auto limits = write::ReadReasonableLimits(db, of.part, record.test);
+  const auto broken = write::BrokenRuleOfLimits(limits, of.time, values);
+  if (!broken) return;
+  if (!force) Refuse(db, record, *broken);
+  EventOf event{of.process, of.part, record.test, of.time};
+  event.name = write::kUnreasonable;
+  AddEvent(writing, etGeneral, event);
 }
 
 void SetSize(sql::Connection& db, StoredRecord& record, double size) {

@@ -143,7 +143,7 @@ std::string Listed(const std::vector<std::int32_t>& ids) {
 std::optional<std::int32_t> KnownItem(ImportFile& file, Naming column, ItemKind kind) {
   const auto name = file.table.Cell(column);
   if (name.empty()) return std::nullopt;
-  if (const auto id = file.names.Find(kind, name)) return id;
+  if (const auto id = file.names.FindUsed(kind, name)) return id;
   file.table.Refuse(column, "is not in the database");
 }
 

@@ -119,14 +119,13 @@ struct ChartView : View {
 
   std::vector<PhaseView> phases;       // by stream, then time; empty: there are none
   std::vector<std::int32_t> phase_of;  // index into these, one a point
+  std::vector<bool> excluded;          // points of excluded phases; empty: none is
 
   SubgroupTexts TextsOf(std::size_t point) const { return texts ? texts(point) : SubgroupTexts(); }
   std::size_t Count() const { return stamps.size(); }
   std::int32_t StreamOf(std::size_t point) const { return streams.empty() ? 0 : streams[point]; }
   std::int32_t PhaseOf(std::size_t point) const { return phases.empty() ? 0 : phase_of[point]; }
-  bool IsExcluded(std::size_t point) const {
-    return !phases.empty() && phases[static_cast<std::size_t>(phase_of[point])].is_excluded;
-  }
+  bool IsExcluded(std::size_t point) const { return !excluded.empty() && excluded[point]; }
   bool IsLeftOut(std::size_t point) const { return std::ranges::binary_search(left_out, point); }
   bool Used(std::size_t point) const {
     return (flags.empty() || flags[point] == 0) && !IsExcluded(point);
@@ -243,6 +242,9 @@ struct ChartDocument : ChartReport {
   std::int32_t requested[3] = {0, 0, 0};  // graph types that were asked for, or kNotKnown
   std::vector<Note> notes;
   std::vector<Downtime> downtimes;  // of the only process, ascending
+  // Of each point whether it lies in an excluded phase, also where phases are taken together;
+  // empty: as the phases say.
+  std::vector<bool> excluded;
 };
 
 std::string ChartJson(const ChartDocument& document, const Names& names);

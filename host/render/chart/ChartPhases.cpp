@@ -55,6 +55,7 @@ bool Crosses(const Polyline& line, const Box& box) {
 }  // namespace
 
 void AddPhases(ChartView& view, const ChartDocument& document) {
+  if (document.excluded.size() == view.Count()) view.excluded = document.excluded;
   if (document.phase_of.size() != view.Count()) return;
   view.phase_of = document.phase_of;
   for (std::size_t p = 0; p < document.phases.size(); ++p) {
@@ -76,6 +77,9 @@ void AddPhases(ChartView& view, const ChartDocument& document) {
     for (std::size_t i = made.first; i < view.Count(); ++i)
       if (view.PhaseOf(i) == static_cast<std::int32_t>(p)) made.last = i;
   }
+  if (!view.excluded.empty()) return;
+  for (std::size_t i = 0; i < view.Count(); ++i)
+    view.excluded.push_back(view.phases[static_cast<std::size_t>(view.PhaseOf(i))].is_excluded);
 }
 
 std::optional<std::size_t> NewestIn(const ChartView& view, std::size_t phase,

@@ -491,7 +491,7 @@ class Picture {
                        "A number with a plus sign: the point breaks further rules, which its "
                        "tooltip names; no number: no room"});
     if (outside) lines.push_back({"o", "a value of the subgroup is beyond a specification limit"});
-    const bool excluded = std::ranges::any_of(view_.phases, &PhaseView::is_excluded);
+    const bool excluded = std::ranges::count(view_.excluded, true) != 0;
     if (unused)
       lines.push_back({"pu", excluded ? "disabled, incomplete or excluded: drawn, used for nothing"
                                       : "disabled or incomplete: drawn, used for nothing"});
