@@ -450,7 +450,7 @@ TEST_F(DataCheckTest, WhatAnImportBroughtAfterARecordWasTakenOutIsProved) {
   record.label = "1";
   const auto id = Data().Record(record, {"Ann", ""}, NewNames::Create).subgroup;
   Data().DeleteSubgroups({id}, std::nullopt, Why());
-  Import("part,process,test,subgroup,time,value\nA,P,T,1," + platform::IsoText(*record.time) +
+  Import("part,process,test,subgroup,time,value\nA,P,T,1," + platform::IsoText(record.time) +
          "Z,7\n");
   Data().ChangeFlag({id}, std::nullopt, 1, Why());
   Data().DeleteSubgroups({id}, std::nullopt, Why());
