@@ -70,6 +70,8 @@ struct ListedStream : StreamKey {
   std::int32_t test_type = 0;  // TestTypes
   std::int64_t subgroups = 0;
   std::int32_t first = 0, last = 0;
+  std::int32_t limits = 0;       // the row of control limits that is in force now; 0: none
+  std::int64_t open_alarms = 0;  // neither closed nor withdrawn
 };
 
 struct ListedGroup {
@@ -343,6 +345,14 @@ class QualityDatabase {
   static QualityDatabase Create(const std::string& path,
                                 const std::function<void(QualityDatabase&)>& fill = {});
 
+  // Opens the database of that name, which is made if there is none, once fill has filled it.
+  //
+  // fill     as of Create; it is called again where somebody else made the database meanwhile
+  // After a failure of fill there is no new file, and nothing of it in one that was there already
+  // but what it stored itself.
+  static QualityDatabase OpenOrCreate(const std::string& path,
+                                      const std::function<void(QualityDatabase&)>& fill);
+
   // Imports a file into the database of that name, which is made if there is none. A refused file
   // leaves no new database, and no tables in an empty one of a server.
   static ImportReport ImportInto(const std::string& path, const std::string& file, ImportKind kind,
@@ -455,6 +465,8 @@ class QualityDatabase {
   // Events that name the time of a subgroup from one up to and with another, by their own time.
   std::vector<ListedEvent> EventsOfSubgroups(std::int64_t from, std::int64_t to) const;
 
+  // Events by identifier, in that order, without those that are not there.
+  std::vector<ListedEvent> Events(std::span<const std::int32_t> events) const;
   // Downtimes of a process, or of any, that reach into the time from one up to and with another, by
   // their start. One without an end counts where it begins.
   std::vector<ListedEvent> Downtimes(std::int32_t process, std::int64_t from,

@@ -153,8 +153,8 @@ LimitComparison QualityDatabase::CompareLimits(std::int32_t first,
     auto request = window;
     if (request.part == 0) {
       request.part = row.part;
-      request.process = row.process;
       request.test = row.test;
+      if (request.process == 0) request.process = row.process;
     }
     if (request.chart_word == 0) request.chart_word = row.chart_word;
     return limits::Compare(row, AsRow(limits::Compute(store, db, request).shown));

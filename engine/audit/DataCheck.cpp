@@ -86,7 +86,7 @@ struct Original {
   std::string bytes;
 };
 
-Json ParseOf(const std::string& text) { return Json::parse(text, nullptr, false); }
+Json ParseOf(const std::string& text) { return log::TryReadJson(text); }
 
 template <class T>
 T ValueOf(const Json& json, const char* key, T fallback) {

@@ -227,26 +227,14 @@ void ValuesUndo::DropDescriptors(const std::set<std::int32_t>& kept_subgroups) {
 
 // Subgroups that have lost their last values are still found.
 void ValuesUndo::TidySubgroups() {
-  for (auto& [of, subgroups] : subgroups_) {
-    std::vector<std::int32_t> times;
-    for (const auto& [time, id] : subgroups) {
-      if (times.empty() || times.back() != time) times.push_back(time);
-    }
-    std::vector<std::int64_t> streams;
-    for (sql::Query query(db_, "SELECT id FROM stream WHERE part = ?1 AND process = ?2", of.first,
-                          of.second);
-         query.Step();) {
-      streams.push_back(query.Int64(0));
-    }
-    std::set<std::int32_t> with_values;
-    for (const auto stream : streams) {
-      const auto here = store::SubgroupsAt(db_, stream, times);
-      with_values.insert(here.begin(), here.end());
-    }
-    for (const auto& [time, id] : subgroups) {
-      if (with_values.contains(id)) continue;
-      EmptySubgroup(db_, NeededSubgroup(db_, id));
-    }
+  std::vector<store::SubgroupFacts> places;
+  for (const auto& [of, subgroups] : subgroups_) {
+    for (const auto& [time, id] : subgroups) places.push_back({id, of.first, of.second, time, {}});
+  }
+  const auto measured = store::MeasuredAt(db_, places);
+  for (const auto& each : places) {
+    if (std::ranges::binary_search(measured, each.id)) continue;
+    EmptySubgroup(db_, NeededSubgroup(db_, each.id));
   }
 }
 

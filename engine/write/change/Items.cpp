@@ -93,11 +93,12 @@ std::optional<std::int32_t> FindItem(sql::Connection& db, ItemKind kind, std::st
   return alias.Step() ? std::optional(alias.Int(0)) : std::nullopt;
 }
 
-std::int32_t TakeItem(sql::Connection& db, ItemKind kind, std::string_view field,
+std::int32_t TakeItem(log::Writing& writing, ItemKind kind, std::string_view field,
                       const std::string& name) {
+  auto& db = writing.Db();
   log::NeedName(field, name);
   if (const auto id = FindItem(db, kind, name)) {
-    if (IsActive(db, kind, *id) || ReviveUndone(db, kind, *id)) return *id;
+    if (IsActive(db, kind, *id) || ReviveUndone(writing, kind, *id)) return *id;
     throw Refused("inactive", std::string(field), name,
                   std::string(field) + ": " + InactiveText(db, kind, *id, name));
   }
@@ -186,6 +187,17 @@ bool ReviveUndone(sql::Connection& db, ItemKind kind, std::int32_t id) {
   if (IsActive(db, kind, id) || !WasUndone(db, kind, id)) return false;
   sql::Query(db, TextFor<ActivateText>(kind), id, true).Run();
   return true;
+}
+
+bool ReviveUndone(log::Writing& writing, ItemKind kind, std::int32_t id) {
+  const bool was_undone = ReviveUndone(writing.Db(), kind, id);
+  if (was_undone) AddActivate(writing, kind, id);
+  return was_undone;
+}
+
+void AddActivate(log::Writing& writing, ItemKind kind, std::int32_t id) {
+  writing.Add("activate", ObjectOf(kind, id), log::CanonicalText({{"active", false}}),
+              log::CanonicalText({{"active", true}}));
 }
 
 std::string InactiveText(sql::Connection& db, ItemKind kind, std::int32_t id,

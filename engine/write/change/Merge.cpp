@@ -101,19 +101,40 @@ void CheckSubgroups(sql::Connection& db, const Two& two, std::vector<StoredSubgr
   std::vector<store::SubgroupFacts> facts;
   std::ranges::transform(subgroups, std::back_inserter(facts), FactsOf);
   const auto there = store::FindSubgroups(db, facts);
+  std::vector<store::SubgroupFacts> places;  // of both that meet, as they are stored
+  for (std::size_t i = 0; i < there.size(); ++i) {
+    if (there[i] == 0) continue;
+    places.push_back(facts[i]);
+    auto& from = places.emplace_back(facts[i]);
+    (two.kind == ItemKind::Part ? from.part : from.process) = two.from;
+  }
+  const auto measured = store::MeasuredAt(db, places);
+  const auto is_empty = [&](std::int32_t id) { return !std::ranges::binary_search(measured, id); };
+  std::vector<std::size_t> empty_there;
   std::vector<std::string> both;
   for (std::size_t i = 0; i < there.size(); ++i) {
     if (there[i] == 0) continue;
     const auto id = subgroups[i].id;
-    if (GivesWay(db, id)) {
-      subgroups[i].label = NeededSubgroup(db, id).label;
-    } else if (!GivesWay(db, there[i])) {
+    if (is_empty(id)) {
+      subgroups[i].label = LabelGivenUp(id);
+    } else if (is_empty(there[i])) {
+      empty_there.push_back(i);
+    } else {
       both.push_back("#" + std::to_string(id) + "=#" + std::to_string(there[i]));
     }
   }
-  if (both.empty()) return;
-  RefuseTwo(two, "stored",
-            "have " + Counted(both.size()) + " of the same label and time (" + Listed(both) + ")");
+  if (!both.empty()) {
+    RefuseTwo(
+        two, "stored",
+        "have " + Counted(both.size()) + " of the same label and time (" + Listed(both) + ")");
+  }
+  for (const auto i : empty_there) {
+    auto stored = facts[i];
+    stored.id = there[i];
+    const auto label = LabelGivenUp(stored.id);
+    stored.label = label;
+    store::ReplaceSubgroup(db, stored);
+  }
 }
 
 void CheckTests(sql::Connection& db, const Two& two, const std::vector<StreamPair>& streams) {

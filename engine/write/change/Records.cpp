@@ -103,8 +103,9 @@ std::string_view WordOfFlag(std::int32_t flag) {
   return flag == sfDisabled ? "disabled" : flag == sfIncomplete ? "incomplete" : "enabled";
 }
 
-void ChangeContext(sql::Connection& db, const std::map<std::string, std::string>& changes,
+void ChangeContext(log::Writing& writing, const std::map<std::string, std::string>& changes,
                    StoredRecord& record) {
+  auto& db = writing.Db();
   auto context = ReadContext(db, record.context);
   for (const auto& [column, name] : changes) {
     const auto* const kind =
@@ -113,9 +114,17 @@ void ChangeContext(sql::Connection& db, const std::map<std::string, std::string>
       throw Refused("unknown", column, name, "a subgroup has no " + column);
     }
     context[static_cast<std::size_t>(kind - std::begin(store::kContextKinds))] =
-        name.empty() ? 0 : TakeItem(db, kind->kind, column, name);
+        name.empty() ? 0 : TakeItem(writing, kind->kind, column, name);
   }
   record.context = ContextId(db, context);
+}
+
+// Another one of the same label and time gives way if it was deleted.
+void NeedPlace(sql::Connection& db, const store::SubgroupFacts& subgroup) {
+  const auto there = store::FindSubgroups(db, std::span(&subgroup, 1)).front();
+  if (there == 0 || there == subgroup.id || GivesWay(db, there)) return;
+  throw Refused("stored", "label", std::string(subgroup.label),
+                "#" + std::to_string(there) + " has this label and time already");
 }
 
 // Label and time are those of the whole subgroup. Returns its records as they were.
@@ -126,11 +135,7 @@ std::vector<StoredRecord> MoveSubgroup(log::Writing& writing, const StoredSubgro
   to.time = change.time.value_or(from.time);
   to.label = change.label.value_or(from.label);
   const store::SubgroupFacts facts{from.id, to.part, to.process, to.time, to.label};
-  const auto there = store::FindSubgroups(db, std::span(&facts, 1)).front();
-  if (there != 0 && there != from.id && !GivesWay(db, there)) {
-    throw Refused("stored", "label", to.label,
-                  "#" + std::to_string(there) + " has this label and time already");
-  }
+  NeedPlace(db, facts);
   auto records = ReadRecords(db, from);
   std::vector<std::string> before;
   for (const auto& each : records) {
@@ -140,6 +145,7 @@ std::vector<StoredRecord> MoveSubgroup(log::Writing& writing, const StoredSubgro
   if (change.label) {
     write::SettleLastLabel(db, from.part, from.process, write::NumberOfLabel(to.label));
   }
+  if (to.time != from.time) MoveEvents(db, from, to.time);
   store::ReplaceSubgroup(db, facts);
   Json after;
   if (change.time) after["time"] = to.time;
@@ -248,22 +254,24 @@ void PutBackType(sql::Connection& db, const OldState& old, std::int64_t entry) {
 }
 
 // An item that is in use again.
-std::int32_t NeededAgain(sql::Connection& db, const LaterNames& names, ItemKind kind,
+std::int32_t NeededAgain(log::Writing& writing, const LaterNames& names, ItemKind kind,
                          const std::string& name) {
   const auto id = names.Find(kind, name);
   if (!id) {
     const std::string word(WordOf(kind));
     throw Refused("unknown", word, name, "there is no " + word + " \"" + name + "\"");
   }
-  ReviveUndone(db, kind, *id);
+  ReviveUndone(writing, kind, *id);
   return *id;
 }
 
 // Comments that went with the record and are not there.
-void PutBackComments(sql::Connection& db, const OldState& old, const LaterNames& names) {
+void PutBackComments(log::Writing& writing, const OldState& old, const LaterNames& names) {
+  auto& db = writing.Db();
   for (const auto& comment : old.record.comments) {
-    const auto employee =
-        comment.employee.empty() ? 0 : NeededAgain(db, names, ItemKind::Employee, comment.employee);
+    const auto employee = comment.employee.empty()
+                              ? 0
+                              : NeededAgain(writing, names, ItemKind::Employee, comment.employee);
     const auto time = comment.time.value_or(0);
     if (sql::Query(db,
                    "SELECT 1 FROM comment WHERE subgroup = ?1 AND coalesce(test, ?2) = ?2 "
@@ -332,7 +340,8 @@ std::int64_t StreamOf(sql::Connection& db, const StoredRecord& record) {
   return id;
 }
 
-StoredRecord RecordOf(sql::Connection& db, const OldState& old, const LaterNames& names) {
+StoredRecord RecordOf(log::Writing& writing, const OldState& old, const LaterNames& names) {
+  auto& db = writing.Db();
   StoredRecord record;
   record.subgroup = NeededSubgroup(db, old.subgroup);
   record.test = old.test;
@@ -340,21 +349,21 @@ StoredRecord RecordOf(sql::Connection& db, const OldState& old, const LaterNames
   record.batch = old.batch;
   record.flag = old.record.flag;
   record.size = old.record.size;
-  ReviveUndone(db, ItemKind::Part, record.subgroup.part);
-  ReviveUndone(db, ItemKind::Process, record.subgroup.process);
-  ReviveUndone(db, ItemKind::Test, record.test);
+  ReviveUndone(writing, ItemKind::Part, record.subgroup.part);
+  ReviveUndone(writing, ItemKind::Process, record.subgroup.process);
+  ReviveUndone(writing, ItemKind::Test, record.test);
   store::Context context{};
   for (std::size_t i = 0; i < context.size(); ++i) {
     const auto& kind = store::kContextKinds[i];
     const auto given = old.record.context.find(std::string(kind.column));
     if (given != old.record.context.end()) {
-      context[i] = NeededAgain(db, names, kind.kind, given->second);
+      context[i] = NeededAgain(writing, names, kind.kind, given->second);
     }
   }
   record.context = ContextId(db, context);
   for (const auto& piece : old.record.pieces) {
     const auto item = [&](ItemKind kind, const std::string& name) {
-      return name.empty() ? 0 : NeededAgain(db, names, kind, name);
+      return name.empty() ? 0 : NeededAgain(writing, names, kind, name);
     };
     store::RowKey key{};
     key.Tsno = piece.tsno;
@@ -403,7 +412,7 @@ StoredRecord SetFlagBack(log::Writing& writing, std::int32_t subgroup, std::int3
 std::vector<StoredRecord> ChangePiece(log::Writing& writing, const Which& which,
                                       const ValueChange& change) {
   return ChangeEach(writing, which, "edit-value", etSubgroupEdit, [&](StoredRecord& record) {
-    auto after = ApplyToPiece(writing.Db(), record, change);
+    auto after = ApplyToPiece(writing, record, change);
     if (change.what != ValueChange::What::Remove) {
       CheckReasonable(writing, record, std::span(&change.value, 1), change.force);
     }
@@ -446,7 +455,7 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
       after["size"] = log::Number(*change.size);
     }
     if (!change.context.empty()) {
-      ChangeContext(db, change.context, record);
+      ChangeContext(writing, change.context, record);
       after["context"] = change.context;
     }
     return after;
@@ -496,13 +505,16 @@ std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
     back.time = time;
     back.label = old.record.label;
     changed = MoveSubgroup(writing, stored, back);
+  } else if (now.empty()) {
+    // Former releases could lose sight of a subgroup without values, and store another like it.
+    NeedPlace(db, {stored.id, stored.part, stored.process, stored.time, stored.label});
   }
   PutBackType(db, old, entry);
-  auto record = RecordOf(db, old, names);
+  auto record = RecordOf(writing, old, names);
   const auto before = now.empty() ? std::string() : BeforeOf(db, now.front());
+  if (old.was_taken_out) PutBackComments(writing, old, names);
   record.entry = writing.Next();
   Put(db, record);
-  if (old.was_taken_out) PutBackComments(db, old, names);
   if (now.empty()) PutBackDescriptors(db, old);
   writing.Add("restore", record.Object(), before, AfterOf(db, {{"entry", entry}}, record));
   AddEvent(writing, etSubgroupEdit, About(record));

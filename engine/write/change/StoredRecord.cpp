@@ -134,10 +134,12 @@ void DropComments(sql::Connection& db, const StoredRecord& record) {
       .Run();
 }
 
+std::string LabelGivenUp(std::int32_t subgroup) { return "deleted #" + std::to_string(subgroup); }
+
 bool GivesWay(sql::Connection& db, std::int32_t subgroup) {
   const auto stored = NeededSubgroup(db, subgroup);
   if (!ReadRecords(db, stored).empty()) return false;
-  const auto label = "deleted #" + std::to_string(stored.id);
+  const auto label = LabelGivenUp(stored.id);
   store::ReplaceSubgroup(db, {stored.id, stored.part, stored.process, stored.time, label});
   return true;
 }

@@ -59,6 +59,8 @@ void DropComments(sql::Connection& db, const StoredRecord& record);
 // One without values leaves its label to another one; returns whether it has none. It gets its
 // label back when values of it are restored, unless that is taken then.
 bool GivesWay(sql::Connection& db, std::int32_t subgroup);
+// The label that it has from then on.
+std::string LabelGivenUp(std::int32_t subgroup);
 
 // Whether anything is stored in a stream, or in one of a test.
 bool HasValues(sql::Connection& db, std::int64_t stream);

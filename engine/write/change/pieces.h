@@ -20,7 +20,7 @@ void CheckReasonable(log::Writing& writing, const StoredRecord& record,
 
 // Returns what an entry says of it. A record of measured values keeps one at least; one of counts
 // that loses its last count has counted none.
-log::Json ApplyToPiece(sql::Connection& db, StoredRecord& record, const ValueChange& change);
+log::Json ApplyToPiece(log::Writing& writing, StoredRecord& record, const ValueChange& change);
 
 void SetSize(sql::Connection& db, StoredRecord& record, double size);
 

@@ -80,6 +80,16 @@ std::optional<std::int32_t> ImportNames::FindUsed(catalogue::ItemKind kind, std:
   return id && WasUndone(kind, *id) ? std::nullopt : id;
 }
 
+std::vector<std::pair<catalogue::ItemKind, std::int32_t>> ImportNames::Revived() const {
+  std::vector<std::pair<catalogue::ItemKind, std::int32_t>> all;
+  for (std::size_t i = 0; i < tables_.size(); ++i) {
+    for (const auto id : tables_[i].new_again) {
+      all.emplace_back(static_cast<catalogue::ItemKind>(i), id);
+    }
+  }
+  return all;
+}
+
 std::vector<Note> ImportNames::Notes() const {
   auto notes = inactive_;
   for (const auto& [former, name] : renamed_) {

@@ -83,6 +83,8 @@ class ImportNames {
   // Adds it when it is new. One that the undoing of a batch left without use is in use again.
   std::int32_t Take(catalogue::ItemKind kind, std::string_view name);
   std::int64_t Added() const { return added_; }
+  // Those that are in use again, which no entry says yet.
+  std::vector<std::pair<catalogue::ItemKind, std::int32_t>> Revived() const;
   // The first ten parts, processes and tests that were new.
   const std::vector<NewItem>& NewItems() const { return new_items_; }
   // A note for each name that was taken and is not active, and for each former name that was found:

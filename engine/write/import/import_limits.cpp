@@ -142,6 +142,18 @@ double Mean(const ImportTable& table, std::int32_t chart_word) {
                    : "must be a rate not below 0, which the chart word asks for");
 }
 
+// A row serves charts of its own kind alone: of values or of counts, as its test is where that is
+// known.
+void CheckChartWord(const ImportFile& file, std::int32_t test, std::int32_t chart_word) {
+  const auto type = sql::Query(file.db, "SELECT type FROM test WHERE id = ?1", test).RunForInt();
+  if (chart_word == 0 || type.value_or(0) == 0) return;
+  const bool is_measured = *type == ttVariable;
+  if (is_measured == (catalogue::RateKindOf(chart_word) == catalogue::RateKind::None)) return;
+  file.table.Refuse(AtControl("chart-word"),
+                    is_measured ? "is that of a chart of counts, but the test has measured values"
+                                : "is that of a chart of measured values, but the test has counts");
+}
+
 // Whether the database holds a count above 0 of an attribute test; no process: of any.
 bool HasCounts(sql::Connection& db, const std::array<std::int32_t, 3>& version, Reference process) {
   const auto [part, test, effective] = version;
@@ -172,6 +184,7 @@ void TakeControlLimits(ImportFile& file) {
       file.Version(AtControl("part"), AtControl("test"), AtControl("effective"), process);
   const auto chart_word = table.ChartWord(AtControl("chart-word"));
   const auto mean = Mean(table, chart_word);
+  CheckChartWord(file, version[1], chart_word);
   if (mean == 0.0 && HasCounts(file.db, version, process)) {
     table.Remark(file.report, "rate-zero", AtControl("mean"),
                  "a rate of 0 holds that nothing is ever found, but the stored subgroups have "

@@ -116,8 +116,8 @@ Writing::Writing(sql::Connection& db, Actor actor, std::string reason)
   NeedText("station", actor_.station);
   NeedText("reason", reason_);
   constexpr std::size_t kMinReason = 3, kMaxReason = 500;
-  const auto length = CharactersOf(reason_);
-  if (length != 0 && (length < kMinReason || length > kMaxReason)) {
+  const bool is_short = CharactersOf(Trimmed(reason_)) < kMinReason;
+  if (!reason_.empty() && (is_short || CharactersOf(reason_) > kMaxReason)) {
     throw Refused("reason", "reason", reason_, "--reason: say why, in 3 to 500 characters");
   }
   now_ = ClockMilliseconds();

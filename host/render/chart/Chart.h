@@ -95,8 +95,7 @@ struct PhaseView {
   std::int32_t stream = 0;          // index into stream_views
   std::size_t first = 0, last = 0;  // of its points, inclusive; of other streams some between them
   std::size_t subgroups = 0, used = 0;
-  bool is_excluded = false;       // drawn, used for nothing
-  bool has_older_limits = false;  // stored limits in force are from before it began
+  bool is_excluded = false;  // drawn, used for nothing
   Estimate mean, sp;
 };
 
@@ -119,7 +118,9 @@ struct ChartView : View {
 
   std::vector<PhaseView> phases;       // by stream, then time; empty: there are none
   std::vector<std::int32_t> phase_of;  // index into these, one a point
-  std::vector<bool> excluded;          // points of excluded phases; empty: none is
+  // Whether the limits in force are from before the phase began, one a point; empty: nowhere.
+  std::vector<bool> older_limits;
+  std::vector<bool> excluded;  // points of excluded phases; empty: none is
 
   SubgroupTexts TextsOf(std::size_t point) const { return texts ? texts(point) : SubgroupTexts(); }
   std::size_t Count() const { return stamps.size(); }
@@ -194,7 +195,7 @@ struct ChartRead {
 
   // A stored result keeps no limit rows; an empty table then says nothing.
   bool tables_known = true;
-  // Decimals that mean something by the specification limits, the least of their rows.
+  // Decimals that mean something by the specification limits, the most of their rows.
   std::optional<int> decimals;
   std::vector<GroupView> groups;  // one a point without grouping
 

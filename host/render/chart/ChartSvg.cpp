@@ -149,15 +149,13 @@ class Picture {
       Runs(line, style, [&](double y) { return y >= panel.top - 0.5 && y <= panel.bottom + 0.5; });
   }
 
-  // Thinner in a phase that they are older than.
+  // Thinner where they are older than the phase.
   void LimitSteps(const std::vector<double>& values, const Panel& panel, const std::string& style) {
-    if (std::ranges::none_of(view_.phases, &PhaseView::has_older_limits))
-      return Steps(values, panel, style);
+    if (view_.older_limits.empty()) return Steps(values, panel, style);
     for (const bool older : {false, true}) {
       auto shown = values;
       for (std::size_t i = 0; i < shown.size(); ++i)
-        if (view_.phases[static_cast<std::size_t>(view_.PhaseOf(i))].has_older_limits != older)
-          shown[i] = kNaN;
+        if (view_.older_limits[i] != older) shown[i] = kNaN;
       Steps(shown, panel, older ? style + " old" : style);
     }
   }

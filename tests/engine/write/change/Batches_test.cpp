@@ -31,6 +31,14 @@ class BatchesTest : public store::StoreTest {
   UndoReport Undo(std::int64_t batch, bool keep_changed = false) {
     return Data().UndoImport(batch, keep_changed, Why());
   }
+  // Objects of such entries.
+  std::multiset<std::string> OfOperation(const std::string& operation) {
+    std::multiset<std::string> objects;
+    for (const auto& entry : Data().Log()) {
+      if (entry.operation == operation) objects.insert(entry.object);
+    }
+    return objects;
+  }
   std::int64_t CountOf(const std::string& table) {
     static const std::string kComments = "SELECT count(*) FROM comment",
                              kDescriptors = "SELECT count(*) FROM subgroup_descriptor",
@@ -309,6 +317,32 @@ TEST_F(BatchesTest, NamesOfRestoredRecordsAreInUseAgain) {
     if (entry.operation == "delete") Data().Restore(entry.seq, Why());
   }
   EXPECT_EQ(NamesInUse(Data()), names);
+  EXPECT_EQ(OfOperation("activate"), OfOperation("deactivate"));
+  EXPECT_FALSE(OfOperation("activate").empty());
+}
+
+TEST_F(BatchesTest, NamesThatAreImportedAgainHaveAnEntry) {
+  const auto batch = Import(kFirst).batch;
+  Undo(batch);
+  const auto out_of_use = OfOperation("deactivate");
+  EXPECT_FALSE(out_of_use.empty());
+  Import(kFirst);
+  EXPECT_EQ(OfOperation("activate"), out_of_use);
+  EXPECT_EQ(Data().Log().back().after, R"({"active":true})");
+  ExpectWhole();
+}
+
+TEST_F(BatchesTest, AFileThatWasUndoneIsImportedIntoTheSameSubgroupsAlsoWhenTheyAreSealed) {
+  Undo(Import(kFirst).batch);
+  for (int file = 0; file < 3; ++file) {
+    std::string text = "part,process,test,subgroup,time,value\n";
+    for (int i = 0; i < 250; ++i) {
+      text += "Z,P,T,m" + std::to_string(file) + "-" + std::to_string(i) + ",2024-02-01,1\n";
+    }
+    Import(text);
+  }
+  EXPECT_EQ(Import(kFirst).subgroups, 0);
+  ExpectWhole();
 }
 
 TEST_F(BatchesTest, FlagsAreAgainWhatTheyWereBeforeTheirImport) {

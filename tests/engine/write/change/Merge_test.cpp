@@ -5,6 +5,7 @@
 #include <set>
 #include <tuple>
 
+#include "platform/TimeText.h"
 #include "tests/engine/write/change/change_fixture.h"
 
 namespace orvspc::engine::change {
@@ -400,6 +401,70 @@ TEST_F(MergeTest, SubgroupsWithoutValuesGiveWay) {
   Data().Restore(of_into, Why());
   EXPECT_EQ(Data().SubgroupLabel(4), "2");
   EXPECT_TRUE(QualityDatabase::Check(Path()).finds.empty());
+}
+
+// Subgroups of one label and time, of which either side may have lost its values.
+TEST_F(MergeTest, OnlySubgroupsThatBothHaveValuesAreInTheWay) {
+  constexpr int kSubgroups = 600;  // most of them sealed
+  Import(kHeader + Lines("A,P,T,#,@,1,", 1, kSubgroups) + Lines("B,P,T,#,@,2,", 1, kSubgroups) +
+         Lines("B,P,U,#,@,3,", 1, kSubgroups / 2));
+  std::vector<std::int32_t> of_from, of_into;
+  int left = 0;
+  std::string list, stays;
+  const auto day = [](int i) { return "2024-01-" + std::to_string(10 + i % 18); };
+  const auto line = [&](const char* test, int i, const char* value) {
+    return std::string("B,P,") + test + "," + std::to_string(i) + "," + day(i) + "," + value +
+           ",\n";
+  };
+  for (int i = 1; i <= kSubgroups; ++i) {
+    const auto here = Data().FindSubgroups("A", "P", std::to_string(i), {}).at(0);
+    const auto there = Data().FindSubgroups("B", "P", std::to_string(i), {}).at(0);
+    if (i % 3 == 0) of_from.push_back(here);
+    if (i % 5 == 0) of_into.push_back(there);
+    if (i % 3 != 0) stays += line("T", i, "1");
+    if (i % 3 == 0 && i % 5 != 0) {
+      stays += line("T", i, "2");
+      if (i <= kSubgroups / 2) stays += line("U", i, "3");
+    }
+    if (i % 3 == 0 || i % 5 == 0) continue;
+    if (left++ < 10) list += "#" + std::to_string(here) + "=#" + std::to_string(there) + " ";
+  }
+  Data().DeleteSubgroups(of_from, {}, Why());
+  Data().DeleteSubgroups(of_into, {}, Why());
+  const auto before = DigestOf(Db());
+  EXPECT_EQ(RefusalOf(ItemKind::Part, "A", "B"),
+            "stored: \"A\" and \"B\" have " + std::to_string(left) +
+                " subgroups of the same label and time (" + list + "...)");
+  EXPECT_EQ(DigestOf(Db()), before) << "nothing has happened";
+  std::vector<std::int32_t> in_the_way;
+  for (int i = 1; i <= kSubgroups; ++i) {
+    if (i % 3 == 0 || i % 5 == 0) continue;
+    in_the_way.push_back(Data().FindSubgroups("B", "P", std::to_string(i), {}).at(0));
+  }
+  Data().DeleteSubgroups(in_the_way, {}, Why());
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  EXPECT_EQ(DigestOf(Db()), DigestOfFile(kHeader + stays));
+  EXPECT_TRUE(QualityDatabase::Check(Path()).finds.empty());
+}
+
+TEST_F(MergeTest, ARefusalOfManySubgroupsReadsEachChunkOnce) {
+  constexpr int kSubgroups = 5000;
+  std::string text = kHeader;
+  for (const std::string part : {"A", "B"}) {
+    for (int i = 0; i < kSubgroups; ++i) {
+      text +=
+          part + ",P,T," + std::to_string(i) + "," + platform::IsoText(1'600'000'000 + i) + ",1,\n";
+    }
+  }
+  Import(text);
+  // Far fewer steps of statements than subgroups.
+  sql::FailStep(kSubgroups / 5);
+  const auto refusal = RefusalOf(ItemKind::Part, "A", "B");
+  EXPECT_FALSE(sql::FailStep(0));
+  EXPECT_TRUE(
+      refusal.starts_with("stored: \"A\" and \"B\" have 5000 subgroups of the same label "
+                          "and time (#1=#5001 #2=#5002 "))
+      << refusal;
 }
 
 TEST_F(MergeTest, WhatCannotBeJoinedIsRefusedWithAList) {
