@@ -265,7 +265,7 @@ class StreamJudge {
 
   // By the functions of the charts that the rows in force were made from.
   void Judge() {
-<<<<<<< HEAD
+    if (Points().empty()) return;  // there the test may have lost its type
     const auto usual = UsualWord();
     std::vector<std::int32_t> words(Points().size(), 0);  // 0: no row
     for (std::size_t i = 0; i < words.size(); ++i) {
@@ -281,9 +281,6 @@ class StreamJudge {
   }
 
   void JudgeBy(std::int32_t word, const std::vector<std::int32_t>& words) {
-=======
-    if (Points().empty()) return;  // there the test may have lost its type
->>>>>>> main
     API_DSInfo info{};
     info.Status = 7;
     if (Of().test_type == ttVariable) {
