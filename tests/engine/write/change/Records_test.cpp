@@ -486,7 +486,8 @@ TEST_F(ChangeTest, ListsHaveTheVersionsThatChangesExpect) {
   EXPECT_EQ(Data().SettingVersion("patience"), Head());
   Import("part,process,test,mean,sp\nA,P,T,5,1\n", ImportKind::ControlLimits);
   EXPECT_EQ(Data().ListLimits().at(0).version, 0);
-  Data().RetireLimits(Data().ListLimits().at(0).id, CurrentTime(), Why());
+  Data().RetireLimits(Data().ListLimits().at(0).id, static_cast<std::int32_t>(CurrentTime()),
+                      Why());
   options.expected = Data().ListLimits().at(0).version;
   EXPECT_EQ(options.expected, Head());
   Data().VoidLimits(Data().ListLimits().at(0).id, options);
