@@ -473,6 +473,12 @@ std::vector<ListedItem> QualityDatabase::Items(ItemKind kind) const {
       items.push_back(
           {item.id, name, item.name == name ? "" : item.name, item.factor, item.type, item.active});
     }
+    static const auto texts = catalogue::TextsByKind([](ItemKind each) {
+      return "SELECT (SELECT max(l.seq) FROM log l WHERE l.object = '" + std::string(WordOf(each)) +
+             " ' || i.id) FROM " + catalogue::TableOf(each) + " i ORDER BY i.id";
+    });
+    sql::Query versions(db, texts[static_cast<std::size_t>(kind)]);
+    for (auto& item : items) item.version = versions.Step() ? versions.Int64(0) : 0;
     if (kind != ItemKind::Test) return items;
     sql::Query types(db, "SELECT type FROM test ORDER BY id");
     for (auto& item : items) item.type = types.Step() ? types.Int(0) : 0;
@@ -726,6 +732,12 @@ std::string QualityDatabase::Setting(std::string_view name) const {
     const auto& kind = KindOf(store, name);
     const auto found = store.Cache().settings.find(name);
     return found == store.Cache().settings.end() ? std::string(kind.fallback) : found->second;
+  });
+}
+
+std::int64_t QualityDatabase::SettingVersion(std::string_view name) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    return change::VersionOf(db, "setting " + std::string(name));
   });
 }
 

@@ -46,12 +46,13 @@ inline constexpr std::int32_t kSinceEver = INT32_MIN;
 
 struct ListedItem {
   std::int32_t id = 0;
-  std::string name;       // of a code: the code
-  std::string text;       // of a code: what it means; empty where that is not given
-  double factor = 1.0;    // weight of a part or a code
-  std::int32_t type = 0;  // of a test: TestTypes, 0 until it has values; of a state code:
-                          // ProcessStateTypes
-  bool active = true;     // false: no longer in use
+  std::string name;          // of a code: the code
+  std::string text;          // of a code: what it means; empty where that is not given
+  double factor = 1.0;       // weight of a part or a code
+  std::int32_t type = 0;     // of a test: TestTypes, 0 until it has values; of a state code:
+                             // ProcessStateTypes
+  bool active = true;        // false: no longer in use
+  std::int64_t version = 0;  // the latest entry of the log about it; 0: none
 };
 
 struct CountedItem : ListedItem {
@@ -638,8 +639,10 @@ class QualityDatabase {
 
   // The settings that there are: those of SettingKinds, and those of streams that were stored.
   std::vector<std::string> SettingNames() const;
-  // The stored value of a setting, else its fallback.
+  // The stored value of a setting, else its fallback; the latest entry of the log about it, 0:
+  // none.
   std::string Setting(std::string_view name) const;
+  std::int64_t SettingVersion(std::string_view name) const;
   // An unknown name, a stream that cannot be, or a value that its reader could not use, is refused.
   void Set(std::string_view asked, std::string_view value, const Actor& actor = {},
            const std::string& reason = {});

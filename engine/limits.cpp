@@ -120,7 +120,10 @@ std::int32_t QualityDatabase::FreezeLimits(const LimitRequest& request,
 
 std::vector<ListedLimit> QualityDatabase::ListLimits(const StreamKey& of) const {
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    return limits::ReadLimits(db, IdsOf(of));
+    auto rows = limits::ReadLimits(db, IdsOf(of));
+    for (auto& each : rows)
+      each.version = change::VersionOf(db, "limit " + std::to_string(each.id));
+    return rows;
   });
 }
 

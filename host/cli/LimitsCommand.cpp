@@ -397,8 +397,10 @@ void List(Run& run) {
   }
   if (run.json) {
     return run.Deliver(render::JsonDocument([&](render::JsonWriter& json) {
-      json.Objects("control-limits", rows,
-                   [&](const ListedLimit& row) { WriteRow(json, run, row); });
+      json.Objects("control-limits", rows, [&](const ListedLimit& row) {
+        WriteRow(json, run, row);
+        json.Member("Version", row.version);
+      });
     }));
   }
   render::Table table{"",

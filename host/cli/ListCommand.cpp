@@ -144,11 +144,14 @@ Listing Items(const QualityDatabase& database, ItemKind kind) {
   const std::string word(WordOf(kind));
   const char* const more = is_code ? " Text=what_it_means" : is_test ? " -TestType" : "";
   Listing listing{
-      word, "#ID Name=" + word + more + " #Subgroups @First @Last -Factor -Type -Active", {}};
+      word,
+      "#ID Name=" + word + more + " #Subgroups @First @Last -Factor -Type -Active -Version",
+      {}};
   const auto row_of = [&](const ListedItem& item, const Cell& subgroups, const Cell& first,
                           const Cell& last) {
     Row row{std::int64_t{item.id}, item.name, subgroups, first, last};
-    std::ranges::move(RowOf(item.factor, item.type, item.active), std::back_inserter(row));
+    std::ranges::move(RowOf(item.factor, item.type, item.active, item.version),
+                      std::back_inserter(row));
     if (is_code) row.emplace(row.begin() + 2, item.text);
     if (is_test) row.emplace(row.begin() + 2, std::int64_t{item.type});
     return row;
@@ -274,10 +277,11 @@ constexpr List kLists[] = {
        return RowsOf(database.RuleSets(),
                      [](const auto& set) { return RowOf(set.name, set.numbers); });
      }},
-    {"settings", "setting", "Name=setting Value Meaning=what_it_is",
+    {"settings", "setting", "Name=setting Value Meaning=what_it_is -Version",
      [](const QualityDatabase& database) {
        return RowsOf(database.SettingNames(), [&](const auto& name) {
-         return RowOf(name, database.Setting(name), FindSettingKind(name)->meaning);
+         return RowOf(name, database.Setting(name), FindSettingKind(name)->meaning,
+                      database.SettingVersion(name));
        });
      }},
     {"limits", "limits",

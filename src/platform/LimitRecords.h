@@ -123,7 +123,8 @@ struct ListedLimit {
   std::int32_t made = 0;
   std::optional<std::int32_t> state_at;
   std::optional<std::int32_t> approved_at;
-  bool in_force = false;  // now
+  bool in_force = false;     // now
+  std::int64_t version = 0;  // the latest entry of the log about it; 0: none. ListLimits has it
 };
 
 // A change of a row, as the log has it.

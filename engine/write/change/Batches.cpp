@@ -361,12 +361,13 @@ std::vector<ListedImport> ReadImports(sql::Connection& db) {
   constexpr std::int64_t kMillisecondsOfSecond = 1000;
   std::vector<ListedImport> imports;
   sql::Query query(db,
-                   "SELECT b.id, l.at, l.who, b.kind, b.source, b.lines, b.records, b.state "
+                   "SELECT b.id, l.at, l.who, b.kind, b.source, b.lines, b.records, b.state, "
+                   "(SELECT max(v.seq) FROM log v WHERE v.object = 'batch ' || b.id) "
                    "FROM batch b LEFT JOIN log l ON l.seq = b.entry ORDER BY b.id DESC");
   while (query.Step()) {
     auto& each = imports.emplace_back();
     query.Read(each.id, each.made, each.who, each.kind, each.source, each.lines, each.records,
-               each.state);
+               each.state, each.version);
     each.made /= kMillisecondsOfSecond;
   }
   return imports;

@@ -9,6 +9,7 @@
 
 #include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
+#include "engine/write/change/Comments.h"
 #include "engine/write/change/Items.h"
 #include "engine/write/change/LaterNames.h"
 #include "engine/write/change/events.h"
@@ -483,6 +484,7 @@ std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
                                   std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
   writing.NeedReason();
+  if (RestoreComment(writing, entry, expected)) return {};
   const LaterNames names(db, entry);
   const auto old = BeforeEntry(db, entry, names);
   const auto stored = NeededSubgroup(db, old.subgroup);

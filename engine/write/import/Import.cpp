@@ -110,10 +110,19 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
   return file.report;
 }
 
+// What the database asks for. An empty one has no settings yet.
+std::chrono::seconds PatienceIn(sql::Connection& connection) {
+  const sql::Transaction transaction(connection, sql::TransactionKind::Read);
+  sql::Query query(connection, "SELECT value FROM setting WHERE key = ?1 ORDER BY id DESC LIMIT 1",
+                   store::kPatienceSetting);
+  return store::PatienceOf(query.Step() ? query.Text(0) : std::string_view());
+}
+
 // In one transaction, which begins with prepare.
 ImportReport TakeFile(sql::Connection& connection, const std::string& file, ImportKind kind,
-                      const ImportOptions& options, const std::function<void()>& prepare) {
-  connection.WaitForWriters(options.patience, options.waiting);
+                      const ImportOptions& options, std::chrono::milliseconds patience,
+                      const std::function<void()>& prepare) {
+  connection.WaitForWriters(options.patience.value_or(patience), options.waiting);
   connection.PrepareBulk();
   sql::Transaction transaction(connection, sql::TransactionKind::Write);
   prepare();
@@ -151,7 +160,7 @@ ImportReport ImportCsv(const std::string& file, platform::Database& database, Im
   try {
     // Beside the store's own connection, which reads on meanwhile.
     const auto connection = store::OpenConnection(store->WholePath(), false);
-    return TakeFile(*connection, file, kind, options, [] {});
+    return TakeFile(*connection, file, kind, options, PatienceIn(*connection), [] {});
   } catch (...) {
     sql::RethrowAsExternal(store->Path(), "Import");
   }
@@ -161,7 +170,7 @@ ImportReport ImportIntoServer(const std::string& file, const std::string& addres
                               const ImportOptions& options) {
   try {
     const auto connection = store::OpenToFill(address);
-    return TakeFile(*connection, file, kind, options,
+    return TakeFile(*connection, file, kind, options, store::kPatience,
                     [&] { store::MakeTablesToFill(*connection, address); });
   } catch (...) {
     sql::RethrowAsExternal(sql::WithoutPasswords(address), "Import");

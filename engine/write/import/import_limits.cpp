@@ -3,6 +3,7 @@
 #include "engine/chunks/StreamWalk.h"
 #include "engine/store/StoreCache.h"
 #include "engine/write/import/import_kind.h"
+#include "engine/write/import/replaced_row.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -96,6 +97,23 @@ void TakeLimits(ImportFile& file) {
   const auto alarms = NamedLimits(table, flags);
   file.Store(insert, version, values, flags, alarms, table.Whole(At("scale"), 0, 15, 4),
              table.Cell(At("name")), file.who, file.made);
+  using enum FigureColumn::Type;
+  static const DatedRows rows("spec_limit", "spec-limit",
+                              {{"usl"},
+                               {"target"},
+                               {"lsl"},
+                               {"ugb"},
+                               {"lgb"},
+                               {"url"},
+                               {"lrl"},
+                               {"uwp"},
+                               {"lwp"},
+                               {"cp"},
+                               {"cpk"},
+                               {"aflag", kInt},
+                               {"scale", kInt},
+                               {"name", kText}});
+  rows.AddReplaced(file, version);
 }
 
 constexpr ImportColumn kControlColumns[] = {
@@ -184,6 +202,10 @@ void TakeControlLimits(ImportFile& file) {
   }
   file.Store(insert, version, process, mean, sigmas, start, finish, chart_word, file.who,
              file.made);
+  static const DatedRows rows(
+      "control_limit", "limit",
+      {{"mean"}, {"sp"}, {"spl"}, {"sw"}, {"swl"}, {"chart_word", FigureColumn::kInt}});
+  rows.AddReplaced(file, version, process);
 }
 
 constexpr ImportColumn kOpportunityColumns[] = {
@@ -200,6 +222,9 @@ void TakeOpportunities(ImportFile& file) {
       file.Version(AtOpportunity("part"), AtOpportunity("test"), AtOpportunity("effective"));
   file.Store(insert, version, file.table.Whole(AtOpportunity("opportunities"), 1, INT32_MAX),
              file.who, file.made);
+  static const DatedRows rows("opportunity", "opportunity",
+                              {{"opportunities", FigureColumn::kInt}});
+  rows.AddReplaced(file, version);
 }
 
 }  // namespace

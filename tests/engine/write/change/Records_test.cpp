@@ -433,6 +433,66 @@ TEST_F(ChangeTest, CommentsComeChangeAndGo) {
             "unknown: there is no comment " + std::to_string(id));
 }
 
+TEST_F(ChangeTest, CommentsThatWereChangedOrRemovedComeBack) {
+  const auto id = Data().AddComment(2, test_, 3, "new tool", Why());
+  const std::int32_t subgroups[] = {2};
+  const auto first = Data().Comments(subgroups).at(0);
+  const auto added = Head();
+  auto bob = Why();
+  bob.actor.by = "Bob";
+  Data().ChangeComment(id, "old tool", bob);
+  const auto edited = Head();
+  Data().RemoveComment(id, bob);
+  const auto removed = Head();
+  EXPECT_EQ(RefusalOf([&] { Data().Restore(edited, bob); }),
+            "unknown: there is no comment " + std::to_string(id));
+  EXPECT_TRUE(Data().Restore(removed, bob).empty()) << "of no record";
+  EXPECT_EQ(Latest("operation"), "restore");
+  EXPECT_EQ(Latest("object"), "comment " + std::to_string(id));
+  EXPECT_EQ(RefusalOf([&] { Data().Restore(removed, bob); }),
+            "stored: comment " + std::to_string(id) + " is there already");
+  EXPECT_EQ(Data().Comments(subgroups).at(0).note, "old tool");
+  Data().Restore(edited, bob);
+  EXPECT_EQ(log::ReadJson(Latest("before"))["text"], "old tool");
+  const auto back = Data().Comments(subgroups).at(0);
+  EXPECT_EQ(back.id, id);
+  EXPECT_EQ(std::tuple(back.note, back.employee, back.time, back.test, back.tsno),
+            std::tuple(std::string("new tool"), first.employee, first.time, test_, 3));
+  EXPECT_EQ(RefusalOf([&] { Data().Restore(added, bob); }),
+            "entry: entry " + std::to_string(added) +
+                " stored this comment first; comment remove takes it out");
+}
+
+TEST_F(ChangeTest, ACommentIsOfWhatIsThere) {
+  EXPECT_EQ(RefusalOf([&] { Data().AddComment(2, 0, 3, "of which test", {}); }),
+            "test: piece 3 is a piece of which test?");
+  EXPECT_EQ(RefusalOf([&] { Data().AddComment(2, test_, 99, "of none", {}); }),
+            "unknown: #2 has no piece 99 of this test");
+  Data().DeleteSubgroups({2}, {}, Why());
+  EXPECT_EQ(RefusalOf([&] { Data().AddComment(2, 0, 0, "of none", {}); }),
+            "unknown: #2 has no values");
+}
+
+TEST_F(ChangeTest, ListsHaveTheVersionsThatChangesExpect) {
+  EXPECT_EQ(Data().Imports().at(0).version, Head());
+  EXPECT_EQ(Data().Items(ItemKind::Part).at(0).version, 0);
+  Data().Rename(ItemKind::Part, "A", "B", Why());
+  auto options = Why();
+  options.expected = Data().Items(ItemKind::Part).at(0).version;
+  EXPECT_EQ(options.expected, Head());
+  Data().Rename(ItemKind::Part, "B", "A", options);
+  EXPECT_EQ(Data().SettingVersion("patience"), 0);
+  Data().ChangeSetting("patience", "30", Why());
+  EXPECT_EQ(Data().SettingVersion("patience"), Head());
+  Import("part,process,test,mean,sp\nA,P,T,5,1\n", ImportKind::ControlLimits);
+  EXPECT_EQ(Data().ListLimits().at(0).version, 0);
+  Data().RetireLimits(Data().ListLimits().at(0).id, static_cast<std::int32_t>(CurrentTime()),
+                      Why());
+  options.expected = Data().ListLimits().at(0).version;
+  EXPECT_EQ(options.expected, Head());
+  Data().VoidLimits(Data().ListLimits().at(0).id, options);
+}
+
 TEST_F(ChangeTest, AFormerNameIsStillUnderstood) {
   const auto id = Id(ItemKind::Part, "A");
   Data().Rename(ItemKind::Part, "A", "B", Why());

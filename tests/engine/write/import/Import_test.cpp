@@ -962,6 +962,16 @@ TEST_F(ImportTest, ALockedDatabaseIsRefused) {
   EXPECT_TRUE(Everything().subgroups.empty());
 }
 
+TEST_F(ImportTest, AnImportWaitsAsLongAsTheSettingSays) {
+  Data().Set("patience", "1");
+  const auto writer = OpenAnother(Path());
+  const Transaction writing(*writer, TransactionKind::Write);
+  const auto failure = ImportFailure(Values({"A,P,T,1,2024-01-01,5"}));
+  EXPECT_NE(failure.find(": another program has been writing for 1 s; try again"),
+            std::string::npos)
+      << failure;
+}
+
 }  // namespace
 TEST_F(ImportTest, StoredLimitsOfRateZeroAreRemarkedWhereCountsAreStored) {
   Import(
