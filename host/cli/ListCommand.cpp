@@ -330,9 +330,11 @@ int Run(const Arguments& arguments, Console& console) {
   render::JsonWriter json;
   render::TextWriter text(TextOptionsOf(arguments, console));
   json.BeginObject();
+  int status = 0;
   for (const auto& make : makers) {
     const Listing listing = make(database);
     if (!listing.note.empty()) {
+      status = 1;
       console.err << render::PlainText("note: " + listing.note) << "\n";
     }
     if (&make != &makers.front()) text.Blank();
@@ -340,7 +342,7 @@ int Run(const Arguments& arguments, Console& console) {
   }
   json.EndObject();
   Deliver(arguments, console, format == "json" ? json.Text() : text.Take());
-  return 0;
+  return status;
 }
 
 }  // namespace

@@ -164,6 +164,8 @@ TEST(PhasePicture, TheRightEdgeHasTheLimitsOfTheNewestPhaseAlone) {
 TEST(PhasePicture, ExcludedPointsAreHollowAndNamed) {
   auto view = PhasedView(20, 2);
   view.phases[1].is_excluded = true;
+  view.excluded.assign(20, false);
+  std::fill(view.excluded.begin() + 10, view.excluded.end(), true);
   const auto scene = ChartScene(view);
   EXPECT_EQ(CountOf(scene, "Tool B (excluded)"), 1U);
   EXPECT_TRUE(HasText(scene, "disabled, incomplete or excluded"));

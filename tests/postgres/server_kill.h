@@ -46,7 +46,7 @@ class ServerKillTest : public ServerTest {
         const auto failure = FailureOf([&] { ImportInBatches(Path()); });
         _exit(failure.empty() ? 0 : 1);
       }
-      const auto delay = whole * (random() % 1100) / 1000;
+      const auto delay = whole * static_cast<int>(random() % 1100) / 1000;
       std::this_thread::sleep_for(delay);
       kill.strike(child);
       int status = 0;

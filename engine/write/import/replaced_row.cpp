@@ -57,7 +57,6 @@ void DatedRows::AddReplaced(ImportFile& file, const std::array<std::int32_t, 3>&
     former.erase(figure.name);
   }
   if (now.size() == 1) return;
-  file.writing.NeedReason();
   file.writing.Add("replace", object, log::CanonicalText(former), log::CanonicalText(now));
 }
 

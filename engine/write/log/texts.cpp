@@ -56,7 +56,7 @@ std::size_t CharactersOf(std::string_view text) {
 
 void NeedName(std::string_view field, std::string_view name) {
   if (IsName(name)) return;
-  const bool is_blank = !name.empty() && Trimmed(name).empty();
+  const bool is_blank = !name.empty() && name.find_first_not_of(' ') == name.npos;
   Refuse("name", field, name,
          is_blank ? "must not be blanks alone"
                   : "must be 1 to 255 bytes of text without control characters");

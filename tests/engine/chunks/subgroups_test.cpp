@@ -292,7 +292,7 @@ TEST_F(SubgroupsTest, HotOnesWithoutMeasurementsKeepTheirRowsWhenTheyAreSealed) 
   });
   Opened()->Write([&](Connection& db) {
     Add(db, 300);
-    EXPECT_EQ(Blocks(db), 2);
+    EXPECT_EQ(Blocks(db), 3);
     EXPECT_EQ(SealedWithRows(db), bare);
     EXPECT_EQ(Read(db, 1, INT32_MAX), all_);
     for (const auto id : bare) {

@@ -282,6 +282,7 @@ TEST_F(ChangeTest, ADeletedSubgroupIsFoundAlsoAfterItsBlockIsSealed) {
   const auto again = "part,process,test,subgroup,time,value\nA,P,T,2," + TimeOf(2) + ",7\n";
   EXPECT_EQ(Import(again).subgroups, 0);
   EXPECT_EQ(ValuesOf(2), std::vector<double>{7}) << "no second one of that name";
+  Data().DeleteSubgroups({2}, {}, Why());
   for (const auto& each : deleted) Data().Restore(each.version, Why());
   EXPECT_EQ(ValuesOf(2), values);
 }

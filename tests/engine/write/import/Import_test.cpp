@@ -734,7 +734,7 @@ TEST_F(ImportTest, AChartWordIsOneOfTheKindOfItsTest) {
       "part,process,test,subgroup,time,count,size,test-type\nA,P,D,2,2024-01-01,1,10,defectives\n"
       "A,P,C,3,2024-01-01,1,,defects\n");
   const auto limits = [](const std::string& line) {
-    return "part,test,mean,chart-word\nA,T,1,0x110\nA," + line + "\n";
+    return "part,process,test,mean,chart-word\nA,,T,1,0x110\nA,P," + line + "\n";
   };
   const std::pair<const char*, const char*> refused[] = {
       {"T,1,0xd00", "chart of counts, but the test has measured values"},

@@ -188,7 +188,7 @@ TEST_F(RecorderTest, RefusesUnreasonableCountsUnlessForced) {
   Import("part,test,url,lrl\nRing,Leaks,20,1\n", ImportKind::Limits);
   ExpectRefused(Leaks(50, {21}, kNow - 1), "unreasonable",
                 "value: 21 lies beyond the reasonable limit 20; --force stores it");
-  ExpectRefused(Leaks(50, {}, kNow - 1), "unreasonable",
+  ExpectRefused(Leaks(50, {0}, kNow - 1), "unreasonable",
                 "value: 0 lies beyond the reasonable limit 1; --force stores it");
   ExpectRefused(Leaks(50, {51}, kNow - 1), "count",
                 "value: more defectives (51) than units inspected (50)");
