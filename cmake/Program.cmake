@@ -11,15 +11,23 @@ foreach(family chart capability pareto states compliance events data)
   list(APPEND render_headers ${family_headers})
 endforeach()
 list(TRANSFORM render_headers PREPEND host/render/)
-orvspc_library(render DIR host/render BASE . PUBLIC_HEADERS ${render_headers}
+file(GLOB study_sources CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}
+     ${PROJECT_SOURCE_DIR}/host/render/study/*.cpp)
+orvspc_library(render DIR host/render BASE . PUBLIC_HEADERS ${render_headers} EXCLUDE ${study_sources}
                LINK orvspc_analysis fmt::fmt)
 file(GLOB assets CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/render/core/assets/*)
 orvspc_embed(orvspc_render Assets HEADER host/render/core/Assets.h NAMESPACE orvspc::render
              FILES ${assets})
 
+# The family of the studies, which alone knows a header of the engine.
+file(GLOB study_headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}
+     ${PROJECT_SOURCE_DIR}/host/render/study/[A-Z]*.h)
+orvspc_library(render_studies DIR host/render/study BASE . PUBLIC_HEADERS ${study_headers}
+               LINK orvspc_render orvspc_studies)
+
 # The program.
 orvspc_library(cli DIR host/cli BASE . PRIVATE EXCLUDE host/cli/main.cpp
-               LINK orvspc_render orvspc_analysis orvspc_embedded orvspc_system)
+               LINK orvspc_render orvspc_render_studies orvspc_analysis orvspc_embedded orvspc_studies orvspc_system)
 file(GLOB samples CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/samples/*.csv)
 orvspc_embed(orvspc_cli Samples HEADER host/cli/Samples.h NAMESPACE orvspc::cli FILES ${samples})
 orvspc_build_info(orvspc_cli)

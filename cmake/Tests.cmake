@@ -72,6 +72,7 @@ foreach(dir engine engine/chunks engine/store engine/audit engine/charts engine/
             engine/hooks engine/write/deliver)
   orvspc_tests(${dir} orvspc_embedded)
 endforeach()
+orvspc_tests(engine/studies orvspc_studies orvspc_embedded)
 orvspc_tests(certified orvspc_analysis orvspc_embedded)
 foreach(dir contract hostile)
   orvspc_tests(${dir} orvspc_test_fake orvspc_analysis orvspc_embedded EXPAT::EXPAT)
@@ -115,6 +116,6 @@ foreach(floor system platform frame dataset select ${ORVSPC_ANALYSES} engine_tim
               engine_catalogue engine_log engine_chunks engine_write_chunks engine_store engine_write
               engine_import engine_record engine_change engine_audit engine_hooks engine_deliver
               engine_dom engine_charts engine_limits engine_capability engine_pareto engine_compliance
-              embedded)
+              embedded studies)
   orvspc_floor_check(${floor})
 endforeach()

@@ -23,7 +23,7 @@ LIBRARY = SELECT_AND_BELOW + ANALYSES
 
 # What the engine shows: hosts include these of its headers and no other.
 ENGINE_INTERFACE = ["engine/Embedded.h", "engine/QualityDatabase.h", "engine/PostgreSQL.h",
-                    "engine/Webhooks.h"]
+                    "engine/Webhooks.h", "engine/Studies.h"]
 
 SQL = ["platform", "system", "engine/time", "engine/sql"]
 LOG = SQL + ["engine/schema", "engine/catalogue", "engine/write/log"]
@@ -64,10 +64,12 @@ LAYERS = {
     "engine/write/deliver": STORE + ["engine/hooks"],
     "engine/write/limits": WRITE + ["engine/charts", "engine/write/change"],
     "engine/audit": STORE,
+    "engine/studies": CALCULATION + ["engine/charts", "engine/capability"],
     "engine": ["platform", "system"],
     "host/render/core": LIBRARY,
     **{f"host/render/{name}": FAMILY_BASE for name in FAMILIES},
     "host/render/states": FAMILY_BASE + ["host/render/events"],
+    "host/render/study": FAMILY_BASE + ["host/render/capability", "engine/Studies.h"],
     "host/render": LIBRARY,
     "host/cli": LIBRARY + ENGINE_INTERFACE + ["system", "host/render"],
     "host/windows/com": SERVER,

@@ -79,6 +79,26 @@ class ChartRun {
   const StreamEstimates& EstimatesOf(std::size_t stream) const { return states_[stream].estimates; }
   const Table& Points() const { return table_; }
 
+  // What other statistics of the points are taken from: graph 1 of a stream, without cusum and
+  // EWMA, and the lines in force.
+  struct PlainColumns {
+    std::vector<double> points, centre, sigma;
+    std::vector<std::uint8_t> restart;  // not 0: another row of limits holds from here
+  };
+  PlainColumns PlainColumnsOf(std::size_t s) const {
+    const auto& stream = Streams()[s];
+    const auto points = Part(points_[0], stream);
+    PlainColumns columns{{points.begin(), points.end()}, {}, {}, {}};
+    auto lines = static_cast<const Run&>(*this).LinesOf(s, 0, false, true);
+    for (auto place = stream.begin; place < stream.end; ++place) {
+      const auto at = lines.At(place);
+      columns.centre.push_back(at.centre);
+      columns.sigma.push_back(at.sigma);
+      columns.restart.push_back(rows_.RestartsAt(stream, place, false) ? 1 : 0);
+    }
+    return columns;
+  }
+
   // Nothing where no stream has phases.
   std::vector<PhaseReport> Phases() const {
     std::vector<PhaseReport> phases;
@@ -127,25 +147,16 @@ class ChartRun {
     std::vector<std::size_t> beyond;
     for (std::size_t s = 0; s < states_.size(); ++s) {
       const auto& stream = Streams()[s];
-      const auto count = stream.Count();
-      auto lines = Self().LinesOf(s, 0, false, true);
-      std::vector<double> centre(count), sigma(count);
-      std::vector<std::uint8_t> restart(count);
-      for (std::size_t i = 0; i < count; ++i) {
-        const auto at = lines.At(stream.begin + i);
-        centre[i] = at.centre;
-        sigma[i] = at.sigma;
-        restart[i] = rows_.RestartsAt(stream, stream.begin + i, false) ? 1 : 0;
-      }
+      const auto plain = PlainColumnsOf(s);
       statistics::CusumSettings settings;
       settings.k = kCusumReference;
       settings.h = kCusumDecision;
       const auto series = statistics::Cusum(
-          {Part(points_[0], stream), centre, sigma, Part(table_.Used(), stream), restart},
+          {plain.points, plain.centre, plain.sigma, Part(table_.Used(), stream), plain.restart},
           settings);
-      for (std::size_t i = 0; i < count; ++i) {
+      for (std::size_t i = 0; i < stream.Count(); ++i) {
         auto& point = points_[0][stream.begin + i];
-        const bool has_sigma = sigma[i] > 0.0;
+        const bool has_sigma = plain.sigma[i] > 0.0;
         if (!std::isnan(point) && !has_sigma) states_[s].no_cusum = true;
         if (!std::isnan(point) && has_sigma && std::isnan(series.points[i])) {
           beyond.push_back(stream.begin + i);

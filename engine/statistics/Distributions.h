@@ -21,8 +21,43 @@ double NormalUpperQuantile(double share_above);
 double ChiSquareAbove(double value, double degrees);
 double ChiSquareQuantile(double share_below, double degrees);
 
-// F distribution: the proportion above ratio >= 0. NaN for arguments outside.
+// F distribution: the proportion above ratio >= 0, and the quantile. NaN for arguments outside.
 double FAbove(double ratio, double numerator_degrees, double denominator_degrees);
+double FQuantile(double share_below, double numerator_degrees, double denominator_degrees);
+
+// Beta distribution on 0..1 with a, b > 0: the proportion below, and the quantile.
+double BetaBelow(double x, double a, double b);
+double BetaQuantile(double share_below, double a, double b);
+
+// Gamma distribution with shape > 0 and scale 1: the proportions below and above x >= 0, and the
+// quantile.
+double GammaBelow(double x, double shape);
+double GammaAbove(double x, double shape);
+double GammaQuantile(double share_below, double shape);
+
+// Student's t: the proportion above, and the quantile; degrees > 0.
+double StudentAbove(double t, double degrees);
+double StudentQuantile(double share_below, double degrees);
+
+// Noncentral t: the proportion below, and the quantile; degrees > 0.
+double NoncentralTBelow(double t, double degrees, double noncentrality);
+double NoncentralTQuantile(double share_below, double degrees, double noncentrality);
+
+// Noncentral chi-square: density, proportion below, and quantile; degrees > 0, noncentrality >= 0.
+double NoncentralChiSquareDensity(double x, double degrees, double noncentrality);
+double NoncentralChiSquareBelow(double x, double degrees, double noncentrality);
+double NoncentralChiSquareQuantile(double share_below, double degrees, double noncentrality);
+
+// P(X <= count) of counts; 0 for a count below 0. n, mean and p as of the distribution.
+double BinomialAtMost(double count, double n, double p);
+double PoissonAtMost(double count, double mean);
+// Of a sample of n from a lot of `lot` units with `bad` bad ones.
+double HypergeometricAtMost(double count, double n, double bad, double lot);
+
+// ln Gamma, and its first and second derivative, of x > 0.
+double LogGamma(double x);
+double Digamma(double x);
+double Trigamma(double x);
 
 // A fitted distribution, defined by the standard normal score of each value:
 // F(x) = Phi(Score(x)). Outside the support the score is infinite.

@@ -16,6 +16,7 @@
 #include "host/cli/Hooks.h"
 #include "host/cli/Output.h"
 #include "host/cli/build_info.h"
+#include "host/cli/study/Study.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "platform/ExternalFailure.h"
@@ -33,6 +34,9 @@ constexpr Command (*kCommands[])() = {
     RecordCommand,  AlarmCommand,   DeliverCommand, CheckSamplesCommand, DemoCommand};
 
 constexpr Option kHelp{"help", nullptr, "this text"};
+constexpr std::string_view kStudy = "study";
+constexpr const char* kStudies =
+    "What engineers ask beyond the basic charts: \"orvspc study\" lists them";
 
 std::string Overview(const Console& console) {
   render::TextWriter text({console.columns});
@@ -44,6 +48,7 @@ std::string Overview(const Console& console) {
     const Command command = make();
     text.Line("  " + render::Padded(command.name, 12) + command.summary, 14);
   }
+  text.Line("  " + render::Padded("study", 12) + kStudies, 14);
   text.Blank();
   text.Line("\"orvspc COMMAND --help\" shows more, \"orvspc --version\" what this build is.", 0);
   text.Line(
@@ -108,10 +113,11 @@ void CheckExpect(const Command& command, const Arguments& arguments) {
   throw Misuse("--expect does not go with \"" + std::string(command.name) + " " + words[0] + "\"");
 }
 
-int RunCommand(Command command, const std::vector<std::string>& words, Console& console) {
+// words: what follows the name of the command.
+int RunCommand(Command command, std::span<const std::string> words, Console& console) {
   command.options.push_back(kHelp);
   if (command.tells_hooks != nullptr) command.options.push_back(kHooks);
-  const Arguments arguments = ParseArguments(std::span(words).subspan(1), command.options);
+  const Arguments arguments = ParseArguments(words, command.options);
   if (arguments.Has(kHelp)) {
     console.out << Help(command, arguments, console.columns);
     return 0;
@@ -128,6 +134,33 @@ int RunCommand(Command command, const std::vector<std::string>& words, Console& 
   return status;
 }
 
+std::string StudiesOverview(const Console& console) {
+  render::TextWriter text({console.columns});
+  text.Line("usage: orvspc study WORD [OPTIONS]");
+  text.Blank();
+  for (const auto& command : StudyCommands()) {
+    const auto word = std::string(command.name).substr(kStudy.size() + 1);
+    text.Line("  " + render::Padded(word, 12) + command.summary, 14);
+  }
+  text.Blank();
+  text.Line("\"orvspc study WORD --help\" shows more.", 0);
+  return text.Take();
+}
+
+// words: what follows "study".
+int DispatchStudy(std::span<const std::string> words, Console& console) {
+  if (words.empty() || words[0] == "--help") {
+    (words.empty() ? console.err : console.out) << StudiesOverview(console);
+    return words.empty() ? 2 : 0;
+  }
+  std::vector<std::string> names;
+  for (auto& command : StudyCommands()) {
+    names.push_back(std::string(command.name).substr(kStudy.size() + 1));
+    if (names.back() == words[0]) return RunCommand(std::move(command), words.subspan(1), console);
+  }
+  throw Misuse("there is no study \"" + words[0] + "\", only " + Joined(names));
+}
+
 int Dispatch(const std::vector<std::string>& words, Console& console) {
   if (words.empty()) {
     console.err << Overview(console);
@@ -141,10 +174,12 @@ int Dispatch(const std::vector<std::string>& words, Console& console) {
     console.out << VersionText(console);
     return 0;
   }
+  const auto rest = std::span(words).subspan(1);
+  if (words[0] == kStudy) return DispatchStudy(rest, console);
   std::vector<std::string> names;
   for (const auto& make : kCommands) {
     Command command = make();
-    if (command.name == words[0]) return RunCommand(std::move(command), words, console);
+    if (command.name == words[0]) return RunCommand(std::move(command), rest, console);
     names.emplace_back(command.name);
   }
   throw Misuse("there is no command \"" + words[0] + "\", only " + Joined(names));

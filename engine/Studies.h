@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "engine/studies/Agreement.h"
+#include "engine/studies/Bias.h"
+#include "engine/studies/ChartRules.h"
+#include "engine/studies/ChartsInUse.h"
+#include "engine/studies/Design.h"
+#include "engine/studies/Figures.h"
+#include "engine/studies/Gage.h"
+#include "engine/studies/Laws.h"
+#include "engine/studies/RunLengths.h"
+#include "engine/studies/SamplingPlan.h"
+#include "engine/studies/StudyData.h"
+#include "engine/studies/TimeWeighted.h"
+
+// The studies of the embedded engine, for hosts: one function and one type of result each. A study
+// of stored data takes stretches of streams (ReadStudyData); all take plain values as well.

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "engine/studies/Figures.h"
+#include "engine/studies/StudyData.h"
+#include "platform/Reports.h"
+
+// EWMA and cusum of measurements and counts with parameters of their own.
+namespace orvspc::studies {
+
+// What both are about. Without these the line in force at each point.
+struct AboutOptions {
+  std::optional<double> target;  // mean that points are compared with
+  std::optional<double> sigma;   // of one piece, above 0; not of counts
+};
+
+struct EwmaOptions : AboutOptions {
+  double weight = 0.2;        // lambda, 0 < weight <= 1
+  double width = 3.0;         // half width of the limits in sigmas, 0 < width <= 6
+  bool exact = true;          // limits of each point; otherwise those after many points
+  std::optional<double> fir;  // fast initial response f, 0 < f < 1, with exact limits only
+  bool reset = false;         // begins anew at the point after a signal
+};
+
+// One element a subgroup in each column; NaN: none.
+struct EwmaStudy {
+  std::vector<double> z, centre, upper, lower;
+  std::vector<std::uint8_t> signals;  // not 0: z is beyond a limit
+  Figure mean, sigma;                 // behind the line in force; given, or of the stretch
+  std::vector<Note> notes;
+};
+
+// z_i = weight x_i + (1 - weight) z_(i-1) from z_0 = centre, with v_i = weight^2 sigma_i^2 +
+// (1 - weight)^2 v_(i-1) from 0.
+//   exact       limits centre +- width sqrt(v_i)
+//   asymptotic  centre +- width sqrt(weight / (2 - weight)) sigma, sigma at the mean size
+//   fir         limits times 1 - (1 - f)^(1 + a (t - 1)), a = (-2 / log10(1 - f) - 1) / 19, at the
+//               t-th point after a start
+// z and v begin anew where another row of limits holds. A point that is not used is shown and then
+// forgotten; one without value leaves both as they are.
+// Throws std::invalid_argument for an option out of its range.
+// Source   ISO 7870-6; Montgomery, ch. 9.2; fir: Steiner, J. Quality Technology 31 (1999)
+EwmaStudy StudyEwma(const Stretch& stretch, const EwmaOptions& options = {});
+
+struct CusumOptions : AboutOptions {
+  double k = 0.5;           // reference value in sigmas, 0 <= k <= 3
+  double h = 5.0;           // decision interval in sigmas, 0 < h <= 50
+  double head_start = 0.0;  // of both arms, 0 <= head_start < h
+  bool reset = false;       // both arms go to the head start at the point after a signal
+};
+
+// What a signal of an arm says about the shift.
+struct CusumSignal {
+  std::size_t point = 0;
+  bool is_upper = true;
+  std::size_t start = 0;             // the point after the last zero of the arm
+  double new_mean = platform::kNaN;  // in the unit of the points
+};
+
+struct CusumStudy {
+  std::vector<double> upper, lower;                    // arms, in sigmas, both >= 0; NaN: none
+  std::vector<std::int32_t> count_upper, count_lower;  // points since the arm left 0
+  std::vector<std::uint8_t> signals;                   // not 0: an arm is above h
+  std::vector<CusumSignal> changes;                    // of each signal, by point
+  Figure mean, sigma;
+  std::vector<Note> notes;
+};
+
+// Two arms of y_i = (x_i - centre_i) / sigma_i:
+//   upper_i = max(0, upper_(i-1) + y_i - k), lower_i = max(0, lower_(i-1) - y_i - k)
+// A signal is an arm above h. The shift is taken to begin after the arm's last zero, N points
+// before, and the new mean is centre +- sigma (k + arm / N).
+// Throws std::invalid_argument for an option out of its range.
+// Source   ISO 7870-4; Montgomery, ch. 9.1
+CusumStudy StudyCusum(const Stretch& stretch, const CusumOptions& options = {});
+
+}  // namespace orvspc::studies

@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/study/TimeWeighted.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "host/render/core/Numbers.h"
+
+namespace orvspc::render {
+
+namespace {
+
+// A column of a stretch at its places.
+std::vector<double> Places(const StretchPlace& place, std::size_t count) {
+  std::vector<double> x(count);
+  for (std::size_t i = 0; i < count; ++i) x[i] = place.first + static_cast<double>(i);
+  return x;
+}
+
+// Raw values, faint, below what is drawn of them.
+void AddFaint(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch) {
+  SymbolLook look;
+  look.style = "faint";
+  look.size = 2.4;
+  plot.symbols.push_back({look, Places(place, stretch.points.size()), stretch.points, {}, {}});
+}
+
+// Points of a statistic: used ones, those that are forgotten, and those with a signal.
+void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
+               const std::vector<double>& values, const std::vector<std::uint8_t>& signals) {
+  PlotSymbols used, forgotten, marked;
+  forgotten.look.style = "pu";
+  marked.look.style = "m";
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    auto& to = stretch.IsUsed(i) ? used : forgotten;
+    const double x = place.first + static_cast<double>(i);
+    const auto tip = IsoTime(stretch.times[i]) + ": " + Significant(values[i], 6);
+    to.x.push_back(x);
+    to.y.push_back(values[i]);
+    to.tips.push_back(tip);
+    if (signals[i] == 0) continue;
+    marked.x.push_back(x);
+    marked.y.push_back(values[i]);
+    marked.tips.push_back(tip + ", signal");
+    marked.labels.emplace_back("1");
+  }
+  for (auto* symbols : {&used, &forgotten, &marked}) {
+    if (!symbols->x.empty()) plot.symbols.push_back(std::move(*symbols));
+  }
+}
+
+std::string FigureText(const studies::Figure& figure) {
+  const auto text = Significant(figure.value, 7);
+  if (figure.estimator.empty()) return text;
+  return text + " (" + EstimatorText(figure.estimator) + ")";
+}
+
+// One row a stretch.
+template <class Study>
+Table StretchTable(const StreamStudies<Study>& document, const Names& names) {
+  Table table{"Phases", {"stream", "phase", "#points", "mean", "sigma", "#signals"}, {}};
+  for (std::size_t s = 0; s < document.studies.size(); ++s) {
+    const auto& stream = document.data.streams[s];
+    for (std::size_t p = 0; p < document.studies[s].size(); ++p) {
+      const auto& study = document.studies[s][p];
+      const auto signals = std::ranges::count_if(study.signals, [](auto on) { return on != 0; });
+      table.rows.push_back(
+          {StreamName(names, stream.part, stream.process, stream.test),
+           stream.stretches[p].phase.name, std::to_string(stream.stretches[p].points.size()),
+           FigureText(study.mean), FigureText(study.sigma), std::to_string(signals)});
+    }
+  }
+  return table;
+}
+
+// A plot a stream; draw(plot, place, stretch, study) adds what a stretch has.
+template <class Study, class Draw>
+void AddPlots(StudyView& view, const StreamStudies<Study>& document, const Names& names,
+              const std::string& title, Draw draw) {
+  for (std::size_t s = 0; s < document.data.streams.size(); ++s) {
+    const auto& stream = document.data.streams[s];
+    Plot plot;
+    plot.title = title;
+    plot.caption = StreamName(names, stream.part, stream.process, stream.test);
+    plot.x.title = "subgroup";
+    plot.height = document.data.streams.size() == 1 ? 330.0 : 230.0;
+    plot.borders = PhaseBordersOf(stream);
+    for (const auto& place : PlacesOf(document.data, s)) {
+      draw(plot, place, stream.stretches[place.stretch], document.studies[s][place.stretch]);
+    }
+    view.plots.push_back(std::move(plot));
+  }
+}
+
+std::string LimitLabel(const char* name, const std::vector<double>& line) {
+  return line.empty() ? std::string() : std::string(name) + " " + Significant(line.back(), 5);
+}
+
+}  // namespace
+
+std::string EwmaJson(const EwmaDocument& document, const Names& names) {
+  auto head = document.head;
+  head.notes = NotesOf(document, names);
+  return StudyJson(head, [&](JsonWriter& json) {
+    WriteStreams(
+        json, document, names,
+        [](JsonWriter& to, const studies::Stretch& stretch, const studies::EwmaStudy& study) {
+          to.Members("Values", stretch.points, "Points", study.z, "Z", study.z, "CL", study.centre,
+                     "UCL", study.upper, "LCL", study.lower, "SGSizes", stretch.sizes);
+          WriteMarks(to, study.signals);
+          WriteFigure(to, "Mean", study.mean);
+          WriteFigure(to, "Sigma", study.sigma);
+        });
+  });
+}
+
+StudyView MakeEwmaView(const EwmaDocument& document, const Names& names) {
+  StudyView view;
+  AddHead(view, document, names, "EWMA");
+  AddPlots(view, document, names, "EWMA",
+           [](Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
+              const studies::EwmaStudy& study) {
+             AddFaint(plot, place, stretch);
+             const auto x = Places(place, study.z.size());
+             plot.lines.push_back({"lim", x, study.upper, true, LimitLabel("UCL", study.upper)});
+             plot.lines.push_back({"cl", x, study.centre, true, LimitLabel("CL", study.centre)});
+             plot.lines.push_back({"lim", x, study.lower, true, LimitLabel("LCL", study.lower)});
+             plot.lines.push_back({"d", x, study.z, false, ""});
+             AddPoints(plot, place, stretch, study.z, study.signals);
+           });
+  view.tables.push_back(StretchTable(document, names));
+  return view;
+}
+
+std::string CusumJson(const CusumDocument& document, const Names& names) {
+  auto head = document.head;
+  head.notes = NotesOf(document, names);
+  double h = kNaN;
+  for (const auto& option : head.options)
+    if (option.key == "H") h = std::get<double>(option.value);
+  return StudyJson(head, [&](JsonWriter& json) {
+    WriteStreams(
+        json, document, names,
+        [h](JsonWriter& to, const studies::Stretch& stretch, const studies::CusumStudy& study) {
+          const auto count = study.upper.size();
+          std::vector<double> points(count), new_mean(count, kNaN), start(count, kNaN);
+          for (std::size_t i = 0; i < count; ++i) {
+            points[i] = study.upper[i] >= study.lower[i] ? study.upper[i] : -study.lower[i];
+          }
+          for (const auto& change : study.changes) {
+            new_mean[change.point] = change.new_mean;
+            start[change.point] = static_cast<double>(change.start + 1);
+          }
+          const std::vector<double> none(count, kNaN);
+          to.Members("Values", stretch.points, "Points", points, "Upper", study.upper, "Lower",
+                     study.lower, "CountUpper", study.count_upper, "CountLower", study.count_lower,
+                     "CL", std::vector<double>(count, 0.0), "UCL", std::vector<double>(count, h),
+                     "LCL", std::vector<double>(count, -h), "SGSizes", stretch.sizes);
+          WriteMarks(to, study.signals);
+          to.Members("Start", start, "NewMean", new_mean);
+          WriteFigure(to, "Mean", study.mean);
+          WriteFigure(to, "Sigma", study.sigma);
+        });
+  });
+}
+
+StudyView MakeCusumView(const CusumDocument& document, const Names& names) {
+  StudyView view;
+  AddHead(view, document, names, "Cusum");
+  double h = kNaN;
+  for (const auto& option : document.head.options)
+    if (option.key == "H") h = std::get<double>(option.value);
+  AddPlots(view, document, names, "Cusum",
+           [h](Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
+               const studies::CusumStudy& study) {
+             plot.y.title = "sigmas";
+             const auto count = study.upper.size();
+             const auto x = Places(place, count);
+             auto down = study.lower;
+             for (auto& value : down) value = -value;
+             const std::vector<double> upper(count, h), lower(count, -h), zero(count, 0.0);
+             plot.lines.push_back({"lim", x, upper, true, LimitLabel("H", upper)});
+             plot.lines.push_back({"cl", x, zero, true, ""});
+             plot.lines.push_back({"lim", x, lower, true, LimitLabel("-H", lower)});
+             plot.lines.push_back({"d", x, study.upper, false, ""});
+             plot.lines.push_back({"d", x, down, false, ""});
+             auto signals = study.signals;
+             for (std::size_t i = 0; i < count; ++i)
+               signals[i] = signals[i] != 0 && study.upper[i] > h ? 1 : 0;
+             AddPoints(plot, place, stretch, study.upper, signals);
+             for (std::size_t i = 0; i < count; ++i)
+               signals[i] = study.signals[i] != 0 && study.lower[i] > h ? 1 : 0;
+             AddPoints(plot, place, stretch, down, signals);
+           });
+  view.tables.push_back(StretchTable(document, names));
+  Table table{"Shifts", {"stream", "signal at", "arm", "begins at", "#new mean"}, {}};
+  for (std::size_t s = 0; s < document.studies.size(); ++s) {
+    const auto& stream = document.data.streams[s];
+    for (const auto& place : PlacesOf(document.data, s)) {
+      const auto& stretch = stream.stretches[place.stretch];
+      for (const auto& change : document.studies[s][place.stretch].changes) {
+        table.rows.push_back(
+            {StreamName(names, stream.part, stream.process, stream.test),
+             IsoTime(stretch.times[change.point]), change.is_upper ? "upper" : "lower",
+             IsoTime(stretch.times[change.start]), Significant(change.new_mean, 7)});
+      }
+    }
+  }
+  view.tables.push_back(std::move(table));
+  return view;
+}
+
+}  // namespace orvspc::render
