@@ -214,7 +214,7 @@ TEST_F(RecordTest, StreamsAreListedWithTheirLimitsAndOpenAlarms) {
   EXPECT_EQ(now[1]["Limits"], 1);
   EXPECT_EQ(now[1]["OpenAlarms"], 0);
   const auto alarms = Json::parse(Run("alarm list --db q.db --format json").out);
-  EXPECT_EQ(now[0]["OpenAlarms"], alarms["Alarms"].size()) << alarms;
+  EXPECT_EQ(now[0]["OpenAlarms"], alarms["alarm"].size()) << alarms;
 }
 
 TEST_F(RecordTest, AKeyThatIsNoneIsTheRefusalOfItsLineAlone) {
