@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/studies/Autocorrelation.h"
+#include "engine/studies/CountCharts.h"
 #include "engine/studies/Design.h"
 #include "engine/studies/Figures.h"
+#include "engine/studies/RareEvents.h"
 #include "engine/studies/RunLengths.h"
 #include "engine/studies/StudyData.h"
 #include "engine/studies/TimeWeighted.h"

@@ -60,10 +60,15 @@ studies::StudyData StreamsOf(const Analysis& run, const studies::ReadOptions& op
 
 std::vector<Command> StudyCommands() {
   return {
+      AcfStudyCommand(),     //
+      Ar1StudyCommand(),     //
       ArlStudyCommand(),     //
       CusumStudyCommand(),   //
       DesignStudyCommand(),  //
       EwmaStudyCommand(),    //
+      GStudyCommand(),       //
+      LaneyStudyCommand(),   //
+      TStudyCommand(),       //
   };
 }
 
