@@ -80,6 +80,7 @@ fi
 run series 0 "${bin}_series" "${data[@]}"
 run append 0 "${bin}_append" "${data[@]}" "${turns[@]}"  # to the database of series
 run record 0-1 "${bin}_record" "${data[@]}" "${turns[@]}"  # also to a copy of it
+run laws 0 "${bin}_laws"
 run overhead 0 "${bin}_overhead"
 run xml 0 "${bin}_xml"
 

@@ -7,7 +7,7 @@ foreach(source IN LISTS benches)
   get_filename_component(name ${source} NAME_WE)
   add_executable(bench_${name} ${source})
   target_include_directories(bench_${name} PRIVATE ${PROJECT_SOURCE_DIR})
-  target_link_libraries(bench_${name} PRIVATE orvspc_analysis orvspc_embedded
+  target_link_libraries(bench_${name} PRIVATE orvspc_analysis orvspc_embedded orvspc_studies
                                               benchmark::benchmark pugixml::pugixml)
   if(ORVSPC_POSTGRESQL)
     target_link_libraries(bench_${name} PRIVATE orvspc_postgres)

@@ -279,6 +279,16 @@ QualityDatabase QualityDatabase::Create(const std::string& path,
   return Open(path);
 }
 
+QualityDatabase QualityDatabase::OpenOrCreate(const std::string& path,
+                                              const std::function<void(QualityDatabase&)>& fill) {
+  // A server has the tables made in the transaction that opens it.
+  if (!sql::IsAddress(path) && MakeNew(path, fill)) return Open(path);
+  // An empty file is made a database where it lies.
+  QualityDatabase existing(OpenDatabase(path, true));
+  fill(existing);
+  return existing;
+}
+
 ImportReport QualityDatabase::ImportInto(const std::string& path, const std::string& file,
                                          ImportKind kind, const ImportOptions& options) {
   ImportReport report;
@@ -290,10 +300,7 @@ ImportReport QualityDatabase::ImportInto(const std::string& path, const std::str
   const auto fill = [&](QualityDatabase& database) {
     report = database.Import(file, kind, options);
   };
-  if (MakeNew(path, fill)) return report;
-  // An empty file is made a database where it lies.
-  QualityDatabase existing(OpenDatabase(path, true));
-  fill(existing);
+  OpenOrCreate(path, fill);
   return report;
 }
 
@@ -466,6 +473,12 @@ std::vector<ListedItem> QualityDatabase::Items(ItemKind kind) const {
       items.push_back(
           {item.id, name, item.name == name ? "" : item.name, item.factor, item.type, item.active});
     }
+    static const auto texts = catalogue::TextsByKind([](ItemKind each) {
+      return "SELECT (SELECT max(l.seq) FROM log l WHERE l.object = '" + std::string(WordOf(each)) +
+             " ' || i.id) FROM " + catalogue::TableOf(each) + " i ORDER BY i.id";
+    });
+    sql::Query versions(db, texts[static_cast<std::size_t>(kind)]);
+    for (auto& item : items) item.version = versions.Step() ? versions.Int64(0) : 0;
     if (kind != ItemKind::Test) return items;
     sql::Query types(db, "SELECT type FROM test ORDER BY id");
     for (auto& item : items) item.type = types.Step() ? types.Int(0) : 0;
@@ -492,14 +505,22 @@ std::vector<ListedStream> QualityDatabase::Streams() const {
     using Row = ListedStream;
     return sql::Query(db,
                       "SELECT s.part, s.process, s.test, t.type, CAST(sum(m.count) AS BIGINT), "
-                      "min(m.first_time), max(m.last_time) "
+                      "min(m.first_time), max(m.last_time), "
+                      "coalesce((SELECT c.id FROM control_limit c WHERE c.part = s.part "
+                      "AND c.test = s.test AND coalesce(c.process, s.process) = s.process "
+                      "AND c.status IN ('active', 'retired') AND c.effective <= ?1 "
+                      "AND coalesce(c.until, ?1 + 1) > ?1 ORDER BY c.effective DESC, "
+                      "coalesce(c.process, 0) DESC, c.id DESC LIMIT 1), 0), "
+                      "(SELECT count(*) FROM alarm a WHERE a.stream = s.id "
+                      "AND a.state IN ('open', 'acknowledged')) "
                       "FROM stream s JOIN test t ON t.id = s.test JOIN (SELECT stream, "
                       "first_time, last_time, count FROM measurement_chunk UNION ALL "
                       "SELECT stream, time, time, 1 FROM measurement) m ON m.stream = s.id "
-                      "GROUP BY s.part, s.process, s.test, t.type "
-                      "ORDER BY s.part, s.process, s.test")
+                      "GROUP BY s.id, s.part, s.process, s.test, t.type "
+                      "ORDER BY s.part, s.process, s.test",
+                      time::Now())
         .All<Row>(&Row::part, &Row::process, &Row::test, &Row::test_type, &Row::subgroups,
-                  &Row::first, &Row::last);
+                  &Row::first, &Row::last, &Row::limits, &Row::open_alarms);
   });
 }
 
@@ -627,6 +648,16 @@ std::vector<ListedEvent> QualityDatabase::EventsOfSubgroups(std::int64_t from,
   });
 }
 
+std::vector<ListedEvent> QualityDatabase::Events(std::span<const std::int32_t> events) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    std::vector<store::EventRow> rows;
+    for (const auto id : events) {
+      if (const auto row = store::ReadEvent(db, id)) rows.push_back(*row);
+    }
+    return Listed(rows);
+  });
+}
+
 std::vector<ListedEvent> QualityDatabase::Downtimes(std::int32_t process, std::int64_t from,
                                                     std::int64_t to) const {
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
@@ -701,6 +732,12 @@ std::string QualityDatabase::Setting(std::string_view name) const {
     const auto& kind = KindOf(store, name);
     const auto found = store.Cache().settings.find(name);
     return found == store.Cache().settings.end() ? std::string(kind.fallback) : found->second;
+  });
+}
+
+std::int64_t QualityDatabase::SettingVersion(std::string_view name) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    return change::VersionOf(db, "setting " + std::string(name));
   });
 }
 
@@ -849,11 +886,13 @@ std::int64_t UntilOf(const Row& row) {
   return catalogue::kNever;
 }
 
-// Rows that one takes over from another: the same time, and of control limits the same process.
+// Rows that one takes over from another: the same time, and of control limits the same process and
+// charts.
 template <class Row>
 bool Replaces(const Row& newer, const Row& older) {
   if constexpr (std::is_same_v<Row, ControlLimits>) {
     if (newer.process != older.process || UntilOf(newer) < UntilOf(older)) return false;
+    if (!catalogue::ShareCharts(newer.chart_word, older.chart_word)) return false;
   }
   return newer.effective == older.effective;
 }
@@ -867,7 +906,7 @@ std::vector<Row> QualityDatabase::Versions(const StreamKey& stream) const {
     for (auto& row : LimitRows<Row>(db, stream)) {
       row.part = stream.part;
       row.test = stream.test;
-      if (!rows.empty() && Replaces(row, rows.back())) rows.pop_back();
+      std::erase_if(rows, [&](const Row& before) { return Replaces(row, before); });
       rows.push_back(std::move(row));
     }
     return rows;

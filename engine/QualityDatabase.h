@@ -46,12 +46,13 @@ inline constexpr std::int32_t kSinceEver = INT32_MIN;
 
 struct ListedItem {
   std::int32_t id = 0;
-  std::string name;       // of a code: the code
-  std::string text;       // of a code: what it means; empty where that is not given
-  double factor = 1.0;    // weight of a part or a code
-  std::int32_t type = 0;  // of a test: TestTypes, 0 until it has values; of a state code:
-                          // ProcessStateTypes
-  bool active = true;     // false: no longer in use
+  std::string name;          // of a code: the code
+  std::string text;          // of a code: what it means; empty where that is not given
+  double factor = 1.0;       // weight of a part or a code
+  std::int32_t type = 0;     // of a test: TestTypes, 0 until it has values; of a state code:
+                             // ProcessStateTypes
+  bool active = true;        // false: no longer in use
+  std::int64_t version = 0;  // the latest entry of the log about it; 0: none
 };
 
 struct CountedItem : ListedItem {
@@ -69,6 +70,8 @@ struct ListedStream : StreamKey {
   std::int32_t test_type = 0;  // TestTypes
   std::int64_t subgroups = 0;
   std::int32_t first = 0, last = 0;
+  std::int32_t limits = 0;       // the row of control limits that is in force now; 0: none
+  std::int64_t open_alarms = 0;  // neither closed nor withdrawn
 };
 
 struct ListedGroup {
@@ -342,6 +345,14 @@ class QualityDatabase {
   static QualityDatabase Create(const std::string& path,
                                 const std::function<void(QualityDatabase&)>& fill = {});
 
+  // Opens the database of that name, which is made if there is none, once fill has filled it.
+  //
+  // fill     as of Create; it is called again where somebody else made the database meanwhile
+  // After a failure of fill there is no new file, and nothing of it in one that was there already
+  // but what it stored itself.
+  static QualityDatabase OpenOrCreate(const std::string& path,
+                                      const std::function<void(QualityDatabase&)>& fill);
+
   // Imports a file into the database of that name, which is made if there is none. A refused file
   // leaves no new database, and no tables in an empty one of a server.
   static ImportReport ImportInto(const std::string& path, const std::string& file, ImportKind kind,
@@ -454,6 +465,8 @@ class QualityDatabase {
   // Events that name the time of a subgroup from one up to and with another, by their own time.
   std::vector<ListedEvent> EventsOfSubgroups(std::int64_t from, std::int64_t to) const;
 
+  // Events by identifier, in that order, without those that are not there.
+  std::vector<ListedEvent> Events(std::span<const std::int32_t> events) const;
   // Downtimes of a process, or of any, that reach into the time from one up to and with another, by
   // their start. One without an end counts where it begins.
   std::vector<ListedEvent> Downtimes(std::int32_t process, std::int64_t from,
@@ -626,8 +639,10 @@ class QualityDatabase {
 
   // The settings that there are: those of SettingKinds, and those of streams that were stored.
   std::vector<std::string> SettingNames() const;
-  // The stored value of a setting, else its fallback.
+  // The stored value of a setting, else its fallback; the latest entry of the log about it, 0:
+  // none.
   std::string Setting(std::string_view name) const;
+  std::int64_t SettingVersion(std::string_view name) const;
   // An unknown name, a stream that cannot be, or a value that its reader could not use, is refused.
   void Set(std::string_view asked, std::string_view value, const Actor& actor = {},
            const std::string& reason = {});

@@ -120,7 +120,10 @@ std::int32_t QualityDatabase::FreezeLimits(const LimitRequest& request,
 
 std::vector<ListedLimit> QualityDatabase::ListLimits(const StreamKey& of) const {
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
-    return limits::ReadLimits(db, IdsOf(of));
+    auto rows = limits::ReadLimits(db, IdsOf(of));
+    for (auto& each : rows)
+      each.version = change::VersionOf(db, "limit " + std::to_string(each.id));
+    return rows;
   });
 }
 
@@ -150,8 +153,8 @@ LimitComparison QualityDatabase::CompareLimits(std::int32_t first,
     auto request = window;
     if (request.part == 0) {
       request.part = row.part;
-      request.process = row.process;
       request.test = row.test;
+      if (request.process == 0) request.process = row.process;
     }
     if (request.chart_word == 0) request.chart_word = row.chart_word;
     return limits::Compare(row, AsRow(limits::Compute(store, db, request).shown));

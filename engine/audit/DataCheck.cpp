@@ -18,6 +18,7 @@
 #include "engine/store/StoreCache.h"
 #include "engine/store/batch_digest.h"
 #include "engine/write/log/Canonical.h"
+#include "engine/write/log/FormerTypes.h"
 #include "engine/write/log/Json.h"
 #include "platform/Enumerations.h"
 
@@ -44,6 +45,12 @@ struct Made {
   bool is_former = false;  // taken out before another came to its place
 };
 
+// The entry of a record that came by itself; 0: a batch brought it, or it was there before the log.
+struct Origin {
+  std::int64_t seq = 0;
+  std::string digest;
+};
+
 // What the log says of a record that was changed.
 struct Changed {
   std::int64_t first = 0, last = 0;  // entries
@@ -51,6 +58,8 @@ struct Changed {
   std::string digest;                // by the last; empty: it took the record out
   std::int64_t batch = 0;            // that brought the record
   bool is_seen = false;
+  std::int32_t test = 0;  // at the time of the first
+  Origin origin = {};     // of a former one
 
   bool IsOut() const { return first != 0 && digest.empty(); }
 };
@@ -77,7 +86,7 @@ struct Original {
   std::string bytes;
 };
 
-Json ParseOf(const std::string& text) { return Json::parse(text, nullptr, false); }
+Json ParseOf(const std::string& text) { return log::TryReadJson(text); }
 
 template <class T>
 T ValueOf(const Json& json, const char* key, T fallback) {
@@ -93,12 +102,7 @@ T ValueOf(const Json& json, const char* key, T fallback) {
 
 class Checker {
  public:
-  explicit Checker(sql::Connection& db) : db_(db), cache_(db) {
-    for (sql::Query types(db, "SELECT id FROM test WHERE type = ?1", ttVariable); types.Step();) {
-      measured_.push_back(types.Int(0));
-    }
-    std::ranges::sort(measured_);
-  }
+  explicit Checker(sql::Connection& db) : db_(db), cache_(db), types_(db) {}
 
   LogCheck Run() {
     check_ = log::CheckChain(db_, [&](const Entry& entry) { Take(entry); });
@@ -143,6 +147,7 @@ class Checker {
     if (changed.first == 0) {
       changed.first = entry.seq;
       changed.before = entry.before;
+      changed.test = place.test;
     }
     changed.last = entry.seq;
     changed.digest = entry.after.empty() ? std::string()
@@ -201,16 +206,23 @@ class Checker {
 
   // A record that was taken out, and to whose place another one comes.
   void MakeFormer(const Place& place, Changed changed) {
-    former_firsts_[place] = changed.first;
+    unmarked_[place].push_back(former_.size());
     former_.emplace_back(place, std::move(changed));
   }
+  // Finds the entries of former records by the places that they have until tests are merged: each
+  // came before its own first change and after those of the ones before it.
   void MarkFormer() {
-    if (former_firsts_.empty()) return;
+    if (unmarked_.empty()) return;
     for (auto& made : made_) {
-      const auto found = former_firsts_.find(made.place);
-      if (found != former_firsts_.end() && made.seq < found->second) made.is_former = true;
+      const auto found = unmarked_.find(made.place);
+      if (made.is_former || found == unmarked_.end()) continue;
+      const auto former = std::ranges::find_if(
+          found->second, [&](std::size_t each) { return made.seq < former_[each].second.first; });
+      if (former == found->second.end()) continue;
+      made.is_former = true;
+      former_[*former].second.origin = {made.seq, made.digest};
     }
-    former_firsts_.clear();
+    unmarked_.clear();
   }
 
   // What the log said of records of one test is of another from here on.
@@ -300,8 +312,6 @@ class Checker {
            std::string(NameOf(Test, place.test, {INT64_MAX, 0}));
   }
 
-  bool IsMeasured(std::int32_t test) const { return std::ranges::binary_search(measured_, test); }
-
   // --- Records as they were ----------------------------------------------------------------------
 
   // What an entry says of the time before it; empty where that is none.
@@ -341,11 +351,12 @@ class Checker {
     const auto time = static_cast<std::int32_t>(before->time.value_or(0));
     auto then = Earlier(*std::move(before), place, changed.first, batch->second.seq);
     store::NamesOfStream names{then.part, then.process, then.test};
-    originals_.push_back({stream->id,
-                          {time, place.subgroup},
-                          number,
-                          std::move(names),
-                          BytesOf(std::move(then), IsMeasured(test))});
+    originals_.push_back(
+        {stream->id,
+         {time, place.subgroup},
+         number,
+         std::move(names),
+         BytesOf(std::move(then), types_.At(changed.test, changed.first) == ttVariable)});
   }
 
   static std::string BytesOf(log::CanonicalRecord before, bool is_measured) {
@@ -407,7 +418,7 @@ class Checker {
       const auto& kind = store::kContextKinds[i];
       if (context[i] != 0) all.context[std::string(kind.column)] = name(kind.kind, context[i]);
     }
-    log::LeaveOutUsual(all, IsMeasured(stream.test));
+    log::LeaveOutUsual(all, types_.Now(stream.test) == ttVariable);
     return log::DigestOf(all);
   }
 
@@ -509,18 +520,18 @@ class Checker {
     }
   }
 
-  // The newest before an entry.
-  Made* FindMade(const Place& place, bool is_former, std::int64_t until) {
+  // The newest before an entry that was not taken out.
+  Made* FindMade(const Place& place, std::int64_t until) {
     Made* newest = nullptr;
     auto made = std::ranges::lower_bound(made_, place, {}, &Made::place);
     for (; made != made_.end() && made->place == place; ++made) {
-      if (made->is_former == is_former && made->seq < until) newest = &*made;
+      if (!made->is_former && made->seq < until) newest = &*made;
     }
     return newest;
   }
 
   void CheckMade(const Place& place, const store::Stream& stream, const store::RecordView& view) {
-    auto* const made = FindMade(place, false, INT64_MAX);
+    auto* const made = FindMade(place, INT64_MAX);
     if (made == nullptr) {
       if (!had_data_) {
         return Find(Called(place) + ": is there, and no entry of the log stored it");
@@ -576,27 +587,28 @@ class Checker {
       if (each.is_seen || each.is_former || changed_.contains(each.place)) continue;
       missing(each.place, each.seq);
     }
-    for (const auto& [place, changed] : former_) CheckFirstChange(place, changed, true);
+    for (const auto& [place, changed] : former_) CheckFirstChange(place, changed, changed.origin);
     for (const auto& [place, changed] : changed_) {
       const auto came_by = batches_.find(changed.batch);
       const bool is_undone = came_by != batches_.end() && came_by->second.is_undone;
       if (!changed.is_seen && !changed.digest.empty() && !is_undone) {
         missing(place, changed.last);
       }
-      CheckFirstChange(place, changed);
+      const auto* const made = FindMade(place, changed.first);
+      CheckFirstChange(place, changed,
+                       made == nullptr ? Origin() : Origin{made->seq, made->digest});
     }
   }
 
   // What came by itself is what the first change found.
-  void CheckFirstChange(const Place& place, const Changed& changed, bool is_former = false) {
-    const auto* const made = FindMade(place, is_former, changed.first);
+  void CheckFirstChange(const Place& place, const Changed& changed, const Origin& made) {
     std::int64_t batch = 0;
-    auto before = made == nullptr ? std::nullopt : BeforeOf(changed, batch);
-    if (!before) return;
-    const auto then = Earlier(*std::move(before), place, changed.first, made->seq);
-    if (log::DigestOf(then) == made->digest) return;
+    auto before = made.seq == 0 ? std::nullopt : BeforeOf(changed, batch);
+    if (!before || batch != 0) return;
+    const auto then = Earlier(*std::move(before), place, changed.first, made.seq);
+    if (log::DigestOf(then) == made.digest) return;
     Find(Called(place) + ": entry " + std::to_string(changed.first) +
-         " found something else than entry " + std::to_string(made->seq) + " stored");
+         " found something else than entry " + std::to_string(made.seq) + " stored");
   }
 
   // With the names of an earlier entry.
@@ -632,11 +644,11 @@ class Checker {
   sql::Connection& db_;
   store::StoreCache cache_;
   LogCheck check_;
-  std::vector<std::int32_t> measured_;  // tests
+  log::FormerTypes types_;
   std::vector<Made> made_;
   ChangedRecords changed_;
   std::vector<std::pair<Place, Changed>> former_;  // taken out before another came to their place
-  std::map<Place, std::int64_t> former_firsts_;    // their first changes, unless marked
+  std::map<Place, std::vector<std::size_t>> unmarked_;  // of these, in the order of the log
   std::unordered_map<std::int64_t, Batch> batches_;
   std::vector<Original> originals_;
   Renamings renamings_;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "engine/statistics/Sample.h"
 #include "platform/CapAna6.h"
 #include "platform/Reports.h"
 
@@ -28,6 +29,8 @@ class CapabilityLibrary final : public platform::CapAna6 {
 
   // Of the latest analysis of this thread on the database; empty when that gave none.
   static CapabilityReport TakeReport(std::int32_t handle);
+  // The values of that analysis, normalised, in the order of its subgroups; null when it gave none.
+  static const statistics::Sample* LatestSample(std::int32_t handle);
 };
 
 }  // namespace orvspc::engine::capability

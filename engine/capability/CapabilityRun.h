@@ -34,6 +34,8 @@ class CapabilityRun {
   std::int32_t FitJohnson(const FitOutput& out);
 
   const CapabilityReport& Report() const { return report_; }
+  // Of the latest analysis, normalised; empty when that gave none.
+  const statistics::Sample& Values() const { return sample_; }
 
  private:
   bool Analyse(store::Store& store, std::vector<StreamSample>& streams,

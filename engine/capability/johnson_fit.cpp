@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/capability/CapabilityRun.h"
+#include "engine/capability/JohnsonChoice.h"
 #include "engine/statistics/Histogram.h"
 #include "engine/statistics/HypothesisTests.h"
 #include "engine/statistics/Johnson.h"
@@ -44,42 +45,9 @@ constexpr std::int64_t kMinValues = 20;
 // The quantiles 0.00135 and 0.99865 of the percentile method.
 constexpr double kReach = 3.0;
 
-struct Chosen {
-  std::optional<statistics::JohnsonCurve> curve;
-  double z = 0.0;
-  bool normal_serves = false;
-};
-
 bool ReachesFar(const statistics::JohnsonCurve& curve) {
   return std::isfinite(curve.AtScore(kReach)) && std::isfinite(curve.AtScore(0.0)) &&
          std::isfinite(curve.AtScore(-kReach));
-}
-
-Chosen Choose(const statistics::Sample& sample, const SampleCentre& centre) {
-  Chosen chosen;
-  if (centre.count < kMinValues) return chosen;
-  const auto n = static_cast<double>(centre.count);
-  const auto usable = DistancesFor(n);
-  std::vector<double> proportions;
-  for (const double z : usable) {
-    for (const double score : {3.0 * z, z, -z, -3.0 * z})
-      proportions.push_back(statistics::NormalBelow(score));
-  }
-  const auto at = statistics::SampleQuantiles(sample, proportions);
-  for (std::size_t i = 0; i < usable.size(); ++i) {
-    const auto fit = statistics::FitJohnson(
-        {usable[i], at[4 * i], at[4 * i + 1], at[4 * i + 2], at[4 * i + 3]}, BandFor(n));
-    chosen.normal_serves = fit.normal_serves;
-    if (fit.normal_serves) return chosen;
-    if (!fit.curve || !fit.curve->Supports(centre.smallest, centre.largest) ||
-        !ReachesFar(*fit.curve)) {
-      continue;
-    }
-    chosen.curve = fit.curve;
-    chosen.z = usable[i];
-    return chosen;
-  }
-  return chosen;
 }
 
 std::int32_t TypeOf(statistics::JohnsonFamily family) {
@@ -106,6 +74,33 @@ statistics::ChiSquareTest Test(const statistics::Sample& sample,
 
 }  // namespace
 
+JohnsonChoice ChooseJohnson(const statistics::Sample& sample, const SampleCentre& centre) {
+  JohnsonChoice chosen;
+  if (centre.count < kMinValues) return chosen;
+  const auto n = static_cast<double>(centre.count);
+  const auto usable = DistancesFor(n);
+  std::vector<double> proportions;
+  for (const double z : usable) {
+    for (const double score : {3.0 * z, z, -z, -3.0 * z})
+      proportions.push_back(statistics::NormalBelow(score));
+  }
+  const auto at = statistics::SampleQuantiles(sample, proportions);
+  for (std::size_t i = 0; i < usable.size(); ++i) {
+    const auto fit = statistics::FitJohnson(
+        {usable[i], at[4 * i], at[4 * i + 1], at[4 * i + 2], at[4 * i + 3]}, BandFor(n));
+    chosen.normal_serves = fit.normal_serves;
+    if (fit.normal_serves) return chosen;
+    if (!fit.curve || !fit.curve->Supports(centre.smallest, centre.largest) ||
+        !ReachesFar(*fit.curve)) {
+      continue;
+    }
+    chosen.curve = fit.curve;
+    chosen.z = usable[i];
+    return chosen;
+  }
+  return chosen;
+}
+
 std::int32_t CapabilityRun::FitJohnson(const FitOutput& out) {
   if (sample_.Count() == 0 || out.summary.PieceCount != centre_.count ||
       out.summary.Mean != centre_.mean || out.summary.LongTermSD != centre_.sd) {
@@ -114,7 +109,7 @@ std::int32_t CapabilityRun::FitJohnson(const FitOutput& out) {
         "The sample of this analysis is no longer there; the normal distribution stays.");
     return caJohnsonTypeNone;
   }
-  const auto chosen = Choose(sample_, centre_);
+  const auto chosen = ChooseJohnson(sample_, centre_);
   if (!chosen.curve) {
     if (chosen.normal_serves) {
       store::AddNote("johnson-normal",

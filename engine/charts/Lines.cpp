@@ -108,6 +108,34 @@ statistics::PointLimits FiniteOnly(statistics::PointLimits lines) {
   return lines;
 }
 
+bool GivesSigma(const catalogue::ControlLimit& limit, const StreamEstimates& estimates,
+                const ChartPlan& plan, std::size_t graph) {
+  auto unknown = estimates;
+  for (auto* each : {&unknown.sp, &unknown.within, &unknown.moving, &unknown.sw, &unknown.gamma}) {
+    each->value = kNaN;
+  }
+  const auto figures = WithStored(limit, unknown, plan);
+  switch (plan.LinesOf(graph)) {
+    case ChartKind::Mean:
+    case ChartKind::Median:
+    case ChartKind::Individuals:
+    case ChartKind::MovingAverage:
+      return !std::isnan(figures.sp.value);
+    case ChartKind::Range:
+    case ChartKind::Sd:
+      return !std::isnan((graph == 1 ? figures.within : figures.sw).value);
+    case ChartKind::MovingRange:
+      return !std::isnan(figures.moving.value);
+    case ChartKind::Cv:
+      return !std::isnan(figures.gamma.value);
+    case ChartKind::PieceRange:
+    case ChartKind::PieceSd:
+      return !std::isnan(figures.sw.value);
+    default:
+      return true;
+  }
+}
+
 VariableLines::VariableLines(const VariableLineInput& input)
     : in_(input),
       kind_(input.plan.LinesOf(input.graph)),

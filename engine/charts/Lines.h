@@ -24,6 +24,10 @@ inline constexpr double kCusumReference = 0.5;
 inline constexpr double kCusumDecision = 5.0;
 inline constexpr statistics::PointLimits kCusumLines{0.0, kCusumDecision, -kCusumDecision, 1.0};
 
+// Whether a row gives the sigma that its lines on a graph take, so that none comes from the points.
+bool GivesSigma(const catalogue::ControlLimit& limit, const StreamEstimates& estimates,
+                const ChartPlan& plan, std::size_t graph);
+
 // Sizes of the subgroups in a moving average; 0 for none.
 using AverageWindow = std::array<std::int32_t, 3>;
 

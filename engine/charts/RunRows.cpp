@@ -214,13 +214,10 @@ bool RunRows::HasOlderLimits(std::size_t stream) const {
   const auto& of = table_.Streams()[stream];
   const auto* const phase = table_.PhaseOf(of);
   if (!HasStoredLimits() || phase == nullptr || !phase->Counts()) return false;
-  const auto& limits = streams_[stream].limits;
-  return std::any_of(
-      limit_row_.begin() + static_cast<std::ptrdiff_t>(of.begin),
-      limit_row_.begin() + static_cast<std::ptrdiff_t>(of.end), [&](std::int32_t row) {
-        return row != kNoRow &&
-               catalogue::EffectiveTime(limits[static_cast<std::size_t>(row)]) < phase->start;
-      });
+  const auto row = of.begin == of.end ? kNoRow : limit_row_[of.end - 1];
+  return row != kNoRow &&
+         catalogue::EffectiveTime(streams_[stream].limits[static_cast<std::size_t>(row)]) <
+             phase->start;
 }
 
 std::int32_t RunRows::StampAt(std::size_t place) const {

@@ -78,7 +78,7 @@ class RunRows {
   // For each subgroup in the order of the data set, the place of its row of control limits among
   // the rows that Deliver hands out; kNoRow for none. Empty without stored limits.
   std::vector<std::int32_t> DeliveredLimitRows() const;
-  // Stored control limits judge the phase of a stream from before its start.
+  // The stored control limits in force at the newest point of a phase are from before its start.
   bool HasOlderLimits(std::size_t stream) const;
   // Between a point that counts and the one before lies a border of phases or, where the lines are
   // not the calculated ones, a change of the row of control limits.

@@ -48,7 +48,10 @@ std::int32_t VariableRun::Process(store::Store& store, API_DSInfo& info,
   table_.Build(rows_.Data(), info.Status);
   table_.CutAtPhases(rows_.Data(), store, joins_phases_);
   plan_ = PlanVariableChart(options.ChartWord, options.ProcessingWord, table_.Shape(rows_.Data()));
-  rows_.Load(store, false, [](const store::ControlLimit&) { return Suits::Yes; });
+  rows_.Load(store, false, [](const store::ControlLimit& limit) {
+    return catalogue::RateKindOf(limit.chart_word) == catalogue::RateKind::None ? Suits::Yes
+                                                                                : Suits::OtherChart;
+  });
   const auto streams = table_.Streams();
   states_.resize(streams.size());
   for (std::size_t s = 0; s < streams.size(); ++s) {

@@ -96,6 +96,39 @@ std::vector<std::pair<std::int32_t, std::string>> ReadLabels(sql::Connection& db
   return labels;
 }
 
+std::vector<std::int32_t> MeasuredAt(sql::Connection& db, std::span<const SubgroupFacts> places,
+                                     SealedEnds* ends) {
+  struct Place {
+    std::int32_t part, process, time;
+    auto operator<=>(const Place&) const = default;
+  };
+  std::vector<Place> sorted;
+  for (const auto& each : places) sorted.push_back({each.part, each.process, each.time});
+  std::ranges::sort(sorted);
+  sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+  std::vector<std::int32_t> measured, times;
+  for (auto from = sorted.begin(); from != sorted.end();) {
+    const auto of = *from;
+    times.clear();
+    for (; from != sorted.end() && from->part == of.part && from->process == of.process; ++from) {
+      times.push_back(from->time);
+    }
+    std::vector<std::int64_t> streams;
+    for (sql::Query query(db, "SELECT id FROM stream WHERE part = ?1 AND process = ?2", of.part,
+                          of.process);
+         query.Step();) {
+      streams.push_back(query.Int64(0));
+    }
+    for (const auto stream : streams) {
+      const auto found = SubgroupsAt(db, stream, times, ends);
+      measured.insert(measured.end(), found.begin(), found.end());
+    }
+  }
+  std::ranges::sort(measured);
+  measured.erase(std::unique(measured.begin(), measured.end()), measured.end());
+  return measured;
+}
+
 std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
                                         std::span<const SubgroupFacts> subgroups,
                                         SealedEnds* ends) {
@@ -103,15 +136,13 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
   if (subgroups.empty()) return ids;
   std::vector<std::size_t> order(subgroups.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
-  const auto source_of = [&](std::size_t place) {
-    return std::pair(subgroups[place].part, subgroups[place].process);
-  };
   const auto key_of = [&](std::size_t place) {
-    return std::pair(source_of(place), subgroups[place].time);
+    const auto& each = subgroups[place];
+    return std::tuple(each.part, each.process, each.time);
   };
   std::ranges::sort(order, {}, key_of);
   const auto compare = [&](const SubgroupFacts& stored) {
-    const auto key = std::pair(std::pair(stored.part, stored.process), stored.time);
+    const std::tuple key(stored.part, stored.process, stored.time);
     auto place = std::ranges::lower_bound(order, key, {}, key_of);
     for (; place != order.end() && key_of(*place) == key; ++place) {
       if (subgroups[*place].label == stored.label) ids[*place] = stored.id;
@@ -127,31 +158,8 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
     compare({hot.Int(0), hot.Int(1), hot.Int(2), hot.Int(3), hot.Text(4)});
   }
 
-  // Of the same times, one of which may have the label.
-  std::vector<std::int32_t> candidates;
-  for (std::span<const std::size_t> rest = order; !rest.empty();) {
-    const auto same = std::ranges::upper_bound(rest, source_of(rest.front()), {}, source_of);
-    const auto wanted = rest.first(static_cast<std::size_t>(same - rest.begin()));
-    rest = rest.subspan(wanted.size());
-    std::vector<std::int32_t> times;
-    for (const auto place : wanted) {
-      const auto time = subgroups[place].time;
-      if (times.empty() || times.back() != time) times.push_back(time);
-    }
-    const auto [part, process] = source_of(wanted.front());
-    std::vector<std::int64_t> streams;
-    for (sql::Query query(db, "SELECT id FROM stream WHERE part = ?1 AND process = ?2", part,
-                          process);
-         query.Step();) {
-      streams.push_back(query.Int64(0));
-    }
-    for (const auto stream : streams) {
-      const auto found = SubgroupsAt(db, stream, times, ends);
-      candidates.insert(candidates.end(), found.begin(), found.end());
-    }
-  }
-  std::ranges::sort(candidates);
-  candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
+  // One of which may have the label.
+  const auto candidates = MeasuredAt(db, subgroups, ends);
   std::size_t found = 0;
   ForEachSubgroup(db, candidates, [&](const SubgroupFacts& stored) {
     ++found;
@@ -172,6 +180,33 @@ std::vector<std::int32_t> SealedWithRows(sql::Connection& db) {
                         "(SELECT 1 FROM subgroup_block WHERE block = id / 256) ORDER BY id");
        query.Step();) {
     ids.push_back(query.Int(0));
+  }
+  return ids;
+}
+
+std::vector<std::int32_t> HotWithoutMeasurements(sql::Connection& db, std::int64_t end) {
+  // Those with a hot measurement are known by one statement.
+  std::vector<SubgroupFacts> others;
+  for (sql::Query query(db,
+                        "SELECT g.id, g.part, g.process, g.time FROM subgroup g WHERE g.id < ?1 "
+                        "AND NOT EXISTS (SELECT 1 FROM subgroup_block WHERE block = g.id / 256) "
+                        "AND NOT EXISTS (SELECT 1 FROM stream s CROSS JOIN measurement m "
+                        "WHERE s.part = g.part AND s.process = g.process AND m.stream = s.id "
+                        "AND m.time = g.time AND m.subgroup = g.id) ORDER BY g.id",
+                        end);
+       query.Step();) {
+    others.push_back({query.Int(0), query.Int(1), query.Int(2), query.Int(3), {}});
+  }
+  std::vector<std::int32_t> measured, ids;
+  try {
+    measured = MeasuredAt(db, others);
+  } catch (const sql::SqlError&) {
+    throw;
+  } catch (const std::runtime_error&) {
+    // Beside a damaged chunk it is not known of any. A row that is not needed does no harm.
+  }
+  for (const auto& each : others) {
+    if (!std::ranges::binary_search(measured, each.id)) ids.push_back(each.id);
   }
   return ids;
 }

@@ -14,8 +14,9 @@
 
 // The subgroups themselves: what a person calls them, and of what they are. Hot ones are rows of
 // the table subgroup; once many have come, all whose identifiers differ in the lowest eight bits
-// only are sealed together in a row of subgroup_block. One without measurements, as older releases
-// could leave it, keeps its row in subgroup when it is sealed, so that it is found by that.
+// only are sealed together in a row of subgroup_block. One without measurements, since they were
+// deleted or an older release left it so, keeps its row in subgroup when it is sealed, so that it
+// is found by that.
 namespace orvspc::engine::store {
 
 // Subgroups with copies of their labels.
@@ -60,7 +61,16 @@ std::vector<std::int32_t> FindSubgroups(sql::Connection& db,
                                         std::span<const SubgroupFacts> subgroups,
                                         SealedEnds* ends = nullptr);
 
+// The identifiers of all subgroups with measurements that have the part, process and time of one of
+// these, in their order. Reads as FindSubgroups does.
+std::vector<std::int32_t> MeasuredAt(sql::Connection& db, std::span<const SubgroupFacts> places,
+                                     SealedEnds* ends = nullptr);
+
 // The identifiers of those that keep their rows, in their order.
 std::vector<std::int32_t> SealedWithRows(sql::Connection& db);
+
+// The hot ones with identifiers below `end` that have no measurement, or it is not known in a
+// damaged chunk, by identifier.
+std::vector<std::int32_t> HotWithoutMeasurements(sql::Connection& db, std::int64_t end);
 
 }  // namespace orvspc::engine::store

@@ -2,8 +2,8 @@
 #include "engine/compliance/Sampling.h"
 
 #include <algorithm>
-#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "engine/time/calendar.h"
 #include "platform/Enumerations.h"
@@ -41,6 +41,48 @@ std::int64_t ClockAt(std::span<const Stretch> stretches, std::int64_t time) {
   return stretch.clock + std::min(time, stretch.end) - stretch.start;
 }
 
+std::int64_t ClockAtEnd(const Stretch& stretch) {
+  return stretch.clock + stretch.end - stretch.start;
+}
+
+// The intervals of running time that the clock completes: times of those that there are.
+struct Intervals {
+  std::vector<Stretch> stretches;
+  std::int64_t every, grace, count = 0;
+
+  Intervals(std::span<const StateSegment> segments, const Period& valid, std::int64_t each,
+            std::int64_t longer)
+      : stretches(RunningTime(segments, valid)), every(each), grace(longer) {
+    if (stretches.empty() || every <= 0) return;
+    count =
+        std::max<std::int64_t>(time::FloorDivide(ClockAtEnd(stretches.back()) - grace, every), 0);
+  }
+  std::int64_t BeginOf(std::int64_t j) const {
+    const auto clock = j * every;
+    const auto in = std::ranges::upper_bound(stretches, clock, {}, ClockAtEnd);
+    return in->start + clock - in->clock;
+  }
+  std::int64_t DueOf(std::int64_t j) const {
+    const auto clock = (j + 1) * every + grace;
+    const auto in = std::ranges::lower_bound(stretches, clock, {}, ClockAtEnd);
+    return in->start + clock - in->clock - 1;
+  }
+  // How many of the first ones fit; fits(j) goes from true to false once.
+  template <class Fits>
+  static std::int64_t CountOf(std::int64_t below, const Fits& fits) {
+    std::int64_t from = 0;
+    while (from < below) {
+      const auto middle = from + (below - from) / 2;
+      if (fits(middle)) {
+        from = middle + 1;
+      } else {
+        below = middle;
+      }
+    }
+    return from;
+  }
+};
+
 }  // namespace
 
 bool IsRunning(std::int32_t state_type) {
@@ -51,33 +93,21 @@ std::vector<SamplingWindow> IntervalSampling(std::span<const StateSegment> segme
                                              const Period& valid, std::int64_t n,
                                              std::int64_t every, std::int64_t grace,
                                              std::span<const TakenSample> samples) {
-  const auto stretches = RunningTime(segments, valid);
-  if (stretches.empty() || every <= 0) return {};
-  const auto& last = stretches.back();
-  const auto total = last.clock + last.end - last.start;
-  const auto count = std::max<std::int64_t>(time::FloorDivide(total - grace, every), 0);
+  const Intervals intervals(segments, valid, every, grace);
+  const auto count = intervals.count;
   if (count > kMaxWindows) {
-    throw std::runtime_error("A sampling requirement has " + std::to_string(count) +
-                             " intervals in the time range, more than " +
-                             std::to_string(kMaxWindows) + "; choose a shorter range");
+    throw TooManyIntervals("A sampling requirement has " + std::to_string(count) +
+                           " intervals in the time range, more than " +
+                           std::to_string(kMaxWindows) + "; choose a shorter range");
   }
 
   std::vector<SamplingWindow> windows(static_cast<std::size_t>(count));
-  std::size_t at = 0, begun = 0;
-  const auto clock_at_end = [&](std::size_t of) {
-    return stretches[of].clock + stretches[of].end - stretches[of].start;
-  };
   for (std::int64_t j = 0; j < count; ++j) {
-    const auto begin = j * every, end = begin + every + grace;
-    while (clock_at_end(begun) <= begin) ++begun;
-    while (clock_at_end(at) < end) ++at;
-    windows[static_cast<std::size_t>(j)] = {
-        stretches[at].start + end - stretches[at].clock - 1, n, 0,
-        stretches[begun].start + begin - stretches[begun].clock};
+    windows[static_cast<std::size_t>(j)] = {intervals.DueOf(j), n, 0, intervals.BeginOf(j)};
   }
   for (const auto& sample : samples) {
     if (sample.time < valid.start || sample.time >= valid.end) continue;
-    const auto clock = ClockAt(stretches, sample.time);
+    const auto clock = ClockAt(intervals.stretches, sample.time);
     const auto end = std::min(clock / every + 1, count);
     for (auto j = std::max<std::int64_t>(time::FloorDivide(clock - grace, every), 0); j < end;
          ++j) {
@@ -88,6 +118,20 @@ std::vector<SamplingWindow> IntervalSampling(std::span<const StateSegment> segme
     }
   }
   return windows;
+}
+
+std::optional<std::int64_t> BeginOfNewest(std::span<const StateSegment> segments,
+                                          const Period& valid, std::int64_t every,
+                                          std::int64_t grace, std::int64_t now,
+                                          std::int64_t seconds) {
+  const Intervals intervals(segments, valid, every, grace);
+  const auto over =
+      Intervals::CountOf(intervals.count, [&](std::int64_t j) { return intervals.DueOf(j) < now; });
+  if (over == 0) return std::nullopt;
+  const auto oldest = intervals.DueOf(over - 1) - seconds;
+  const auto begun =
+      Intervals::CountOf(over, [&](std::int64_t j) { return intervals.BeginOf(j) <= oldest; });
+  return intervals.BeginOf(std::max<std::int64_t>(begun - 1, 0));
 }
 
 std::vector<SamplingWindow> OccasionSampling(std::span<const StateSegment> segments,

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
+#include <stdexcept>
 #include <vector>
 
 // How many samples a sampling requirement asked for while its process ran, and how many of these
@@ -45,12 +47,22 @@ struct SamplingWindow {
 // time is one clock that stops in pauses: window j is (j - 1) every <= t < j every + grace.
 // Windows that the clock does not complete ask for nothing. A sample counts once, for the earliest
 // window that is still short; one taken in a pause has the clock's time of that pause. Segments and
-// samples ascend; only what lies in `valid` counts. Throws std::runtime_error beyond two million
+// samples ascend; only what lies in `valid` counts. Throws TooManyIntervals beyond two million
 // windows.
+struct TooManyIntervals : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
 std::vector<SamplingWindow> IntervalSampling(std::span<const StateSegment> segments,
                                              const Period& valid, std::int64_t n,
                                              std::int64_t every, std::int64_t grace,
                                              std::span<const TakenSample> samples);
+
+// Of the same windows, without making them: the begin of the last one that begins so many seconds
+// before the newest that is over is due, or of the first one; empty where none is over.
+std::optional<std::int64_t> BeginOfNewest(std::span<const StateSegment> segments,
+                                          const Period& valid, std::int64_t every,
+                                          std::int64_t grace, std::int64_t now,
+                                          std::int64_t seconds);
 
 // n samples on each occasion with running time.
 std::vector<SamplingWindow> OccasionSampling(std::span<const StateSegment> segments,

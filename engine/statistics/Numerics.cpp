@@ -54,14 +54,14 @@ double IntegralOfOrder(const std::function<double(double)>& f, double low, doubl
 
 }  // namespace
 
-double Root(const std::function<double(double)>& f, double low, double high) {
+double Root(const std::function<double(double)>& f, double low, double high, double tolerance) {
   const double at_low = f(low), at_high = f(high);
   if (at_low == 0.0) return low;
   if (at_high == 0.0) return high;
   if (std::isnan(at_low) || std::isnan(at_high) || (at_low > 0.0) == (at_high > 0.0)) return kNaN;
   std::uintmax_t steps = 200;
-  const auto close = [](double a, double b) {
-    return std::abs(a - b) <= 1e-12 * std::min(std::abs(a), std::abs(b)) ||
+  const auto close = [tolerance](double a, double b) {
+    return std::abs(a - b) <= tolerance * std::min(std::abs(a), std::abs(b)) ||
            std::abs(a - b) < 1e-300;
   };
   const auto [left, right] =

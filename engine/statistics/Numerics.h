@@ -10,10 +10,11 @@
 // Roots, integrals, and random figures that are the same everywhere.
 namespace orvspc::engine::statistics {
 
-// The x between low and high where f changes its sign, to 1e-12 of itself; NaN where f has the same
-// sign at both ends, or no value.
+// The x between low and high where f changes its sign, to `tolerance` of itself; NaN where f has
+// the same sign at both ends, or no value.
 // Source   Alefeld, Potra & Shi, ACM Trans. Math. Software 21 (1995)
-double Root(const std::function<double(double)>& f, double low, double high);
+double Root(const std::function<double(double)>& f, double low, double high,
+            double tolerance = 1e-12);
 
 // Nodes and weights of the Gauss-Legendre rule of that order on -1..1, ascending. Kept for the next
 // call of the same order.

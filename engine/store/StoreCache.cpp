@@ -2,6 +2,7 @@
 #include "engine/store/StoreCache.h"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 
 #include "engine/chunks/StreamWalk.h"
@@ -62,15 +63,26 @@ sql::Query LimitRows(sql::Connection& db, std::string_view text, const PartAndTe
 
 constexpr auto kEffectiveTime = [](const auto& row) { return catalogue::EffectiveTime(row); };
 
-// Adds a row, whose key is that of a part and test. Of rows with one effective time the newest,
-// which is read last, counts.
+bool ServeTheSame(const ControlLimit& a, const ControlLimit& b) {
+  return catalogue::ShareCharts(a.chart_word, b.chart_word);
+}
+template <class Row>
+bool ServeTheSame(const Row&, const Row&) {
+  return true;
+}
+
+// Adds a row, whose key is that of a part and test. Of rows with one effective time that serve the
+// same charts the newest, which is read last, counts.
 template <class Row, class Time = decltype(kEffectiveTime)>
 void Append(ByPartAndTest<Row>& all, std::int32_t part, std::int32_t test, const Row& row,
             Time time_of = kEffectiveTime) {
   auto& rows = all[{part, test}];
-  const bool replaces = !rows.empty() && time_of(rows.back()) == time_of(row) &&
-                        catalogue::UntilTime(rows.back()) <= catalogue::UntilTime(row);
-  if (replaces) rows.pop_back();
+  auto first = rows.end();
+  while (first != rows.begin() && time_of(*std::prev(first)) == time_of(row)) --first;
+  const auto replaced = std::remove_if(first, rows.end(), [&](const Row& before) {
+    return ServeTheSame(before, row) && catalogue::UntilTime(before) <= catalogue::UntilTime(row);
+  });
+  rows.erase(replaced, rows.end());
   rows.push_back(row);
 }
 

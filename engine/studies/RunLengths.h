@@ -6,14 +6,11 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "engine/studies/StudyData.h"
-#include "platform/Database.h"
+#include "engine/studies/ChartRules.h"
 #include "platform/NaN.h"
 #include "platform/Reports.h"
-#include "platform/SelectionRecord.h"
 
 // How many points a chart takes to its first signal: of cusum, EWMA, Shewhart charts with run
 // rules, and the cusum of counts. No data are needed. Points are independent and the parameters are
@@ -63,24 +60,6 @@ struct EwmaRunOptions {
 //          Steiner, J. Quality Technology 31 (1999)
 RunLengthStudy StudyEwmaRuns(std::span<const double> shifts, const EwmaRunOptions& options = {});
 
-// A run rule; the words are those of files of rules.
-struct ChartRule {
-  std::int32_t number = 1;
-  std::string kind = "limit";
-  std::int32_t k = 1, m = 1;
-  double zone = 0.0;
-  std::string side = "either";
-  std::string text = {};
-
-  bool operator==(const ChartRule&) const = default;
-};
-// Of a named set: "nelson", "western-electric", "aiag", "public-health", and "classic", which is
-// rules 1, 5, 6 and 9; empty for another name.
-std::vector<ChartRule> RulesOfSet(std::string_view name);
-std::vector<std::string_view> NamesOfSets();
-// What is wrong with a list of rules; empty: nothing.
-std::string RefusalOf(std::span<const ChartRule> rules);
-
 enum class PointsOf { Measurements, Defectives, Defects };
 
 struct ShewhartRunOptions {
@@ -118,16 +97,5 @@ struct CountCusumRunOptions {
 // Source   Lucas, Technometrics 27 (1985)
 RunLengthStudy StudyCountCusumRuns(std::span<const double> shifts,
                                    const CountCusumRunOptions& options);
-
-// The chart of each stream of a selection with the rules that judge it.
-struct ChartInUse {
-  std::int32_t part = 0, process = 0, test = 0;
-  ShewhartRunOptions options;
-  std::vector<Note> notes;
-};
-// As ReadStudyData: failures are kept in the open database. options.chart_word as there.
-std::vector<ChartInUse> ReadChartsInUse(platform::Database& database, const API_DSInfo& selection,
-                                        std::span<const std::int32_t> filter,
-                                        const ReadOptions& options = {});
 
 }  // namespace orvspc::studies

@@ -189,6 +189,9 @@ class Copy {
     return found != chosen_->end() && found->stream == stream &&
            std::ranges::binary_search(found->subgroups, subgroup);
   }
+  bool TakesOf(std::int64_t stream) const {
+    return !chosen_ || std::ranges::binary_search(*chosen_, stream, {}, &ChosenStream::stream);
+  }
   bool TakesOfTest(std::int64_t test, std::int32_t subgroup) const {
     const auto streams = streams_of_test_.find(test);
     return streams != streams_of_test_.end() &&
@@ -299,15 +302,23 @@ class Copy {
     auto writer =
         InTarget([&] { return SubgroupWriter(to_, SubgroupWriter::Into::EmptyDatabase); });
     auto& taken = taken_[kSubgroup];
+    std::int32_t last = 0;
     ForEachSubgroup(from_, 1, INT32_MAX, [&](const SubgroupFacts& each) {
       if (!Takes(each.id)) return;
+      last = each.id;
       stored_.Add(each, taken);
       if (!to_.Holds(each.label)) {
         RefuseText("subgroup #" + std::to_string(each.id), "label", each.label);
       }
       InTarget([&] { writer.Add(each); });
     });
-    with_rows_ = SealedWithRows(from_);
+    // All blocks but the last are sealed there.
+    if (!chosen_) {  // what is chosen has measurements
+      with_rows_ = HotWithoutMeasurements(from_, std::int64_t{BlockOf(last)} * kBlockSize);
+    }
+    const auto sealed = SealedWithRows(from_);
+    with_rows_.insert(with_rows_.end(), sealed.begin(), sealed.end());
+    std::ranges::sort(with_rows_);
     std::erase_if(with_rows_, [&](std::int32_t id) { return !Takes(id); });
     InTarget([&] {
       writer.Flush();
@@ -324,6 +335,7 @@ class Copy {
     auto& taken = taken_[kMeasurement];
     auto buffer = InTarget([&] { return MeasurementBuffer(to_); });
     for (const auto stream : streams) {
+      if (!TakesOf(stream)) continue;  // damage in another stream is not met
       ForEachRecord(from_, stream, [&](const RecordView& view) {
         if (!Takes(stream, view.Subgroup())) return;
         const auto record = view.Copy(values_, keys_);

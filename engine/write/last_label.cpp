@@ -4,9 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-#include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "engine/chunks/subgroups.h"
@@ -18,19 +16,13 @@ std::string NameOf(std::int64_t part, std::int64_t process) {
   return "label " + std::to_string(part) + " " + std::to_string(process);
 }
 
-// Part and process.
-using Source = std::pair<std::int64_t, std::int64_t>;
-
-// Of those sources that are wanted and have any.
-template <class IsWanted>
-std::map<Source, std::int64_t> HighestLabels(sql::Connection& db, const IsWanted& is_wanted) {
-  std::map<Source, std::int64_t> highest;
+// Of those that have any.
+std::map<LabelSource, std::int64_t> ReadHighestLabels(sql::Connection& db) {
+  std::map<LabelSource, std::int64_t> highest;
   store::ForEachSubgroup(db, 1, INT32_MAX, [&](const store::SubgroupFacts& each) {
-    const Source source(each.part, each.process);
-    if (!is_wanted(source)) return;
     const auto number = NumberOfLabel(each.label);
     if (number == 0) return;
-    auto& latest = highest[source];
+    auto& latest = highest[{each.part, each.process}];
     latest = std::max(latest, number);
   });
   return highest;
@@ -68,44 +60,45 @@ std::int64_t NumberOfLabel(std::string_view label) {
   return is_number ? number : 0;
 }
 
-std::int64_t HighestLabel(sql::Connection& db, std::int64_t part, std::int64_t process) {
-  const Source wanted(part, process);
-  const auto stream =
-      sql::Query(db, "SELECT id FROM stream WHERE part = ?1 AND process = ?2 LIMIT 1", part,
-                 process)
-          .RunForInt();
-  if (!stream) return 0;
-  const auto highest = HighestLabels(db, [&](const Source& each) { return each == wanted; });
-  return highest.empty() ? 0 : highest.begin()->second;
+std::int64_t HighestLabels::Of(sql::Connection& db, std::int64_t part, std::int64_t process) {
+  if (!all_) {
+    const auto stream =
+        sql::Query(db, "SELECT id FROM stream WHERE part = ?1 AND process = ?2 LIMIT 1", part,
+                   process)
+            .RunForInt();
+    if (!stream) return 0;
+    all_ = ReadHighestLabels(db);
+  }
+  const auto found = all_->find({part, process});
+  return found == all_->end() ? 0 : found->second;
 }
 
 void SettleLastLabel(sql::Connection& db, std::int64_t part, std::int64_t process,
                      std::int64_t least) {
   auto last = LastLabel(db, part, process);
   if (last && *last >= least) return;
-  if (!last) last = HighestLabel(db, part, process);
+  if (!last) last = HighestLabels().Of(db, part, process);
   SetLastLabel(db, part, process, std::max(*last, least));
 }
 
 void JoinLastLabels(sql::Connection& db, catalogue::ItemKind kind, std::int64_t from,
                     std::int64_t into) {
   const bool is_part = kind == catalogue::ItemKind::Part;
-  std::vector<std::pair<Source, std::int64_t>> rows;
+  std::vector<std::pair<LabelSource, std::int64_t>> rows;
   for (sql::Query query(db, "SELECT name, last FROM counter WHERE name LIKE 'label %'");
        query.Step();) {
     long long part = 0, process = 0;
     const std::string name(query.Text(0));
     if (std::sscanf(name.c_str(), "label %lld %lld", &part, &process) != 2) continue;
     const auto item = is_part ? part : process;
-    if (item == from || item == into) rows.emplace_back(Source(part, process), query.Int64(1));
+    if (item == from || item == into) rows.emplace_back(LabelSource(part, process), query.Int64(1));
   }
   if (rows.empty()) return;
   // Those that had no row have the numbers of their subgroups.
-  auto highest = HighestLabels(
-      db, [&](const Source& each) { return (is_part ? each.first : each.second) == into; });
+  auto highest = ReadHighestLabels(db);
   for (const auto& [source, last] : rows) {
     const auto [part, process] = source;
-    const Source to(is_part ? into : part, is_part ? process : into);
+    const LabelSource to(is_part ? into : part, is_part ? process : into);
     if (source != to) {
       sql::Query(db, "DELETE FROM counter WHERE name = ?1", NameOf(part, process)).Run();
     }

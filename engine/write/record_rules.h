@@ -5,15 +5,42 @@
 #include <functional>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
+#include "engine/chunks/DataSet.h"
 #include "engine/sql/Connection.h"
-#include "engine/write/counts.h"
 
 // What is asked of the values and the time of a subgroup and test, and what follows from its
 // readings, whoever stores or changes them.
 namespace orvspc::engine::write {
+
+// What recording numbers pieces up to.
+inline constexpr std::int32_t kMaxPiece = 1'000'000'000;
+
+// Why values cannot be stored, in the words of Refused.
+struct BrokenRule {
+  const char* code;
+  std::string_view field;
+  std::string value, reason;
+};
+
+// The shortest text that reads back.
+std::string NumberText(double number);
+
+// Of a value that is no finite number, or 1e300 and more, above zero or below.
+std::optional<BrokenRule> BrokenRuleOfNumber(double value);
+
+// Of a test of this type that counts, with keys beside the values.
+//
+//   counts      whole numbers from 0 to 1e9
+//   size        from 0 to INT32_MAX, a whole number where units are counted (defectives)
+//   defectives  at most as many as units, where a size is given: of a named unit its largest
+//               count, of those without a unit the sum
+std::optional<BrokenRule> BrokenRuleOfCounts(std::int32_t type, double size,
+                                             std::span<const double> values,
+                                             std::span<const store::RowKey> keys);
 
 // Values that a test can reasonably have, from a time on.
 struct ReasonableLimits {

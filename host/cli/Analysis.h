@@ -42,6 +42,8 @@ inline constexpr Choice<std::int32_t> kTestType{
 
 // --db and all that narrow the data, without --max.
 std::vector<Option> SelectionOptions();
+// Whether the option of states, one of these, is given.
+bool NamesStates(const Arguments& arguments);
 
 // Refusal for a name that the database does not have.
 std::shared_ptr<DataSelect> MakeSelection(const Arguments& arguments, const Number& maximum,

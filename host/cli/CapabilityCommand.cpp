@@ -5,8 +5,10 @@
 
 #include "capability/CAAnalysis.h"
 #include "host/cli/Analysis.h"
+#include "host/cli/study/Study.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
+#include "host/render/study/Laws.h"
 
 namespace orvspc::cli {
 
@@ -40,6 +42,51 @@ constexpr Real kWindowSd{
     {"window-sd", "X", "sigmas on either side of the mean", "what shows everything"}};
 constexpr Real kWindowMin{{"window-min", "X", "with --window minmax, the lower end"}};
 constexpr Real kWindowMax{{"window-max", "X", "with --window minmax, the upper end"}};
+enum class LawWord : std::int32_t { Best = 100, All = 101 };
+constexpr std::int32_t CodeOf(studies::Law law) { return static_cast<std::int32_t>(law); }
+constexpr render::Word kLawWords[] = {{"normal", CodeOf(studies::Law::Normal)},
+                                      {"lognormal", CodeOf(studies::Law::Lognormal)},
+                                      {"lognormal-3", CodeOf(studies::Law::Lognormal3)},
+                                      {"weibull", CodeOf(studies::Law::Weibull)},
+                                      {"weibull-3", CodeOf(studies::Law::Weibull3)},
+                                      {"gamma", CodeOf(studies::Law::Gamma)},
+                                      {"gamma-3", CodeOf(studies::Law::Gamma3)},
+                                      {"exponential", CodeOf(studies::Law::Exponential)},
+                                      {"exponential-2", CodeOf(studies::Law::Exponential2)},
+                                      {"logistic", CodeOf(studies::Law::Logistic)},
+                                      {"loglogistic", CodeOf(studies::Law::Loglogistic)},
+                                      {"loglogistic-3", CodeOf(studies::Law::Loglogistic3)},
+                                      {"largest-extreme", CodeOf(studies::Law::LargestExtreme)},
+                                      {"smallest-extreme", CodeOf(studies::Law::SmallestExtreme)},
+                                      {"box-cox", CodeOf(studies::Law::BoxCox)},
+                                      {"johnson", CodeOf(studies::Law::Johnson)},
+                                      {"best", static_cast<std::int32_t>(LawWord::Best)},
+                                      {"all", static_cast<std::int32_t>(LawWord::All)}};
+constexpr Choice<std::int32_t> kLaw{
+    {"law", "WORD", "fits a law, with indices by its quantiles and a probability plot", "", false,
+     kLawWords}};
+constexpr Option kQuantiles{"quantiles", nullptr,
+                            "indices by quantiles of the values, without a law"};
+constexpr render::Word kDivisorWords[] = {{"n", 0}, {"n-1", 1}};
+constexpr Choice<std::int32_t> kDivisor{
+    {"sd", "WORD", "with --law, the divisor of a lognormal law's sigma", "", false, kDivisorWords}};
+constexpr Option kRound{"round", nullptr, "with --law box-cox, lambda in halves"};
+constexpr render::Word kPositionWords[] = {{"hazen", 0}, {"median-rank", 1}};
+constexpr Choice<std::int32_t> kPositions{
+    {"positions", "WORD", "with --law, where the plot has its points", "", false, kPositionWords}};
+constexpr RealInside kLevel{
+    {"level", "X", "of intervals and bands, with --law or --quantiles", "0.95"},
+    0.0,
+    1.0,
+    true,
+    true};
+constexpr RealInside kDraws{
+    {"draws", "N", "with --law, draws of a simulated P", "1000"}, 99.0, 100000.0};
+constexpr RealInside kSeed{
+    {"seed", "N", "with --law, of these draws", "20260101"}, 0.0, 9007199254740991.0};
+constexpr Option kOfLaws[] = {kDivisor, kRound, kPositions, kDraws, kSeed};
+constexpr Option kStudyOptions[] = {kLaw,       kQuantiles, kDivisor, kRound,
+                                    kPositions, kLevel,     kDraws,   kSeed};
 constexpr Option kOptions[] = {kMax,      kFit,       kSigma,     kUsl,   kTarget,
                                kLsl,      kNormalize, kBins,      kCurve, kWindow,
                                kWindowSd, kWindowMin, kWindowMax, kPhase, kAllPhases};
@@ -84,11 +131,89 @@ std::shared_ptr<CAProcessing> MakeProcessing(const Arguments& arguments) {
   return processing;
 }
 
+// What is asked for beside the analysis.
+struct Asked {
+  std::optional<studies::LawOptions> laws;
+  std::optional<double> quantiles;  // their level
+  std::vector<render::StudyOption> options;
+
+  bool Any() const { return laws || quantiles; }
+};
+
+double WholeNumber(const Arguments& arguments, const RealInside& option, double value) {
+  if (value == std::floor(value)) return value;
+  throw Misuse("--" + std::string(option.name) + " takes a whole number, not " +
+               *arguments.Value(option));
+}
+
+Asked AskedOf(const Arguments& arguments) {
+  Asked asked;
+  const bool has_law = arguments.Has(kLaw), has_quantiles = arguments.Has(kQuantiles);
+  if (has_law && arguments.Has(kFit)) throw Misuse("--law goes without --fit");
+  if (has_law && has_quantiles) throw Misuse("--quantiles goes without --law");
+  if (const auto given = arguments.FirstOf(kOfLaws); !has_law && !given.empty())
+    throw Misuse(given + " goes with --law");
+  if (arguments.Has(kLevel) && !has_law && !has_quantiles)
+    throw Misuse("--level goes with --law or --quantiles");
+  StudyOptions options(arguments);
+  if (has_law) {
+    studies::LawOptions laws;
+    const auto word = options.Get("Law", kLaw);
+    if (word >= static_cast<std::int32_t>(LawWord::Best)) {
+      laws.laws = studies::LikelihoodLaws();
+    } else {
+      laws.laws = {static_cast<studies::Law>(word)};
+    }
+    laws.lognormal_n_minus_1 = options.Get("Sd", kDivisor) != 0;
+    laws.round_lambda = options.Get("Round", kRound);
+    laws.median_ranks = options.Get("Positions", kPositions) != 0;
+    laws.level = options.Get("Level", kLevel, laws.level);
+    laws.draws = static_cast<std::int64_t>(WholeNumber(
+        arguments, kDraws, options.Get("Draws", kDraws, static_cast<double>(laws.draws))));
+    laws.seed = static_cast<std::uint64_t>(
+        WholeNumber(arguments, kSeed, options.Get("Seed", kSeed, static_cast<double>(laws.seed))));
+    asked.laws = std::move(laws);
+  } else if (options.Get("Quantiles", kQuantiles)) {
+    asked.quantiles = options.Get("Level", kLevel, 0.95);
+  }
+  asked.options = options.Take();
+  return asked;
+}
+
+render::LawsDocument StudyOf(const Asked& asked, render::CapabilityDocument capability,
+                             const QualityDatabase& database) {
+  render::LawsDocument document{std::move(capability), asked.options, {}, {}};
+  const auto& read = document.capability.capability;
+  const studies::SpecificationLimits limits{read.Figure("SpecLim.Lsl"), read.Figure("SpecLim.Usl")};
+  const auto values = studies::CapabilityValues(*database.Database());
+  if (values.empty()) return document;
+  if (asked.laws) {
+    auto options = *asked.laws;
+    options.limits = limits;
+    document.laws = studies::StudyLaws(values, options);
+  } else {
+    document.quantiles = studies::StudyQuantiles(values, limits, *asked.quantiles);
+  }
+  return document;
+}
+
+std::string FormattedLaws(const render::LawsDocument& document, const Presentation& shown) {
+  if (shown.format == "json") return render::LawsJson(document);
+  const auto view = render::MakeLawsView(document, shown.names);
+  if (shown.format == "svg") return render::RenderCapabilitySvg(view);
+  return shown.format == "html" ? render::RenderCapabilityHtml(view)
+                                : render::RenderCapabilityText(view, shown.text);
+}
+
 int Run(const Arguments& arguments, Console& console) {
   const auto processing = MakeProcessing(arguments);
+  const auto asked = AskedOf(arguments);
   return RunAnalysis(
       arguments, console, kDrawnAndStored, kMax, ttVariable, [&](Analysis& run) -> Outcome {
         run.database.JoinPhases(arguments.Has(kAllPhases));
+        if (run.format == "xml" && asked.Any())
+          throw Misuse("--format xml has no place for " +
+                       std::string(asked.laws ? "--law" : "--quantiles"));
         if (run.format == "xml") {
           auto [results, report] = Analysed<CAAnalysis>(run.database, run.select, processing);
           std::string text = results->GetXML() + "\n";
@@ -99,7 +224,8 @@ int Run(const Arguments& arguments, Console& console) {
         auto document = RunCapability(run.database, run.select, processing);
         const bool empty = document.capability.bins.empty();
         if (empty) NoteEmpty(run, kMax, document.notes);
-        return {Formatted(document, run), empty};
+        if (!asked.Any()) return {Formatted(document, run), empty};
+        return {FormattedLaws(StudyOf(asked, std::move(document), run.database), run), empty};
       });
 }
 
@@ -145,11 +271,13 @@ Command CapabilityCommand() {
           "Histogram, fitted curve and capability indices against the limits",
           "Takes every selected subgroup unless --max says otherwise. Limits are the stored "
           "specification limits; with --usl, --target or --lsl only those that are given here "
-          "count. Of a stream with phases the newest one is taken.\n"
+          "count. Of a stream with phases the newest one is taken. --law changes none of this: its "
+          "figures come beside it. --law best fits fourteen laws and takes the least AIC of those "
+          "with P 0.05 or more; all shows the same table.\n"
           "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a "
           "database.",
           "orvspc capability --db q.db --part Ring --test Diameter --fit johnson -o ring.html",
-          Together(SelectionOptions(), kOptions, kPageOptions),
+          Together(SelectionOptions(), kOptions, kStudyOptions, kPageOptions),
           Run};
 }
 

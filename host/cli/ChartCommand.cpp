@@ -82,11 +82,12 @@ std::shared_ptr<CCProcessing> MakeProcessing(const Arguments& arguments) {
 }
 
 // Tests of these types that the newest subgroups of the selection have, so many at most.
-std::vector<ListedItem> TestsOf(const Analysis& run, std::int32_t types, std::int32_t most) {
+std::vector<ListedItem> TestsOf(const Analysis& run, const DataSelect& select, std::int32_t types,
+                                std::int32_t most) {
   const auto tests = run.database.Items(ItemKind::Test);
   if (std::ranges::none_of(tests, [&](const auto& test) { return (test.type & types) != 0; }))
     return {};
-  const auto other = run.select->Clone();
+  const auto other = select.Clone();
   IncludeTests(*other, types);
   other->MaximumItems(most);
   const auto data =
@@ -99,14 +100,8 @@ std::vector<ListedItem> TestsOf(const Analysis& run, std::int32_t types, std::in
   return items;
 }
 
-// Those of the newest subgroup of which a chart takes none.
-std::optional<ListedItem> OtherTest(const Analysis& run) {
-  const auto tests = TestsOf(run, kAllTests & ~IncludedTests(*run.select), 1);
-  return tests.empty() ? std::nullopt : std::optional(tests.front());
-}
-
-// Whether the parts, processes and tests that were named have data for the chart at all.
-bool HasStreams(const Analysis& run) {
+// The parts, processes and tests that were named, without other conditions.
+std::shared_ptr<DataSelect> NamedStreams(const Analysis& run) {
   Arguments named = run.arguments;
   for (const auto& option : SelectionOptions()) {
     const std::string name = option.name;
@@ -114,12 +109,27 @@ bool HasStreams(const Analysis& run) {
                       name.starts_with("process") || name.starts_with("test");
     if (!kept) named = named.Without(option);
   }
-  const auto select = MakeSelection(named, kMax, run.database);
+  auto select = MakeSelection(named, kMax, run.database);
   IncludeTests(*select, IncludedTests(*run.select));
+  return select;
+}
+
+// Whether these have data for the chart at all.
+bool HasStreams(const Analysis& run) {
+  const auto select = NamedStreams(run);
   select->MaximumItems(1);
   return Checked(run.database, [&](const auto& open) {
     return select->GetSubgroupData(open)->TotalSubgroups() > 0;
   });
+}
+
+// One of the newest subgroup of which a chart takes none; where other conditions left none, and
+// there is nothing that the chart takes without them, one of the streams that were named.
+std::optional<ListedItem> OtherTest(const Analysis& run) {
+  const auto types = kAllTests & ~IncludedTests(*run.select);
+  auto tests = TestsOf(run, *run.select, types, 1);
+  if (tests.empty() && !HasStreams(run)) tests = TestsOf(run, *NamedStreams(run), types, 1);
+  return tests.empty() ? std::nullopt : std::optional(tests.front());
 }
 
 // What a test is of, and the chart of that.
@@ -173,7 +183,7 @@ std::string TestNames(const std::vector<ListedItem>& tests) {
 void NoteDefectives(const Analysis& run, const CCProcessing& processing, std::vector<Note>& notes) {
   constexpr std::int32_t kOfDefects[] = {ccGraph1C, ccGraph1U, ccGraph1Dpto, ccGraph1Dpmo};
   if (std::ranges::find(kOfDefects, processing.Graph1Type()) == std::end(kOfDefects)) return;
-  const auto tests = TestsOf(run, ttDefectives, kNoted);
+  const auto tests = TestsOf(run, *run.select, ttDefectives, kNoted);
   if (tests.empty()) return;
   notes.push_back({"defectives-as-defects",
                    "defectives on a chart of defects, whose limits know no upper end: " +
@@ -183,7 +193,7 @@ void NoteDefectives(const Analysis& run, const CCProcessing& processing, std::ve
 
 // "Leaks counts defectives and is not on this chart; --test Leaks draws it"
 void NoteLeftOut(const Analysis& run, std::vector<Note>& notes) {
-  const auto tests = TestsOf(run, kAllTests & ~IncludedTests(*run.select), kNoted);
+  const auto tests = TestsOf(run, *run.select, kAllTests & ~IncludedTests(*run.select), kNoted);
   if (tests.empty()) return;
   std::string text = TestNames(tests);
   if (tests.size() > 1) {
@@ -340,11 +350,11 @@ void AddAlike(std::vector<Note> notes, std::size_t streams, std::vector<Note>& a
 }
 
 // Points of an excluded phase are out of no specification, which the chart library cannot know.
-void ClearExcluded(const QualityDatabase& database, render::ChartRead& chart) {
-  const auto excluded = ExcludedPoints(database, chart);
-  for (auto& graph : chart.graphs)
+void ClearExcluded(const QualityDatabase& database, render::ChartDocument& document) {
+  document.excluded = ExcludedPoints(database, document.chart);
+  for (auto& graph : document.chart.graphs)
     for (std::size_t i = 0; i < graph.ooss.size(); ++i)
-      if (excluded[i]) graph.ooss[i] = 0;
+      if (document.excluded[i]) graph.ooss[i] = 0;
 }
 
 // Since when the limits at the newest point of each stream hold, and whether their data changed.
@@ -360,9 +370,10 @@ void NoteLimits(const QualityDatabase& database, render::ChartDocument& document
     const auto& limits =
         document.chart.ctrl_lims.at(static_cast<std::size_t>(document.limit_rows[point]));
     const auto since = platform::DateToTimeStamp(render::NumberOf(limits, "F_EFTM"));
-    const auto row =
-        database.InForce<ControlLimits>({stream[0], stream[1], stream[2]}, rows[point].stamp);
-    const bool is_stored = row && row->effective == since;
+    const auto id = static_cast<std::int32_t>(render::NumberOf(limits, "Word0"));
+    const auto stored = database.Versions<ControlLimits>({stream[0], stream[1], stream[2]});
+    const auto row = std::ranges::find(stored, id, &ControlLimits::id);
+    const bool is_stored = row != stored.end() && row->effective == since;
     const auto name = render::StreamName(names, stream[0], stream[1], stream[2]);
     auto text = LimitsText(since, is_stored ? row->used : 0);
     if (!text.empty()) in_force.push_back({"limits-in-force", std::move(text), name});
@@ -385,7 +396,7 @@ render::ChartDocument RunChart(const QualityDatabase& database,
   render::ChartDocument document;
   document.chart = render::ReadChart(std::move(results));
   ReadTexts(database, NamesOf(database), document.chart.subgroups);
-  ClearExcluded(database, document.chart);
+  ClearExcluded(database, document);
   document.downtimes = ReadDowntimes(database, ShownNamesOf(database), document.chart.subgroups);
   document.requested[0] = processing->Graph1Type();
   document.requested[1] = processing->Graph2Type();

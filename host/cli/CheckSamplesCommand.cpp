@@ -74,8 +74,11 @@ int Run(const Arguments& arguments, Console& console) {
   options.actor = ActorOf(arguments);
   options.dry_run = arguments.Has(kDryRun);
   const auto found = database.CheckSamples(options);
+  for (const auto& note : found.notes) {
+    console.err << render::PlainText("not checked: " + note.Sentence()) << "\n";
+  }
   Deliver(arguments, console, format == "json" ? Json(database, found) : Text(database, found));
-  return StatusOf(arguments, found.missed.size());
+  return found.notes.empty() ? StatusOf(arguments, found.missed.size()) : 1;
 }
 
 }  // namespace

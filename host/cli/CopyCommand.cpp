@@ -42,9 +42,11 @@ int Run(const Arguments& arguments, Console& console) {
     select->IncludeVariableTests(true);
     select->IncludeDefectTests(true);
     select->IncludeDefectiveTests(true);
-    select->IncludeEnabled(true);
-    select->IncludeIncomplete(true);
-    select->IncludeDisabled(true);
+    if (!NamesStates(arguments)) {
+      select->IncludeEnabled(true);
+      select->IncludeIncomplete(true);
+      select->IncludeDisabled(true);
+    }
     Array<std::int32_t> filter;
     auto& chosen = options.selection.emplace();
     select->API_GetData(chosen.info, filter);

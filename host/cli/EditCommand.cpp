@@ -20,7 +20,7 @@ constexpr Number kTsno{
 constexpr Number kSbno{{"sbno", "N", "the reading inside the piece", "the piece itself"}, 0};
 constexpr Option kRemove{"remove", nullptr, "take the value out"};
 constexpr Option kAdd{"add", nullptr, "put a value in; without --tsno as the next piece"};
-constexpr Option kForce{"force", nullptr, "a value beyond the reasonable limits, too"};
+constexpr Option kForce{"force", nullptr, "values beyond the reasonable limits, too"};
 constexpr Option kOfValue[] = {
     {"defect", "CODE", "the count of this defect; empty: of none"},
     {"serial", "NAME", "the value with this serial number; with --add the one that it gets"},
@@ -104,6 +104,8 @@ Changes EditSubgroup(Edit& edit) {
   const auto& arguments = edit.arguments;
   SubgroupChange change;
   if (const auto time = arguments.Value(kTime)) change.time = StampOf(kTime, *time);
+  change.force = arguments.Has(kForce);
+  if (change.force && !change.time) throw Misuse("--force belongs to --time");
   change.label = arguments.Value(kNewLabel);
   // Beside "#4711" there is nothing to be found by a label.
   const bool is_new_label = !change.label && !edit.Subgroups().empty();
@@ -203,13 +205,15 @@ enum Part : unsigned {
   kOfMove = 8,
   kOfTarget = 16,
   kOfUndoing = 32,
+  kOfReasonable = 64,
 };
 const std::vector<PartOfOptions>& AllParts() {
   static const std::vector<PartOfOptions> parts = {
       {kOfTarget, {kTo}},
       {kOfSubgroup, {kOfPart, kOfProcess, kLabel, kAt, kAll}},
       {kOfOneTest, {kOfTest}},
-      {kOfPiece, Together(std::vector<Option>{kTsno, kSbno, kAdd, kRemove, kForce}, kOfValue)},
+      {kOfPiece, Together(std::vector<Option>{kTsno, kSbno, kAdd, kRemove}, kOfValue)},
+      {kOfReasonable, {kForce}},
       {kOfUndoing, {kKeepChanged}},
       {kOfMove, Together(std::vector<Option>{kTime, kNewLabel, kSize}, kContext)}};
   return parts;
@@ -228,9 +232,9 @@ constexpr Verb kVerbs[] = {
     {"merge", kOfTarget, EditMerge},
     {"rename", kOfTarget, EditRename},
     {"restore", 0, EditRestore},
-    {"subgroup", kOfSubgroup | kOfOneTest | kOfMove, EditSubgroup},
+    {"subgroup", kOfSubgroup | kOfOneTest | kOfMove | kOfReasonable, EditSubgroup},
     {"undo-import", kOfUndoing, EditUndoImport},
-    {"value", kOfSubgroup | kOfOneTest | kOfTarget | kOfPiece, EditValue},
+    {"value", kOfSubgroup | kOfOneTest | kOfTarget | kOfPiece | kOfReasonable, EditValue},
 };
 
 int Run(const Arguments& arguments, Console& console) {
@@ -260,7 +264,8 @@ Command EditCommand() {
           "edit flag SUBGROUP... --to enabled|disabled|incomplete\n"
           "edit value SUBGROUP --test NAME --tsno N --to VALUE, --add or --remove; a count by "
           "--defect CODE\n"
-          "edit subgroup SUBGROUP... --time, --new-label, --size, --job, --lot, ...\n"
+          "edit subgroup SUBGROUP... --time, --new-label, --size, --job, --lot, ...; --force "
+          "with --time\n"
           "edit delete SUBGROUP..., edit restore ENTRY: out of the analyses and back; ENTRY is a "
           "number of the log\n"
           "edit undo-import BATCH [--keep-changed]: takes out what an import stored; \"orvspc "

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdint>
 #include <utility>
+#include <vector>
 
 #include "host/cli/Analysis.h"
 #include "host/render/events/Events.h"
@@ -11,6 +13,18 @@ namespace {
 constexpr Number kMax = MaximumOption("the newest N events at most; 0: all", "25");
 constexpr Option kOptions[] = {kMax};
 
+// The record of an event has room for the beginning of its name.
+void GiveWholeNames(const Analysis& run, std::vector<render::EventRow>& rows) {
+  std::vector<std::int32_t> ids;
+  for (const auto& row : rows) ids.push_back(row.evnt);
+  const auto events = run.database.Events(ids);
+  auto row = rows.begin();
+  for (const auto& event : events) {
+    while (row->evnt != event.id) ++row;
+    row->name = run.names(ItemKind::EventName, event.name);
+  }
+}
+
 int Run(const Arguments& arguments, Console& console) {
   return RunAnalysis(arguments, console, kStored, kMax, ttVariable, [](Analysis& run) -> Outcome {
     auto [events, report] =
@@ -19,7 +33,8 @@ int Run(const Arguments& arguments, Console& console) {
     NoteCut(run, kMax, events->Count(), report.notes, kEvents);
     if (empty) NoteEmpty(run, kMax, report.notes, {kEvents});
     if (run.format == "xml") return {events->GetXML() + "\n", empty, std::move(report.notes)};
-    const auto rows = render::ReadEvents(*events);
+    auto rows = render::ReadEvents(*events);
+    GiveWholeNames(run, rows);
     if (run.format == "json")
       return {render::EventsJson({run.select.get(), rows, report.notes}, run.names), empty};
     return {render::EventsText(rows, run.names, run.text), empty, std::move(report.notes)};

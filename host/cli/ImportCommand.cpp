@@ -118,7 +118,7 @@ int Run(const Arguments& arguments, Console& console) {
     const ClearedLine cleared{console};
     const ImportOptions options{.ignore_unknown = arguments.Has(kIgnoreUnknown),
                                 .progress = Progress(console),
-                                .waiting = Waiting(console, path),
+                                .waiting = Waiting(console, WithoutPasswords(path)),
                                 .refuse_new_items = arguments.Has(kNoCreate),
                                 .actor = ActorOf(arguments),
                                 .reason = ReasonOf(arguments),

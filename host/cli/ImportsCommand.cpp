@@ -16,7 +16,7 @@ std::string JsonOf(const std::vector<ListedImport>& imports) {
   json.Objects("imports", imports, [&](const ListedImport& each) {
     json.Members("ID", each.id, "Time", render::IsoTime(each.made), "Who", each.who, "Kind",
                  each.kind, "Source", each.source, "Lines", each.lines, "Records", each.records,
-                 "State", each.state);
+                 "State", each.state, "Version", each.version);
   });
   json.EndObject();
   return json.Text();

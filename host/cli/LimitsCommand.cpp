@@ -225,10 +225,11 @@ std::string ProposalJson(const Run& run, const LimitProposal& limits) {
     WriteStream(json, run, limits.part, limits.process, limits.test);
     json.MemberIf(!limits.phase.empty(), "Phase", limits.phase);
     json.Members("ChartWord", limits.chart_word, "Mean", limits.mean, "MeanName", limits.mean_name,
-                 "SP", limits.sp, "SW", limits.sw, "Estimator", limits.estimator, "Constant",
-                 limits.constant, "Used", limits.used, "Subgroups", limits.subgroups, "AverageSize",
-                 limits.average_size, "Start", render::IsoTime(limits.start), "Finish",
-                 render::IsoTime(limits.finish), "Digest", limits.digest);
+                 "SP", limits.sp, "SW", limits.sw, "Estimator", limits.estimator, "SWEstimator",
+                 limits.within_estimator, "Constant", limits.constant, "Used", limits.used,
+                 "Subgroups", limits.subgroups, "AverageSize", limits.average_size, "Start",
+                 render::IsoTime(limits.start), "Finish", render::IsoTime(limits.finish), "Digest",
+                 limits.digest);
     json.Objects("Graphs", limits.lines, [&](const LimitLines& each) {
       json.Members("Graph", each.graph, "Centre", each.centre, "Lower", each.lower, "Upper",
                    each.upper, "Differ", each.differ);
@@ -396,8 +397,10 @@ void List(Run& run) {
   }
   if (run.json) {
     return run.Deliver(render::JsonDocument([&](render::JsonWriter& json) {
-      json.Objects("control-limits", rows,
-                   [&](const ListedLimit& row) { WriteRow(json, run, row); });
+      json.Objects("control-limits", rows, [&](const ListedLimit& row) {
+        WriteRow(json, run, row);
+        json.Member("Version", row.version);
+      });
     }));
   }
   render::Table table{"",
@@ -440,6 +443,8 @@ void Show(Run& run) {
   if (run.json) {
     return run.Deliver(render::JsonDocument([&](render::JsonWriter& json) {
       WriteRow(json, run, row);
+      json.MemberIf(!details.mean_name.empty(), "MeanName", details.mean_name);
+      json.MemberIf(!details.within_estimator.empty(), "SWEstimator", details.within_estimator);
       json.Member("Version", details.version);
       WriteExclusions(json, "Exclusions", details.exclusions);
       json.MemberIf(details.data_changed.has_value(), "DataChanged",
@@ -463,12 +468,14 @@ void Show(Run& run) {
        std::string(kLimitStates[static_cast<std::size_t>(row.state)]) +
            (row.in_force ? ", in force" : "") + (holds ? ", " + SpanText(row) : "") +
            (row.replaced_by == 0 ? "" : ", replaced by " + std::to_string(row.replaced_by)));
-  line("centre", Figure(row.mean));
-  if (row.sp != 0.0) {
-    line("sigma", Figure(row.sp) +
-                      (row.estimator.empty() ? "" : ", " + render::EstimatorText(row.estimator)));
+  const auto made = [](const std::string& name) {
+    return name.empty() ? std::string() : ", " + render::EstimatorText(name);
+  };
+  line("centre", Figure(row.mean) + (details.mean_name.empty() ? "" : ", " + details.mean_name));
+  if (row.sp != 0.0) line("sigma", Figure(row.sp) + made(row.estimator));
+  if (row.sw != 0.0 && row.sw != row.sp) {
+    line("sigma w", Figure(row.sw) + made(details.within_estimator));
   }
-  if (row.sw != 0.0) line("sigma w", Figure(row.sw) + ", inside subgroups or pieces");
   line("chart", HexWord(row.chart_word));
   if (row.start != 0 || row.finish != 0) {
     line("data",
@@ -497,8 +504,12 @@ void Show(Run& run) {
 
 void Compare(Run& run) {
   const auto& second = run.Word(2, "compared with which row? or \"computed\"");
-  const auto compared = second == "computed" ? run.database.CompareLimits(run.Id(), WindowOf(run))
-                                             : run.database.CompareLimits(run.Id(), run.Id(2));
+  const bool is_computed = second == "computed";
+  auto window = WindowOf(run);
+  window.process = KeyOf(run).process;
+  if (window.process != 0 && !is_computed) throw Misuse("--process goes with \"computed\"");
+  const auto compared = is_computed ? run.database.CompareLimits(run.Id(), window)
+                                    : run.database.CompareLimits(run.Id(), run.Id(2));
   const std::pair<const char*, const LimitDifference*> figures[] = {{"Centre", &compared.centre},
                                                                     {"Sigma", &compared.sigma}};
   if (run.json) {
@@ -554,8 +565,23 @@ void Policy(Run& run) {
     return run.Deliver("policy " + std::to_string(id) + ": " + word + " for " +
                        run.StreamOf(KeyOf(run)) + "\n");
   }
+  const auto policies = run.database.BaselinePolicies();
+  if (run.json) {
+    return run.Deliver(render::JsonDocument([&](render::JsonWriter& json) {
+      json.Objects("Policies", policies, [&](const BaselinePolicy& each) {
+        json.Member("ID", each.id);
+        const auto item = [&](const char* key, ItemKind kind, std::int32_t id) {
+          json.MemberIf(id != 0, key, run.Name(kind, id));
+        };
+        item("Part", ItemKind::Part, each.part);
+        item("Process", ItemKind::Process, each.process);
+        item("Test", ItemKind::Test, each.test);
+        json.Members("Policy", each.rule, "Run", each.run, "Minimum", each.minimum);
+      });
+    }));
+  }
   render::Table table{"", {"#id", "part", "process", "test", "policy", "#run", "#minimum"}};
-  for (const auto& each : run.database.BaselinePolicies()) {
+  for (const auto& each : policies) {
     table.rows.push_back({std::to_string(each.id),
                           render::PlainText(run.Name(ItemKind::Part, each.part)),
                           render::PlainText(run.Name(ItemKind::Process, each.process)),
@@ -581,10 +607,13 @@ enum Part : unsigned {
   kOfListing = 32,
   kOfVersion = 64,
   kOfForce = 128,
+  kOfProcess = 256,
 };
 const std::vector<PartOfOptions>& AllParts() {
   static const std::vector<PartOfOptions> parts = {
-      {kOfStream, {kPart, kProcess, kTest}},
+      {kOfStream, {kPart}},
+      {kOfStream | kOfProcess, {kProcess}},
+      {kOfStream, {kTest}},
       {kOfWindow,
        {kSince, kUntil, kOfPhase, kOfAllPhases, Option(kFirst), Option(kGraph1), Option(kGraph2),
         Option(kGraph3), kExclude, kIterate, kAuto, kScreenMr}},
@@ -622,7 +651,7 @@ constexpr Verb kVerbs[] = {
     {"list", "", "rows that hold or are proposed", 0, kOfStream | kOfListing, List},
     {"show", "ID", "where a row comes from, and whether its data have changed", 1, 0, Show},
     {"compare", "ID ID|computed", "two rows, or one and a window, in standard errors", 2,
-     kOfWindow | kOfForce, Compare},
+     kOfProcess | kOfWindow | kOfForce, Compare},
     {"review", "", "propose limits anew where a policy says so", 0, kOfStream | kOfChange, Review},
     {"policy", "[WORD]",
      "when that is: off, public-health (8 points on one side, limits from "

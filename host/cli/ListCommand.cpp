@@ -34,6 +34,7 @@ struct Listing {
   std::string key;
   std::string columns;
   std::vector<Row> rows;
+  std::string note = {};  // what is missing, and why
 };
 
 template <class Value>
@@ -142,15 +143,32 @@ Listing Items(const QualityDatabase& database, ItemKind kind) {
                        kind == ItemKind::CacCode || kind == ItemKind::StateCode;
   const std::string word(WordOf(kind));
   const char* const more = is_code ? " Text=what_it_means" : is_test ? " -TestType" : "";
-  return {word, "#ID Name=" + word + more + " #Subgroups @First @Last -Factor -Type -Active",
-          RowsOf(database.CountedItems(kind), [&](const CountedItem& item) {
-            const bool occurs = item.subgroups > 0;
-            Row row = RowOf(item.id, item.name, item.subgroups, TimeOf(occurs, item.first),
-                            TimeOf(occurs, item.last), item.factor, item.type, item.active);
-            if (is_code) row.emplace(row.begin() + 2, item.text);
-            if (is_test) row.emplace(row.begin() + 2, item.type);
-            return row;
-          })};
+  Listing listing{
+      word,
+      "#ID Name=" + word + more + " #Subgroups @First @Last -Factor -Type -Active -Version",
+      {}};
+  const auto row_of = [&](const ListedItem& item, const Cell& subgroups, const Cell& first,
+                          const Cell& last) {
+    Row row{std::int64_t{item.id}, item.name, subgroups, first, last};
+    std::ranges::move(RowOf(item.factor, item.type, item.active, item.version),
+                      std::back_inserter(row));
+    if (is_code) row.emplace(row.begin() + 2, item.text);
+    if (is_test) row.emplace(row.begin() + 2, std::int64_t{item.type});
+    return row;
+  };
+  try {
+    listing.rows = RowsOf(database.CountedItems(kind), [&](const CountedItem& item) {
+      const bool occurs = item.subgroups > 0;
+      return row_of(item, item.subgroups, TimeOf(occurs, item.first), TimeOf(occurs, item.last));
+    });
+  } catch (const platform::ExternalFailure& failure) {
+    // Names are read also where values are damaged.
+    auto items = database.Items(kind);
+    std::ranges::sort(items, {}, &ListedItem::name);
+    listing.rows = RowsOf(items, [&](const ListedItem& item) { return row_of(item, {}, {}, {}); });
+    listing.note = "subgroups of the kind " + word + " are not counted: " + failure.Description();
+  }
+  return listing;
 }
 
 std::vector<Row> Groups(const QualityDatabase& database) {
@@ -235,13 +253,16 @@ struct List {
   std::vector<Row> (*rows)(const QualityDatabase&);
 };
 constexpr List kLists[] = {
-    {"streams", "stream", "Part Process Test -TestType #Subgroups @First @Last",
+    {"streams", "stream",
+     "Part Process Test -TestType #Subgroups @First @Last #Limits #OpenAlarms=alarms",
      [](const QualityDatabase& database) {
        return RowsOf(database.Streams(), [&](const auto& stream) {
          return RowOf(database.Name(ItemKind::Part, stream.part),
                       database.Name(ItemKind::Process, stream.process),
                       database.Name(ItemKind::Test, stream.test), stream.test_type,
-                      stream.subgroups, TimeOf(true, stream.first), TimeOf(true, stream.last));
+                      stream.subgroups, TimeOf(true, stream.first), TimeOf(true, stream.last),
+                      stream.limits == 0 ? Cell() : Cell(std::int64_t{stream.limits}),
+                      stream.open_alarms);
        });
      }},
     {"descriptors", "descriptor", "#ID Group=descriptor Name=value",
@@ -256,10 +277,11 @@ constexpr List kLists[] = {
        return RowsOf(database.RuleSets(),
                      [](const auto& set) { return RowOf(set.name, set.numbers); });
      }},
-    {"settings", "setting", "Name=setting Value Meaning=what_it_is",
+    {"settings", "setting", "Name=setting Value Meaning=what_it_is -Version",
      [](const QualityDatabase& database) {
        return RowsOf(database.SettingNames(), [&](const auto& name) {
-         return RowOf(name, database.Setting(name), FindSettingKind(name)->meaning);
+         return RowOf(name, database.Setting(name), FindSettingKind(name)->meaning,
+                      database.SettingVersion(name));
        });
      }},
     {"limits", "limits",
@@ -308,14 +330,19 @@ int Run(const Arguments& arguments, Console& console) {
   render::JsonWriter json;
   render::TextWriter text(TextOptionsOf(arguments, console));
   json.BeginObject();
+  int status = 0;
   for (const auto& make : makers) {
     const Listing listing = make(database);
+    if (!listing.note.empty()) {
+      status = 1;
+      console.err << render::PlainText("note: " + listing.note) << "\n";
+    }
     if (&make != &makers.front()) text.Blank();
     format == "json" ? WriteJson(json, listing) : text.Write(TableOf(listing));
   }
   json.EndObject();
   Deliver(arguments, console, format == "json" ? json.Text() : text.Take());
-  return 0;
+  return status;
 }
 
 }  // namespace

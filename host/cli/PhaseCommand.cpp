@@ -42,6 +42,12 @@ constexpr Scope kScopes[] = {{kPart, ItemKind::Part, &Phase::part},
 
 std::string Quoted(const std::string& text) { return "\"" + text + "\""; }
 
+// Days alone at midnight.
+std::string TimeText(std::int32_t stamp) {
+  const auto clock = render::ClockText(stamp);
+  return render::DayText(stamp) + (clock == "00:00" ? "" : " " + clock);
+}
+
 std::int32_t TimeOf(const Option& option, const std::string& text) {
   const auto stamp = ParseTime(text);
   if (!stamp || *stamp < INT32_MIN || *stamp > INT32_MAX) {
@@ -103,7 +109,12 @@ Phase Named(const Arguments& arguments, const QualityDatabase& database) {
 void End(const Arguments& arguments, QualityDatabase& database) {
   const auto end = arguments.Value(kEnd);
   const auto time = end ? TimeOf(kEnd, *end) : static_cast<std::int32_t>(CurrentTime());
-  database.EndPhase(Named(arguments, database).id, time, ActorOf(arguments), ReasonOf(arguments));
+  const auto phase = Named(arguments, database);
+  if (!end && phase.finish && *phase.finish <= time) {
+    throw Refusal("phase " + Quoted(phase.name) + " ended " + TimeText(*phase.finish) +
+                  "; --end changes that");
+  }
+  database.EndPhase(phase.id, time, ActorOf(arguments), ReasonOf(arguments));
 }
 
 void Remove(const Arguments& arguments, QualityDatabase& database) {
@@ -147,12 +158,6 @@ std::string JsonOf(const std::vector<Phase>& phases, const QualityDatabase& data
   });
   json.EndObject();
   return json.Text();
-}
-
-// Days alone at midnight.
-std::string TimeText(std::int32_t stamp) {
-  const auto clock = render::ClockText(stamp);
-  return render::DayText(stamp) + (clock == "00:00" ? "" : " " + clock);
 }
 
 render::Table TableOf(const std::vector<Phase>& phases, const QualityDatabase& database) {

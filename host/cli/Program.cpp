@@ -191,7 +191,8 @@ std::function<void(const std::string&, int)> UpgradeLine(Console& console) {
   if (!console.err_is_terminal) return {};
   using Clock = std::chrono::steady_clock;
   return [&console, since = std::optional<Clock::time_point>(), shown = std::int64_t{0}](
-             const std::string& path, int percent) mutable {
+             const std::string& file, int percent) mutable {
+    const auto path = WithoutPasswords(file);
     if (percent >= 0) {
       since.reset();
       shown = 0;

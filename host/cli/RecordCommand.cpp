@@ -3,7 +3,9 @@
 #include <charconv>
 #include <cstdint>
 #include <fstream>
+#include <functional>
 #include <iostream>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -117,23 +119,49 @@ std::string AnswerText(const NewRecord& record, const Recorded& recorded) {
          (recorded.repeated ? ", stored before" : "");
 }
 
-int RecordOne(QualityDatabase& database, const Arguments& arguments, Console& console) {
+// The database that records go into. With --create it is made with the first one that is stored, so
+// that refused ones leave no new file.
+class Target {
+ public:
+  explicit Target(const Arguments& arguments) : path_(arguments.Required(kDatabase)) {
+    const bool may_be_new = arguments.Has(kCreate);
+    if (may_be_new && !system::StateOf(path_)) return;
+    database_.emplace(OpenDatabase(path_, may_be_new));
+  }
+
+  bool IsOpen() const { return database_.has_value(); }
+  QualityDatabase& Database() { return *database_; }
+  // Calls store with the database. It may be called again while the database is not open.
+  void Store(const std::function<void(QualityDatabase&)>& store) {
+    if (IsOpen()) return store(*database_);
+    database_.emplace(QualityDatabase::OpenOrCreate(path_, store));
+  }
+
+ private:
+  std::string path_;
+  std::optional<QualityDatabase> database_;
+};
+
+int RecordOne(Target& target, const Arguments& arguments, Console& console) {
   const auto record = RecordOf(arguments);
   const auto names = arguments.Has(kCreate) ? NewNames::Create : NewNames::Refuse;
-  const auto recorded = database.Record(record, ActorOf(arguments), names);
+  Recorded recorded;
+  target.Store([&](QualityDatabase& database) {
+    recorded = database.Record(record, ActorOf(arguments), names);
+  });
   for (const auto& note : recorded.notes) {
     console.err << render::PlainText("note: " + note.Sentence()) << "\n";
   }
   console.out << render::PlainText(AnswerText(record, recorded)) << "\n";
-  ShowAlarms(database, recorded.alarms, recorded.alarms.size(), console);
+  ShowAlarms(target.Database(), recorded.alarms, recorded.alarms.size(), console);
   return StatusOf(arguments, recorded.alarms.size());
 }
 
 // Lines of JSON: one by one, or so many in one transaction. Each has one answer, in its order.
 class Lines {
  public:
-  Lines(QualityDatabase& database, const Arguments& arguments, Console& console)
-      : database_(database),
+  Lines(Target& target, const Arguments& arguments, Console& console)
+      : target_(target),
         console_(console),
         arguments_(arguments),
         actor_(ActorOf(arguments)),
@@ -144,7 +172,7 @@ class Lines {
   }
 
   int Run(std::istream& lines) {
-    for (std::string line; std::getline(lines, line);) {
+    for (std::string line; ReadLine(lines, line);) {
       if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
       Take(line);
       if (waiting_.size() >= size_) Store();
@@ -159,6 +187,17 @@ class Lines {
     std::optional<NewRecord> record;
     std::string answer;  // of a line that could not be read
   };
+
+  // The next line. Of one that is too long enough is kept that it is refused.
+  static bool ReadLine(std::istream& lines, std::string& line) {
+    line.clear();
+    auto& buffer = *lines.rdbuf();
+    for (auto letter = buffer.sbumpc();; letter = buffer.sbumpc()) {
+      if (letter == std::istream::traits_type::eof()) return !line.empty();
+      if (letter == '\n') return true;
+      if (line.size() <= kMaxLineOfRecord) line += static_cast<char>(letter);
+    }
+  }
 
   void Take(const std::string& line) {
     Waiting waiting;
@@ -187,14 +226,18 @@ class Lines {
     console_.out.flush();
     waiting_.clear();
     // A stream may go on for days.
-    if (std::exchange(told_, alarms_) != alarms_) teller_.Tell(database_);
+    if (std::exchange(told_, alarms_) != alarms_) teller_.Tell(target_.Database());
   }
 
   void StoreOne() {
     for (auto& each : waiting_) {
       if (!each.record) continue;
       try {
-        each.answer = Answer(each.key, database_.Record(*each.record, actor_, names_));
+        Recorded recorded;
+        target_.Store([&](QualityDatabase& database) {
+          recorded = database.Record(*each.record, actor_, names_);
+        });
+        each.answer = Answer(each.key, recorded);
       } catch (const Refused& refused) {
         each.answer = Answer(each.key, refused);
       }
@@ -205,17 +248,25 @@ class Lines {
     BatchOptions options;
     options.names = names_;
     options.skip_refused = true;
-    auto batch = database_.Begin(actor_, options);
     std::vector<Waiting*> sent;
     for (auto& each : waiting_) {
-      if (!each.record) continue;
-      batch.Add(std::move(*each.record));
-      sent.push_back(&each);
+      if (each.record) sent.push_back(&each);
     }
     if (sent.empty()) return;
     BatchRecorded stored;
+    struct NothingIsStored {};
     try {
-      stored = batch.Commit();
+      target_.Store([&, may_move = target_.IsOpen()](QualityDatabase& database) {
+        auto batch = database.Begin(actor_, options);
+        for (auto* const each : sent) {
+          auto record = may_move ? std::move(*each->record) : *each->record;
+          batch.Add(std::move(record));
+        }
+        stored = batch.Commit();
+        if (!may_move && stored.refused.size() == sent.size()) throw NothingIsStored();
+      });
+    } catch (const NothingIsStored&) {
+      // No database is made.
     } catch (const Refused& refused) {
       // Of who records, which all of them share.
       for (auto* const each : sent) each->answer = Answer(each->key, refused);
@@ -228,7 +279,7 @@ class Lines {
     }
   }
 
-  QualityDatabase& database_;
+  Target& target_;
   Console& console_;
   const Arguments& arguments_;
   Actor actor_;
@@ -241,7 +292,7 @@ class Lines {
 };
 
 int Run(const Arguments& arguments, Console& console) {
-  const auto path = arguments.Required(kDatabase);
+  arguments.Required(kDatabase);
   const auto file = arguments.Value(kJsonl);
   const auto of_one = arguments.FirstOf(OptionsOfOne());
   if (file && (!of_one.empty() || !arguments.Positional().empty())) {
@@ -251,9 +302,9 @@ int Run(const Arguments& arguments, Console& console) {
   if (!file && arguments.Has(kBatch)) throw Misuse("--batch is for --jsonl");
   if (!file) RecordOf(arguments);  // so that a slip makes no new database
   if (file && *file != "-") CheckReadable(*file);
-  QualityDatabase database(OpenDatabase(path, arguments.Has(kCreate)));
-  if (!file) return RecordOne(database, arguments, console);
-  Lines lines(database, arguments, console);
+  Target target(arguments);
+  if (!file) return RecordOne(target, arguments, console);
+  Lines lines(target, arguments, console);
   if (*file == "-") return lines.Run(std::cin);
   std::ifstream from(system::PathOf(*file), std::ios::binary);
   return lines.Run(from);

@@ -240,6 +240,8 @@ std::vector<Option> SelectionOptions() {
   return options;
 }
 
+bool NamesStates(const Arguments& arguments) { return arguments.Has(kState); }
+
 std::vector<Condition> ConditionsOf(const Arguments& arguments) {
   std::vector<Condition> conditions;
   auto options = SelectionOptions();

@@ -12,7 +12,8 @@ struct ListedImport {
   std::int64_t made = 0;  // seconds since 1970 UTC
   std::string who, kind, source;
   std::int64_t lines = 0, records = 0;
-  std::string state;  // "stored", "undone"
+  std::string state;         // "stored", "undone"
+  std::int64_t version = 0;  // the latest entry of the log about it
 };
 
 // What the undoing of an import did.

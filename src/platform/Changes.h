@@ -42,6 +42,9 @@ struct SubgroupChange {
   std::optional<double> size = {};
   // Names by "job", "lot", "shift", "revision", "workstation", "employee"; empty takes one away.
   std::map<std::string, std::string> context = {};
+  // Moved also to a time at which values lie beyond the reasonable limits, with an event that says
+  // so.
+  bool force = false;
 };
 
 }  // namespace orvspc

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -62,9 +63,9 @@ struct ImportOptions {
   std::size_t most_held = 32768;
   // Called now and then with bytes read and the size of the file.
   std::function<void(std::int64_t done, std::int64_t total)> progress = {};
-  // How long to wait for other programs that write, and what is called several times a second
-  // meanwhile; it must not throw.
-  std::chrono::milliseconds patience{60000};
+  // How long to wait for other programs that write, unless as long as the setting says, and what is
+  // called several times a second meanwhile; it must not throw.
+  std::optional<std::chrono::milliseconds> patience = {};
   std::function<void()> waiting = {};
   // Refuse parts, processes and tests that the database lacks, instead of adding them.
   bool refuse_new_items = false;

@@ -86,6 +86,7 @@ struct LimitProposal {
   double mean = platform::kNaN;                     // the centre; of counts the rate
   double sp = platform::kNaN, sw = platform::kNaN;  // NaN: none
   std::string mean_name, estimator;                 // how mean and sp were made
+  std::string within_estimator;                     // and sw; empty: there is none
   double constant = platform::kNaN;                 // d2 or c4 behind sp; NaN: none, or several
   std::int32_t used = 0, subgroups = 0;             // that count; in the window
   double average_size = 0.0;                        // pieces, or units, a subgroup
@@ -122,7 +123,8 @@ struct ListedLimit {
   std::int32_t made = 0;
   std::optional<std::int32_t> state_at;
   std::optional<std::int32_t> approved_at;
-  bool in_force = false;  // now
+  bool in_force = false;     // now
+  std::int64_t version = 0;  // the latest entry of the log about it; 0: none. ListLimits has it
 };
 
 // A change of a row, as the log has it.
@@ -135,6 +137,7 @@ struct LimitStep {
 // A row with where its figures came from, and whether the data are still the same.
 struct LimitDetails {
   ListedLimit row;
+  std::string mean_name, within_estimator;  // how mean and sw were made; empty: not known
   std::vector<LimitExclusion> exclusions;
   std::vector<LimitStep> steps;
   std::int64_t version = 0;  // the latest entry about it; 0: none

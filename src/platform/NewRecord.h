@@ -15,6 +15,9 @@
 
 namespace orvspc {
 
+// A record as a line of JSON has no more bytes.
+inline constexpr std::size_t kMaxLineOfRecord = std::size_t{64} << 20;
+
 // A value of a record, or a count of a counting test.
 struct NewPiece {
   double value = 0.0;

@@ -57,7 +57,7 @@ struct PhaseReport {
   // The stretch among those of the chart that has these estimates: itself or one before it.
   std::int32_t limits_of = 0;
   std::int32_t subgroups = 0, used = 0;
-  bool has_older_limits = false;  // stored limits in force are from before it began
+  bool has_older_limits = false;  // stored ones at its newest point are from before it began
 };
 
 // Proposed limits that wait for more points, as they would be if they held. Nothing of the chart

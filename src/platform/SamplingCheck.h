@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/Reports.h"
+
 namespace orvspc {
 
 // A window of a sampling requirement that is over with fewer samples than were asked for. It has an
@@ -21,6 +23,7 @@ struct MissedWindow {
 struct SamplingCheck {
   std::vector<MissedWindow> missed;
   std::vector<MissedWindow> withdrawn;  // missed by an earlier check, and filled since
+  std::vector<Note> notes;              // of requirements that could not be checked
 };
 
 }  // namespace orvspc

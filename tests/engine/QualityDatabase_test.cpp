@@ -10,8 +10,8 @@
 #include <set>
 
 #include "engine/time/calendar.h"
-#include "tests/engine/limited_device.h"
 #include "tests/engine/store/store_fixture.h"
+#include "tests/engine/watched_device.h"
 
 namespace orvspc::engine {
 namespace {
@@ -579,7 +579,7 @@ TEST_F(QualityDatabaseTest, AFullDeviceLeavesAWholeDatabaseOrNone) {
   constexpr int kSubgroups = 600;
   const auto file = CsvFile(ManyValues(kSubgroups));
   const auto import = [&](std::int64_t bytes) {
-    const LimitedDevice device(bytes);
+    WatchedDevice device(bytes);
     const auto reason =
         FailureOf([&] { QualityDatabase::ImportInto(Path(), file, ImportKind::Values); });
     return std::pair(reason, device.Peak());
@@ -610,7 +610,7 @@ TEST_F(QualityDatabaseTest, AFullDeviceLeavesAWholeDatabaseOrNone) {
 TEST_F(QualityDatabaseTest, AFullDeviceIsNamedToReadersToo) {
   QualityDatabase::ImportInto(Path(), CsvFile(kValues), ImportKind::Values);
   {
-    const LimitedDevice device(0);
+    WatchedDevice device(0);
     EXPECT_EQ(FailureOf([&] { QualityDatabase::Open(Path()).Streams(); }),
               Path() + ": there is no room left on the device");
   }

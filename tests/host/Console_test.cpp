@@ -7,6 +7,8 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -17,8 +19,8 @@
 #include "engine/sql/sqlite/SqliteConnection.h"
 #include "host/cli/Command.h"
 #include "platform/TimeText.h"
-#include "tests/engine/limited_device.h"
 #include "tests/engine/store/version1_file.h"
+#include "tests/engine/watched_device.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/TemporaryFolder.h"
 #include "tests/postgres/test_stores.h"
@@ -33,14 +35,31 @@ namespace fs = std::filesystem;
 
 class OnConsole : public testing::Test {
  protected:
+  using OnText = std::function<void(const std::string& so_far)>;
+  // Keeps what is written, and says so at once.
+  class Heard : public std::stringbuf {
+   public:
+    explicit Heard(const OnText& on_text) : on_text_(on_text) {}
+
+   private:
+    std::streamsize xsputn(const char* text, std::streamsize size) override {
+      const auto written = std::stringbuf::xsputn(text, size);
+      if (on_text_) on_text_(str());
+      return written;
+    }
+    const OnText& on_text_;
+  };
+
   void SetUp() override { InstallEmbedded(); }
 
   int Run(const std::vector<std::string>& words, bool terminal = false) {
-    std::ostringstream out, err;
+    std::ostringstream out;
+    Heard heard(on_err_);
+    std::ostream err(&heard);
     Console console{out, err, terminal, terminal, 100};
     const int status = RunProgram(words, console);
     out_ = out.str();
-    err_ = err.str();
+    err_ = heard.str();
     return status;
   }
 
@@ -80,19 +99,21 @@ class OnConsole : public testing::Test {
 
   TemporaryFolder folder_;
   std::string out_, err_;
+  OnText on_err_;
 };
 
 TEST_F(OnConsole, AnImportWaitsForAnotherProgramThatWritesAndSaysSo) {
   Import({"Bolt"});
-  int ends[2];
+  int ends[2], enough[2];
   ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(pipe(enough), 0);
   const auto child = fork();
   if (child == 0) {
     const auto other = engine::sql::sqlite::OpenFile(File("q.db"), false, [](auto&) {});
     engine::sql::Transaction writing(*other, engine::sql::TransactionKind::Write);
     other->Execute("INSERT INTO part(id, name) VALUES(77, 'Theirs')");
-    if (write(ends[1], "w", 1) != 1) _exit(1);
-    std::this_thread::sleep_for(std::chrono::milliseconds(1300));
+    char said = 0;
+    if (write(ends[1], "w", 1) != 1 || read(enough[0], &said, 1) != 1) _exit(1);
     writing.Commit();
     _exit(0);
   }
@@ -100,7 +121,13 @@ TEST_F(OnConsole, AnImportWaitsForAnotherProgramThatWritesAndSaysSo) {
   ASSERT_EQ(read(ends[0], &begun, 1), 1);
   const auto values = Write(
       "w.csv", "part,process,test,subgroup,time,value\nNut,Lathe,Length,1,2024-03-02T00:00:00,1\n");
+  bool has_said = false;
+  on_err_ = [&](const std::string& so_far) {
+    if (has_said || so_far.find("q.db: 1 s") == std::string::npos) return;
+    has_said = write(enough[1], "s", 1) == 1;
+  };
   EXPECT_EQ(Run({"import", values, "--db", File("q.db")}, true), 0) << err_;
+  on_err_ = {};
   int status = 1;
   waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
@@ -121,7 +148,7 @@ TEST_F(OnConsole, TheReasonOfAFailedCopyTakesThePlaceOfItsProgress) {
            platform::IsoText(1'700'000'000 + 60 * i) + "," + std::to_string(i % 97) + "\n";
   ASSERT_EQ(Run({"import", Write("v.csv", csv), "--db", File("q.db")}), 0) << err_;
   const auto copy = [&](std::int64_t bytes) {
-    const engine::LimitedDevice device(bytes);
+    engine::WatchedDevice device(bytes);
     const int status = Run({"copy", "--db", File("q.db"), "--to", File("copy.db")}, true);
     return std::pair(status, device.Peak());
   };

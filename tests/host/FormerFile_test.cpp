@@ -112,6 +112,9 @@ class FormerFile : public ProgramTest {
     ASSERT_EQ(Run("set --db anew.db time_zone +02:00").status, 0);
   }
   void MakeFormer(std::int32_t version) {
+    if (version == 3) {
+      return engine::store::WriteVersion3File(folder_.File("anew.db"), folder_.File("former.db"));
+    }
     WriteFormerFile(folder_.File("anew.db"), folder_.File("former.db"), version);
   }
 
@@ -212,6 +215,19 @@ TEST_F(FormerFile, OfSchema2SaysWhatADatabaseSaysThatWasImportedAnew) {
   commands.push_back(
       {"compliance --since 2024-03-01 --until 2024-03-03 --format json", {"Diameter"}});
   ExpectTheSame(2, commands);
+}
+
+TEST_F(FormerFile, OfSchema3SaysWhatADatabaseSaysThatWasImportedAnew) {
+  ImportSome();
+  for (const auto& [kind, text] : kOfVersion2) ImportAnew(kind, text);
+  MakeFormer(3);
+  auto commands = OfValues();
+  commands.push_back({"events --format json", {"power cut", "strike"}});
+  commands.push_back({"pareto --from events --format json", {"worn"}});
+  commands.push_back({"states --until 2024-03-03 --format json", {"Z3"}});
+  commands.push_back(
+      {"compliance --since 2024-03-01 --until 2024-03-03 --format json", {"Diameter"}});
+  ExpectTheSame(3, commands);
 }
 
 // A file that a release with schema 1 has written.

@@ -122,6 +122,40 @@ TEST_F(LimitsCommand, PoliciesAndReviews) {
   EXPECT_EQ(Limits("review").out, "nothing to propose\n");
 }
 
+TEST_F(LimitsCommand, PoliciesAreListedAsTheyHold) {
+  EXPECT_EQ(Limits("policy shewhart").status, 1) << "no reason";
+  Limits("policy shewhart --test Diameter --reason agreed");
+  Limits("policy public-health --test Diameter --reason better");
+  EXPECT_EQ(Limits("policy").out.find("shewhart"), std::string::npos);
+  const auto policies = JsonParser(Limits("policy --format json").out).Parse();
+  ASSERT_EQ(policies.At("Policies").elements.size(), 1U);
+  EXPECT_EQ(policies.At("Policies[0].Policy").text, "public-health");
+  EXPECT_EQ(policies.At("Policies[0].Test").text, "Diameter");
+  EXPECT_EQ(policies.At("Policies[0].Minimum").number, 12);
+}
+
+TEST_F(LimitsCommand, ShowSaysHowEachFigureWasMade) {
+  Limits("freeze --effective 2026-01-01 --graph1 xbar --graph2 range --reason first --force");
+  const auto text = Limits("show 1").out;
+  const auto json = JsonParser(Limits("show 1 --format json").out).Parse();
+  EXPECT_NE(text.find(", " + json.At("MeanName").text + "\n"), std::string::npos) << text;
+  EXPECT_FALSE(json.At("MeanName").text.empty());
+  EXPECT_FALSE(json.At("SWEstimator").text.empty());
+  EXPECT_EQ(json.At("SP").number, json.At("SW").number);
+  EXPECT_EQ(text.find("sigma w"), std::string::npos) << "it is the same\n" << text;
+}
+
+TEST_F(LimitsCommand, ARowForAnyProcessIsComparedWithTheOneThatIsNamed) {
+  Write("row.csv", "part,test,mean,sp\nRing,Diameter,10,1\n");
+  Write("b.csv", "part,process,test,subgroup,time,value\nRing,Press B,Diameter,1,2026-01-01,10\n");
+  EXPECT_EQ(Run("import row.csv --kind control-limits --db q.db").status, 0);
+  EXPECT_EQ(Limits("compare 1 computed").status, 0);
+  EXPECT_EQ(Run("import b.csv --db q.db").status, 0);
+  EXPECT_NE(Limits("compare 1 computed").err.find("2 streams fit"), std::string::npos);
+  EXPECT_EQ(Limits("compare 1 computed --process 'Press A'").status, 0);
+  EXPECT_EQ(Limits("compare 1 1 --process 'Press A'").status, 2);
+}
+
 TEST_F(LimitsCommand, AWindowOfSeveralPhasesHasThoseOfOne) {
   for (const auto* const phase : {"--name \"Tool A\" --start 2026-01-01 --end 2026-01-11",
                                   "--name \"Tool B\" --start 2026-01-11"}) {

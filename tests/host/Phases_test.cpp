@@ -79,7 +79,8 @@ TEST(PhasePicture, EachBorderHasALineAndEachPhaseItsName) {
 TEST(PhasePicture, NoStrokeOfALimitCrossesABorder) {
   for (const bool older : {false, true}) {
     auto view = PhasedView(60, 6);
-    view.phases[2].has_older_limits = older;
+    if (older) view.older_limits.resize(60);
+    for (std::size_t i = 20; older && i < 30; ++i) view.older_limits[i] = true;
     const auto scene = ChartScene(view);
     const auto borders = BordersOf(scene);
     std::size_t strokes = 0;
@@ -94,6 +95,22 @@ TEST(PhasePicture, NoStrokeOfALimitCrossesABorder) {
     }
     EXPECT_EQ(strokes, 18U) << "three lines in each of six phases";
     EXPECT_EQ(ShapesOf<PathShape>(scene, "lim old").size(), older ? 2U : 0U);
+  }
+}
+
+// The other half of the phase has limits of its own.
+TEST(PhasePicture, LimitsAreThinWhereTheyAreOlderThanThePhase) {
+  auto view = PhasedView(60, 3);
+  view.older_limits.resize(60);
+  for (std::size_t i = 20; i < 30; ++i) view.older_limits[i] = true;
+  const auto scene = ChartScene(view);
+  const double middle = (BordersOf(scene).at(0) + BordersOf(scene).at(1)) / 2.0;
+  const auto thin = ShapesOf<PathShape>(scene, "lim old");
+  ASSERT_EQ(thin.size(), 2U);
+  for (const auto& path : thin) {
+    const auto [first, last] = std::minmax_element(path.line.begin(), path.line.end());
+    EXPECT_GT(first->first, BordersOf(scene)[0] - 0.01);
+    EXPECT_NEAR(last->first, middle, 0.01);
   }
 }
 
@@ -147,6 +164,8 @@ TEST(PhasePicture, TheRightEdgeHasTheLimitsOfTheNewestPhaseAlone) {
 TEST(PhasePicture, ExcludedPointsAreHollowAndNamed) {
   auto view = PhasedView(20, 2);
   view.phases[1].is_excluded = true;
+  view.excluded.assign(20, false);
+  std::fill(view.excluded.begin() + 10, view.excluded.end(), true);
   const auto scene = ChartScene(view);
   EXPECT_EQ(CountOf(scene, "Tool B (excluded)"), 1U);
   EXPECT_TRUE(HasText(scene, "disabled, incomplete or excluded"));
@@ -212,6 +231,17 @@ TEST_F(PhaseCommandTest, PhasesAreAddedListedEndedAndRemoved) {
   EXPECT_NE(Run("phase list --db q.db").out.find("2024-02-09"), std::string::npos);
   EXPECT_EQ(Run("phase remove 1 --reason mistake --db q.db").status, 0);
   EXPECT_NE(Run("phase list --db q.db").out.find("(none)"), std::string::npos);
+}
+
+TEST_F(PhaseCommandTest, APhaseThatHasEndedIsNotEndedAgainByChance) {
+  EXPECT_EQ(Add("--part Ring --name A --start 2024-01-01 --end 2024-01-02").status, 0);
+  const auto again = Run("phase end A --reason worn --db q.db");
+  EXPECT_EQ(again.status, 1);
+  EXPECT_EQ(again.err, "orvspc phase: phase \"A\" ended 2024-01-02; --end changes that\n");
+  EXPECT_EQ(Run("phase end A --end 2024-01-05 --reason worn --db q.db").status, 0);
+  EXPECT_NE(Run("phase list --db q.db").out.find("2024-01-05"), std::string::npos);
+  EXPECT_EQ(Add("--part Ring --name B --start 2024-01-05 --end 2037-01-01").status, 0);
+  EXPECT_EQ(Run("phase end B --reason worn --db q.db").status, 0) << "it goes on";
 }
 
 TEST_F(PhaseCommandTest, WhatIsWrongIsOneLine) {
@@ -314,6 +344,27 @@ TEST_F(PhaseCommandTest, PointsOfAnExcludedPhaseAreOutOfNoSpecification) {
         << format;
   }
   EXPECT_EQ(Run(chart + "--exit-code").status, 3) << "the newest point that counts";
+}
+
+TEST_F(PhaseCommandTest, PointsOfAnExcludedPhaseAreHollowAlsoWherePhasesAreTakenTogether) {
+  const std::string chart = "chart --db q.db --max 0 ";
+  const auto hollow = [&](const std::string& options) {
+    const auto svg = Run(chart + options + "--graph1 xbar --graph2 none --format svg").out;
+    int count = 0;
+    for (auto at = svg.find("class=\"pu\""); at != svg.npos; at = svg.find("class=\"pu\"", at + 1))
+      ++count;
+    return count;
+  };
+  EXPECT_EQ(hollow("--all-phases "), 0);
+  ASSERT_EQ(Add("--part Ring --name bad --start 2024-02-21 --kind excluded").status, 0);
+  const auto usual = hollow("");
+  EXPECT_GE(usual, 8) << "and what the sign means";
+  EXPECT_EQ(hollow("--all-phases "), usual);
+  const auto text = Run(chart + "--all-phases").out;
+  EXPECT_NE(text.find("x disabled, incomplete or excluded"), text.npos);
+  EXPECT_NE(text.find("28 subgroups, 20 used"), text.npos);
+  const auto page = Run(chart + "--all-phases --format html").out;
+  EXPECT_NE(page.find("<td>excluded</td>"), page.npos);
 }
 
 TEST_F(PhaseCommandTest, CapabilityTakesTheNewestPhaseUnlessToldOtherwise) {

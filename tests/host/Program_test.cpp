@@ -126,6 +126,47 @@ TEST_F(Program, ACopyIsComparedAndDrawsTheSameChart) {
   EXPECT_EQ(Run("copy --db q.db").status, 2);
 }
 
+TEST_F(Program, ACopyHasTheStatesThatAreAskedFor) {
+  Import();
+  for (const std::string change : {"flag '#3' --to disabled", "flag '#4' --to disabled"}) {
+    const auto done = Run("edit " + change + " --db q.db --reason 'trial run'");
+    ASSERT_EQ(done.status, 0) << done.err;
+  }
+  const struct {
+    std::string options, says;
+  } cases[] = {{"--part Bolt", "20 measurements, "},
+               {"--part Bolt --state enabled", "18 measurements, "},
+               {"--state disabled", "2 measurements, "},
+               {"--state disabled,enabled", "20 measurements, "}};
+  for (const auto& [options, says] : cases) {
+    const auto copied = Run("copy --db q.db --to copy.db " + options);
+    EXPECT_TRUE(copied.out.starts_with(says)) << options << ": " << copied.out << copied.err;
+    folder_.RemoveStore("copy.db");
+  }
+}
+
+TEST_F(Program, NamesAreListedAlsoWhereValuesAreDamaged) {
+  std::string csv = "part,process,test,subgroup,time,value\nNut,Lathe,Length,0,2024-02-01,7\n";
+  for (int i = 0; i < 200; ++i) {
+    csv += "Bolt,Lathe,Length," + std::to_string(i) + "," +
+           platform::IsoText(1'709'280'000 + 60 * i) + "Z,1\n";
+  }
+  Write("many.csv", csv);
+  ASSERT_EQ(Run("import many.csv --db q.db").status, 0);
+  tests::ChangeRows(folder_.Store("q.db"), "UPDATE measurement_chunk SET packed = zeroblob(64)");
+  const auto listed = Run("list --db q.db parts");
+  EXPECT_EQ(listed.status, 1) << listed.err;
+  EXPECT_LT(listed.out.find("Bolt"), listed.out.find("Nut")) << listed.out;
+  EXPECT_TRUE(listed.err.starts_with("note: subgroups of the kind part are not counted: "))
+      << listed.err;
+  EXPECT_NE(listed.err.find("The values of Bolt / Lathe / Length"), std::string::npos)
+      << listed.err;
+  const auto json = Run("list --db q.db parts --format json").out;
+  EXPECT_NE(json.find("\"Subgroups\": null, \"First\": null"), std::string::npos) << json;
+  const auto copied = Run("copy --db q.db --to copy.db --part Nut");
+  EXPECT_TRUE(copied.out.starts_with("1 measurement, ")) << copied.out << copied.err;
+}
+
 TEST_F(Program, ChartOfImportedValuesShowsThePointOutsideInEveryFormat) {
   Import();
   const std::string chart = "chart --db q.db --part Bolt --graph1 individuals --graph2 mr ";

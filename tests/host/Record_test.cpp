@@ -51,6 +51,34 @@ TEST_F(RecordTest, WithoutADatabaseNothingIsMade) {
   EXPECT_FALSE(Exists("q.db"));
 }
 
+// Nor where it may be made: it is with the first record that is stored.
+TEST_F(RecordTest, ARefusedRecordMakesNoDatabase) {
+  const auto made = [&] { return Exists("q.db") || Exists("q.db-wal") || Exists("q.db-journal"); };
+  const auto refused = Run(kRing + "1e301 --create");
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.err, "orvspc record: value: 1e+301 is too large; values lie below 1e300\n");
+  EXPECT_FALSE(made());
+  const std::string stream = R"({"part":"Ring","process":"Press A","test":"Diameter",)";
+  Write("bad.jsonl", stream + R"("pieces":[1e301]})" + "\n" + "nonsense\n");
+  for (const std::string batch : {"", " --batch 10"}) {
+    const auto lines = LinesOf(Run("record --db q.db --create --jsonl bad.jsonl" + batch).out);
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(lines[0]["error"]["code"], "number");
+    EXPECT_EQ(lines[1]["error"]["code"], "json");
+    EXPECT_FALSE(made());
+  }
+  Write("one.jsonl", stream + R"("pieces":[1e301]})" + "\n" + stream + R"("pieces":[1]})" + "\n" +
+                         stream + R"("pieces":[2],"label":"x"})" + "\n");
+  for (const std::string batch : {"", " --batch 2"}) {
+    const auto lines = LinesOf(Run("record --db q.db --create --jsonl one.jsonl" + batch).out);
+    ASSERT_EQ(lines.size(), 3U);
+    EXPECT_EQ(lines[0]["error"]["code"], "number");
+    EXPECT_EQ(lines[1]["subgroup"], 1);
+    EXPECT_EQ(lines[2]["subgroup"], 2);
+    folder_.RemoveStore("q.db");
+  }
+}
+
 TEST_F(RecordTest, RefusalsAreOneLine) {
   Run(kRing + "1 --at 2026-03-11 --create");
   const struct {
@@ -134,6 +162,61 @@ TEST_F(RecordTest, EachLineOfJsonHasOneAnswer) {
 }
 
 // One that a server could not look for, either.
+TEST_F(RecordTest, ALineThatIsNestedDeeplyIsRefused) {
+  Run(kRing + "1 --at 2026-03-11 --create");
+  const auto nested = [](int levels) {
+    const auto count = static_cast<std::size_t>(levels);
+    return R"({"pieces":)" + std::string(count, '[') + std::string(count, ']') + "}";
+  };
+  Write("in.jsonl", nested(200'000) + "\n" + nested(32) + "\n" + nested(31) + "\n" +
+                        R"({"part":"[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[[\"[","x":1})" + "\n");
+  const auto outcome = Run("record --db q.db --jsonl in.jsonl");
+  EXPECT_EQ(outcome.status, 1);
+  const auto lines = LinesOf(outcome.out);
+  ASSERT_EQ(lines.size(), 4U) << outcome.err;
+  for (const auto place : {0, 1}) {
+    EXPECT_EQ(lines[place]["error"]["code"], "json");
+    EXPECT_EQ(lines[place]["error"]["text"], "line: is nested deeper than 32 levels");
+  }
+  EXPECT_EQ(lines[2]["error"]["field"], "value");
+  EXPECT_EQ(lines[3]["error"]["field"], "x") << "brackets in a text are none";
+}
+
+TEST_F(RecordTest, ALineThatIsTooLongIsRefused) {
+  Run(kRing + "1 --at 2026-03-11 --create");
+  Write("in.jsonl", "{" + std::string((std::size_t{64} << 20) + 9, ' ') + "}\n" + "nonsense\n");
+  const auto refused = LinesOf(Run("record --db q.db --jsonl in.jsonl").out);
+  ASSERT_EQ(refused.size(), 2U);
+  EXPECT_EQ(refused[0]["error"]["text"], "line: is longer than 67108864 bytes");
+  EXPECT_EQ(refused[1]["error"]["text"], "line: is no JSON");
+}
+
+TEST_F(RecordTest, StreamsAreListedWithTheirLimitsAndOpenAlarms) {
+  const auto listed = [&] {
+    return Json::parse(Run("list --db q.db streams --format json").out)["stream"];
+  };
+  Run(kRing + "10 --at 2026-03-11 --create");
+  Run("record --db q.db --part Ring --process 'Press B' --test Diameter 10 --at 2026-03-11 "
+      "--create");
+  ASSERT_EQ(listed().size(), 2U);
+  for (const auto& each : listed()) {
+    EXPECT_TRUE(each["Limits"].is_null()) << each;
+    EXPECT_EQ(each["OpenAlarms"], 0);
+  }
+  Write("l.csv",
+        "part,process,test,mean,sp,effective\nRing,,Diameter,10,0.1,2026-01-01\n"
+        "Ring,Press A,Diameter,10,0.1,2026-01-01\nRing,Press A,Diameter,9,0.1,2037-01-01\n");
+  ASSERT_EQ(Run("import l.csv --db q.db --kind control-limits").status, 0);
+  Run(kRing + "20");
+  const auto now = listed();
+  EXPECT_EQ(now[0]["Limits"], 2) << "that of the process itself, and the later one not yet";
+  EXPECT_GT(now[0]["OpenAlarms"], 0);
+  EXPECT_EQ(now[1]["Limits"], 1);
+  EXPECT_EQ(now[1]["OpenAlarms"], 0);
+  const auto alarms = Json::parse(Run("alarm list --db q.db --format json").out);
+  EXPECT_EQ(now[0]["OpenAlarms"], alarms["Alarms"].size()) << alarms;
+}
+
 TEST_F(RecordTest, AKeyThatIsNoneIsTheRefusalOfItsLineAlone) {
   Run(kRing + "1 --at 2026-03-11 --create");
   const std::string stream = R"({"part":"Ring","process":"Press A","test":"Diameter","pieces":[)";

@@ -122,6 +122,17 @@ TEST_F(Summary, EventsInTextTellWhatIsOpen) {
     EXPECT_NE(outcome.out.find(piece), std::string::npos) << piece;
 }
 
+TEST_F(Summary, EventsHaveTheirWholeNames) {
+  ImportDay();
+  const std::string name = "4 of 5 points in zone B or beyond on the same side";
+  Import("long.csv", "type,time,name\ngeneral," + Clock(23, 30) + "," + name + "\n", "events");
+  const ParsedJson document = Json("events");
+  EXPECT_EQ(document.At("Events").elements.back().At("Name").text, name);
+  std::string text = Run("events --db q.db").out;
+  EXPECT_NE(text.find("same side"), std::string::npos) << text;
+  EXPECT_NE(text.find("Audit"), std::string::npos) << "short ones, too";
+}
+
 TEST_F(Summary, MaximumAndProcessNarrowTheEvents) {
   ImportDay();
   EXPECT_EQ(Json("events --max 1").At("Events[0].EventTime").text, Clock(23, 0));

@@ -469,6 +469,26 @@ TEST_F(Texts, EveryTextOfAScriptIsFoundInAllFormats) {
   EXPECT_TRUE(Has(states, "su-37")) << states;
 }
 
+TEST_F(Texts, NoTestIsRoundedToTheDecimalsOfAnother) {
+  std::string csv = "part,process,test,subgroup,time,value\n";
+  for (int i = 0; i < 9; ++i) {
+    const auto number = std::to_string(i);
+    const auto of = number + ",2024-03-01T0" + number + ":00,";
+    csv += "Ring,Press,Bore," + of + "74.03" + number + "\nRing,Press,Weight," + of + "250" +
+           number + "\n";
+  }
+  Import("values", csv);
+  const auto is_whole = [&](const std::string& format) {
+    return Has(Run("chart --db q.db --format " + format).out, "74.035");
+  };
+  for (const std::string limits :
+       {"Ring,Weight,2600,0\n", "Ring,Bore,75,3\nRing,Weight,2600,0\n"}) {
+    Import("limits", "part,test,usl,scale\n" + limits);
+    EXPECT_TRUE(is_whole("svg")) << limits;
+    EXPECT_TRUE(is_whole("html")) << limits;
+  }
+}
+
 TEST_F(Texts, ValuesOfManyDigitsHaveSixDecimals) {
   std::string csv = "part,process,test,subgroup,time,value\n";
   for (int i = 0; i < 9; ++i)
@@ -511,6 +531,25 @@ TEST_F(Texts, AnEmptySelectionSaysWhichConditionEmptiedIt) {
   Import("events", "type,time,process\ndowntime,2024-03-01T08:05,Press\n");
   EXPECT_EQ(Run("events --db q.db --since 2030-01-01 --format json").err,
             "no data: 1 event without --since 2030-01-01\n");
+}
+
+TEST_F(Texts, AnEmptyChartOfCountsSaysWhichConditionEmptiedIt) {
+  std::string csv = "part,process,test,subgroup,time,count,size\n";
+  for (int i = 0; i < 8; ++i)
+    csv += "Ring,Press,Leaks," + std::to_string(i) + ",2024-03-01T0" + std::to_string(i) +
+           ":00,1,50\n";
+  Import("values", csv);
+  const std::string said = "no data: 8 subgroups without --since 2030-01-01\n";
+  for (const std::string options :
+       {"", " --test Leaks", " --graph1 p", " --test Leaks --graph1 np"}) {
+    const auto outcome = Run("chart --db q.db --since 2030-01-01 --format json" + options);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.err.substr(0, outcome.err.find('\n') + 1), said) << options;
+  }
+  ImportHours(30);
+  EXPECT_TRUE(Has(Run("chart --db q.db --since 2030-01-01 --format json").err,
+                  "no data: 30 subgroups without --since 2030-01-01\n"))
+      << "where there are values the chart is one of these";
 }
 
 TEST_F(Texts, AnEmptySelectionNamesPhasesAndKindsOfTestsToo) {

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <future>
 #include <set>
+#include <thread>
 
 #include "engine/schema/schema.h"
 #include "tests/postgres/server_fixture.h"
@@ -165,6 +169,33 @@ TEST_F(ServerFailureTest, TheProgramPrintsNoPassword) {
     check("copy --db '" + Path() + "' --to " + word);
     check("chart --db '" + Path() + "' -o " + word + ".nonsense");
   }
+}
+
+// On a terminal, which shows for what it waits.
+TEST_F(ServerFailureTest, AnImportThatWaitsShowsNoPassword) {
+  Import(Values(0, 3));
+  const auto file = folder_.File("more.csv"), out = folder_.File("out");
+  WriteFile(file, Values(3, 6));
+  std::promise<void> has_begun;
+  std::thread other([&] {
+    Opened()->Write([&](Connection& db) {
+      db.Execute("UPDATE part SET active = 1");
+      has_begun.set_value();
+      std::this_thread::sleep_for(std::chrono::milliseconds(1300));
+    });
+  });
+  has_begun.get_future().wait();
+  const auto line = "script -qec \"'" ORVSPC_PROGRAM "' import '" + file + "' --db '" +
+                    As("postgres:hush") + "'\" '" + out + "' >/dev/null 2>&1";
+  EXPECT_EQ(std::system(line.c_str()), 0);
+  other.join();
+  std::ifstream shown(out);
+  const std::string text{std::istreambuf_iterator<char>(shown), {}};
+  EXPECT_NE(text.find("import: waiting for another program that writes postgresql://postgres@"),
+            std::string::npos)
+      << text;
+  // The first line of the record is the command.
+  EXPECT_EQ(text.find("hush", text.find('\n')), std::string::npos) << text;
 }
 
 TEST_F(ServerFailureTest, OnlyDatabasesOfUtf8AndOursAreUsed) {

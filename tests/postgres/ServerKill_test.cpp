@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <chrono>
+#include <thread>
+#include <utility>
+
 #include "tests/postgres/server_kill.h"
 
 namespace orvspc::engine::store {
@@ -38,15 +42,34 @@ TEST_F(ServerKillTest, AServerThatDiesAtAnyMomentHasAllOfAnImportOrNothing) {
   Import(Values(0, 10));
   std::size_t before = 10;
   int all = 0, nothing = 0;
-  for (int round = 0; round < 12; ++round) {
+  constexpr int kRounds = 12;
+  std::chrono::steady_clock::duration whole{};
+  for (int round = 0; round <= kRounds; ++round) {
     WriteFile(folder_.File("some.csv"), Values(10 + round * kSubgroups, kSubgroups));
-    std::thread killer([&] {
-      std::this_thread::sleep_for(std::chrono::milliseconds(2 + 7 * round));
-      Control("ORVSPC_TEST_KILL");
-    });
+    std::thread killer;
+    const auto strike_after = [&](std::chrono::steady_clock::duration delay) {
+      killer = std::thread([delay] {
+        std::this_thread::sleep_for(delay);
+        Control("ORVSPC_TEST_KILL");
+      });
+    };
+    ImportOptions options;
+    bool has_begun = false;
+    options.progress = [&](std::int64_t, std::int64_t) {
+      if (std::exchange(has_begun, true) || round == 0) return;
+      strike_after(whole * (kRounds - round) / kRounds);
+      if (round == kRounds) killer.join();
+    };
+    const auto begin = std::chrono::steady_clock::now();
     const auto failure = Checked(
-        FailureOf([&] { ImportCsv(folder_.File("some.csv"), Db(), ImportKind::Values, {}); }));
-    killer.join();
+        FailureOf([&] { ImportCsv(folder_.File("some.csv"), Db(), ImportKind::Values, options); }));
+    ASSERT_TRUE(has_begun);
+    // At first once it is through, at last as soon as it has begun.
+    if (round == 0) {
+      whole = std::chrono::steady_clock::now() - begin;
+      strike_after({});
+    }
+    if (killer.joinable()) killer.join();
     Control("ORVSPC_TEST_START");
     const auto now = Stored();
     if (failure.empty()) {

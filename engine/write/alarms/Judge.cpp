@@ -10,6 +10,8 @@
 #include <utility>
 
 #include "engine/charts/AttributeRun.h"
+#include "engine/charts/ChartPlan.h"
+#include "engine/charts/Lines.h"
 #include "engine/charts/RunRows.h"
 #include "engine/charts/VariableRun.h"
 #include "engine/chunks/StreamWalk.h"
@@ -41,6 +43,26 @@ struct Signal {
   std::size_t first = 0, last = 0, points = 0;  // places in the data
 };
 
+// The newest record of a stream; empty: there is none.
+std::optional<store::RecordKey> NewestOf(sql::Connection& db, std::int64_t stream) {
+  std::optional<store::RecordKey> newest;
+  store::StreamWalk(db, stream, false, INT32_MIN, INT32_MAX)
+      .ForEach([&](const store::RecordView& record) {
+        newest = record.Key();
+        return false;
+      });
+  return newest;
+}
+
+// Whether a row is one that the charts of a test of that type take; they leave out the others.
+bool Suits(const catalogue::ControlLimit& limit, std::int32_t test_type) {
+  using catalogue::RateKind;
+  auto kind = catalogue::RateKindOf(limit.chart_word);
+  if (test_type == ttVariable) return kind == RateKind::None;
+  if (limit.chart_word == 0) kind = test_type == ttDefectives ? RateKind::Share : RateKind::PerUnit;
+  return kind != RateKind::None && catalogue::IsRate(kind, limit.row.F_MEAN);
+}
+
 // Judges one stream.
 class StreamJudge {
  public:
@@ -57,18 +79,22 @@ class StreamJudge {
   bool Run(std::vector<Alarm>& opened) {
     limits_ = store_.ControlLimits(Of().part, Of().process, Of().test);
     charts::SortForProcess(limits_);
+    std::erase_if(limits_, [&](const auto& limit) { return !Suits(limit, Of().test_type); });
     const bool has_limits =
         catalogue::EffectiveRows<catalogue::ControlLimit>(limits_).PlaceAt(touched_.last.time) >= 0;
-    JudgeBy(opened);
+    JudgeAll(opened);
     return has_limits;
   }
 
  private:
-  void JudgeBy(std::vector<Alarm>& opened) {
+  void JudgeAll(std::vector<Alarm>& opened) {
     specs_ = store_.SpecLimits(Of().part, Of().test);
     if (limits_.empty() && specs_.empty() && !HasAlarms(db_, Of().id)) return;
     mark_ = ReadMark(db_, Of().id);
+    // What came after all that was judged is the newest.
+    newest_ = mark_ && *mark_ < touched_.last ? touched_.last : NewestOf(db_, Of().id);
     ReadRules();
+    TakeInUnjudged();
     LeaveOutOld();
     auto known = Read(touched_.first, touched_.last);
     const bool is_behind = mark_ && !(*mark_ < touched_.first);
@@ -108,14 +134,19 @@ class StreamJudge {
   }
 
   // What is older raises no alarm.
-  std::int64_t OldestBehind(std::int32_t newest) {
-    const auto horizon = SecondsOfHorizon(store_.Setting("alarm_horizon", ""));
-    return std::max(newest, mark_ ? mark_->time : INT32_MIN) - horizon;
+  std::int64_t OldestToJudge() { return newest_.value_or(touched_.last).time - Horizon(); }
+  std::int64_t Horizon() { return SecondsOfHorizon(store_.Setting("alarm_horizon", "")); }
+
+  // Beside a wrong date that was the newest all others were too old.
+  void TakeInUnjudged() {
+    if (!mark_ || !newest_ || mark_->time - Horizon() <= newest_->time) return;
+    const auto oldest = std::max<std::int64_t>(OldestToJudge(), INT32_MIN);
+    touched_.first = std::min(touched_.first, {static_cast<std::int32_t>(oldest), INT32_MIN});
   }
 
   // Of years that are imported only the newest days are read, unless there are older alarms.
   void LeaveOutOld() {
-    auto first = OldestBehind(touched_.last.time);
+    auto first = OldestToJudge();
     if (first <= touched_.first.time) return;
     if (const auto oldest = OldestAlarm(db_, Of().id, touched_.first.time)) {
       first = std::min(first, *oldest);
@@ -181,7 +212,8 @@ class StreamJudge {
     eligible_.assign(points.size(), 0);
     in_force_.assign(points.size(), -1);
     if (points.empty()) return;
-    oldest_ = OldestBehind(points.back().Sgtm);
+    newest_ = std::max(newest_, std::optional(KeyOf(points.back())));
+    oldest_ = OldestToJudge();
     catalogue::EffectiveRows<catalogue::ControlLimit> effective(limits_);
     for (std::size_t i = 0; i < points.size(); ++i) {
       const auto place = effective.PlaceAt(points[i].Sgtm);
@@ -190,55 +222,82 @@ class StreamJudge {
       const auto id = limits_[static_cast<std::size_t>(place)].row.Word0;
       eligible_[i] = points[i].Sgtm >= rows_.InUseSince(db_, id);
       if (i + 1 == points.size()) limit_row_ = id;
-      word_ = limits_[static_cast<std::size_t>(place)].chart_word;
     }
   }
 
-  // Of the chart that the limits were made from, else the usual one for the sizes.
-  std::int32_t ChartWord() const {
+  // The usual chart for the sizes.
+  std::int32_t UsualWord() const {
     constexpr std::int32_t kIndividuals = 0x330, kRanges = 0x110, kDeviations = 0x120;
-    constexpr std::int32_t kDefectives = 0xC00, kDefects = 0xE00;
+    constexpr std::int32_t kP = 0xD00, kC = 0xE00, kU = 0xF00;
     constexpr std::int32_t kMaxForRanges = 10;
-    if (word_ != 0) return word_;
-    if (Of().test_type == ttDefectives) return kDefectives;
-    if (Of().test_type == ttDefects) return kDefects;
+    if (Of().test_type == ttDefectives) return kP;
+    if (Of().test_type == ttDefects) {
+      const auto has_size = [](const API_SubgroupData& each) { return each.Size > 0; };
+      const bool has_sizes =
+          !store_.Data().sizes.empty() || std::ranges::any_of(Points(), has_size);
+      return has_sizes ? kU : kC;
+    }
     std::int32_t size = 0;
     for (const auto& each : Points()) size = std::max(size, each.Test_End - each.Test_Start + 1);
     return size <= 1 ? kIndividuals : size <= kMaxForRanges ? kRanges : kDeviations;
   }
 
-  template <class Run>
-  void TakeMarks(Run& run, std::int32_t word) {
+  const catalogue::ControlLimit& LimitAt(std::size_t place) const {
+    return limits_[static_cast<std::size_t>(in_force_[place])];
+  }
+
+  // Of the points whose row was made from the chart, on the graphs whose lines the row gives.
+  template <class Run, class Gives>
+  void TakeMarks(Run& run, std::int32_t word, const std::vector<std::int32_t>& words,
+                 const Gives& gives) {
+    std::vector<std::int32_t> marks(Points().size());
     for (std::size_t g = 0; g < kGraphs; ++g) {
       const auto graph = static_cast<std::int32_t>(g) + 1;
-      auto& marks = marks_[g];
-      marks.assign(Points().size(), 0);
+      std::ranges::fill(marks, 0);
       run.Deliver({marks.data(), sizeof marks[0], marks.size()}, platform::ChartData::OOCs, graph);
       const auto wanted = bits_[g] & store::ApplicableRules(store_.Rules(), word, graph);
-      for (auto& each : marks) {
-        each = static_cast<std::int32_t>(static_cast<std::uint32_t>(each) & wanted);
+      for (std::size_t i = 0; i < marks.size(); ++i) {
+        if (words[i] != word || !gives(LimitAt(i), g)) continue;
+        marks_[g][i] = static_cast<std::int32_t>(static_cast<std::uint32_t>(marks[i]) & wanted);
       }
     }
   }
 
-  // By the functions of the chart.
+  // By the functions of the charts that the rows in force were made from.
   void Judge() {
+    if (Points().empty()) return;  // there the test may have lost its type
+    const auto usual = UsualWord();
+    std::vector<std::int32_t> words(Points().size(), 0);  // 0: no row
+    for (std::size_t i = 0; i < words.size(); ++i) {
+      if (in_force_[i] < 0) continue;
+      words[i] = LimitAt(i).chart_word != 0 ? LimitAt(i).chart_word : usual;
+    }
+    for (auto& marks : marks_) marks.assign(Points().size(), 0);
+    const auto notes = store::NoteCount();
+    for (const auto word : std::set(words.begin(), words.end())) {
+      if (word != 0) JudgeBy(word, words);
+    }
+    store::KeepNotes(notes);
+  }
+
+  void JudgeBy(std::int32_t word, const std::vector<std::int32_t>& words) {
     API_DSInfo info{};
     info.Status = 7;
-    const auto word = ChartWord();
-    const auto notes = store::NoteCount();
     if (Of().test_type == ttVariable) {
       charts::VariableRun run;
       run.KeepToSelection();
       API_CCVarOptions options{};
       options.ChartWord = word;
-      if (run.Process(store_, info, {}, options) != 0) TakeMarks(run, word);
+      if (run.Process(store_, info, {}, options) == 0) return;
+      TakeMarks(run, word, words, [&](const catalogue::ControlLimit& limit, std::size_t graph) {
+        return charts::GivesSigma(limit, run.EstimatesOf(0), run.Plan(), graph);
+      });
     } else {
       charts::AttributeRun run;
       run.KeepToSelection();
-      if (run.Process(store_, info, {}, {word, 0, 0.0}) != 0) TakeMarks(run, word);
+      if (run.Process(store_, info, {}, {word, 0, 0.0}) == 0) return;
+      TakeMarks(run, word, words, [](const catalogue::ControlLimit&, std::size_t) { return true; });
     }
-    store::KeepNotes(notes);
   }
 
   // Each stretch of violations: whether it may raise an alarm or only keeps the one that it raised.
@@ -484,17 +543,23 @@ class StreamJudge {
     return known.points + count - 1;
   }
 
+  // No later than the newest record: what comes after one that was taken out is not late.
   void StoreMark() {
+    if (!newest_) {
+      sql::Query(db_, "DELETE FROM alarm_mark WHERE stream = ?1", Of().id).Run();
+      return;
+    }
     if (Points().empty()) return;
-    const auto newest = KeyOf(Points().back());
+    const auto judged = std::min(
+        mark_ ? std::max(*mark_, KeyOf(Points().back())) : KeyOf(Points().back()), *newest_);
+    if (judged == mark_) return;
     sql::Query(
         db_,
         "INSERT INTO alarm_mark(stream, time, subgroup, limit_row, rules) "
         "VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(stream) DO UPDATE SET "
         "time = excluded.time, subgroup = excluded.subgroup, "
-        "limit_row = excluded.limit_row, rules = excluded.rules "
-        "WHERE (alarm_mark.time, alarm_mark.subgroup) < (excluded.time, excluded.subgroup)",
-        Of().id, newest.time, newest.subgroup, limit_row_,
+        "limit_row = excluded.limit_row, rules = excluded.rules",
+        Of().id, judged.time, judged.subgroup, limit_row_,
         std::to_string(bits_[0]) + " " + std::to_string(bits_[1]) + " " + std::to_string(bits_[2]))
         .Run();
   }
@@ -504,8 +569,9 @@ class StreamJudge {
   ChartRows& rows_;
   StreamStore store_;
   Touched touched_;
-  std::int64_t entry_;                    // the latest one of the log before judging
-  std::optional<store::RecordKey> mark_;  // up to where it was judged before
+  std::int64_t entry_;                      // the latest one of the log before judging
+  std::optional<store::RecordKey> mark_;    // up to where it was judged before
+  std::optional<store::RecordKey> newest_;  // stored
   std::vector<catalogue::ControlLimit> limits_;
   std::vector<API_CCSpecLim> specs_;
   std::array<std::uint32_t, kGraphs> bits_{};
@@ -516,7 +582,7 @@ class StreamJudge {
   std::vector<std::ptrdiff_t> in_force_;  // rows of limits
   std::array<std::vector<std::int32_t>, kGraphs> marks_;
   std::int64_t oldest_ = INT64_MIN;
-  std::int32_t word_ = 0, limit_row_ = 0;
+  std::int32_t limit_row_ = 0;
 };
 
 }  // namespace
@@ -566,11 +632,7 @@ void JudgeFrom(log::Writing& writing, const store::StreamIds& of, std::int32_t f
     touched.push_back({query.Int64(0), first, first, {{first, entry}}});
   }
   for (auto& each : touched) {
-    store::StreamWalk(db, each.stream, false, from, INT32_MAX)
-        .ForEach([&](const store::RecordView& newest) {
-          each.last = newest.Key();
-          return false;
-        });
+    each.last = std::max(each.first, NewestOf(db, each.stream).value_or(each.first));
   }
   std::erase_if(touched, [](const Touched& each) { return each.first == each.last; });
   Judge(writing, touched);

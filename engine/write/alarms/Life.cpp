@@ -2,9 +2,11 @@
 #include "engine/write/alarms/Life.h"
 
 #include <optional>
+#include <span>
 #include <string_view>
 
 #include "engine/catalogue/nearest.h"
+#include "engine/write/alarms/Judge.h"
 #include "engine/write/alarms/alarm_rows.h"
 #include "engine/write/log/Json.h"
 #include "platform/Enumerations.h"
@@ -63,6 +65,25 @@ void SetState(log::Writing& writing, const Alarm& alarm, std::string_view state,
   after["state"] = state;
   writing.Add(operation, ObjectOf(alarm), log::CanonicalText(before), log::CanonicalText(after));
   Tell(writing, alarm, state == "open" ? "reopened" : state);
+}
+
+// What came to the run of a closed alarm is another one. Reopened it would take that one's points.
+void RefuseIfItGoesOn(log::Writing& writing, const Alarm& alarm) {
+  auto& db = writing.Db();
+  sql::Query next(db,
+                  "SELECT b.event, b.stream, e.subgroup_time, b.first_subgroup FROM alarm a "
+                  "JOIN alarm b ON b.stream = a.stream AND b.graph = a.graph AND b.rule = a.rule "
+                  "JOIN event e ON e.id = b.event "
+                  "WHERE a.event = ?1 AND b.state <> 'withdrawn' "
+                  "AND (e.subgroup_time, b.first_subgroup) > (?2, ?3) "
+                  "ORDER BY e.subgroup_time, b.first_subgroup LIMIT 1",
+                  alarm.event, alarm.time, alarm.first_subgroup);
+  if (!next.Step()) return;
+  const auto event = next.Int(0);
+  const Touched both{next.Int64(1), {alarm.time, alarm.first_subgroup}, {next.Int(2), next.Int(3)}};
+  Judge(writing, std::span(&both, 1));
+  if (NeededAlarm(db, event).state != "withdrawn") return;
+  RefuseState(alarm, "its run goes on in alarm " + std::to_string(event));
 }
 
 }  // namespace
@@ -144,6 +165,7 @@ void Reopen(log::Writing& writing, const Alarm& alarm) {
     RefuseState(alarm, "is " + alarm.state + ", not closed");
   }
   SetState(writing, alarm, "open", NeededCodes(writing.Db()), "alarm-reopen", log::Json::object());
+  RefuseIfItGoesOn(writing, alarm);
 }
 
 }  // namespace orvspc::engine::alarms

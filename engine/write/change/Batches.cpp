@@ -136,6 +136,7 @@ class ValuesUndo {
   void DropDescriptors(const std::set<std::int32_t>& kept_subgroups);
   void TidySubgroups();
   std::int64_t DeactivateNames();
+  void ForgetTypes();
 
  private:
   void TakeOut(std::int64_t stream, std::span<const store::RecordKey> keys);
@@ -226,26 +227,14 @@ void ValuesUndo::DropDescriptors(const std::set<std::int32_t>& kept_subgroups) {
 
 // Subgroups that have lost their last values are still found.
 void ValuesUndo::TidySubgroups() {
-  for (auto& [of, subgroups] : subgroups_) {
-    std::vector<std::int32_t> times;
-    for (const auto& [time, id] : subgroups) {
-      if (times.empty() || times.back() != time) times.push_back(time);
-    }
-    std::vector<std::int64_t> streams;
-    for (sql::Query query(db_, "SELECT id FROM stream WHERE part = ?1 AND process = ?2", of.first,
-                          of.second);
-         query.Step();) {
-      streams.push_back(query.Int64(0));
-    }
-    std::set<std::int32_t> with_values;
-    for (const auto stream : streams) {
-      const auto here = store::SubgroupsAt(db_, stream, times);
-      with_values.insert(here.begin(), here.end());
-    }
-    for (const auto& [time, id] : subgroups) {
-      if (with_values.contains(id)) continue;
-      EmptySubgroup(db_, NeededSubgroup(db_, id));
-    }
+  std::vector<store::SubgroupFacts> places;
+  for (const auto& [of, subgroups] : subgroups_) {
+    for (const auto& [time, id] : subgroups) places.push_back({id, of.first, of.second, time, {}});
+  }
+  const auto measured = store::MeasuredAt(db_, places);
+  for (const auto& each : places) {
+    if (std::ranges::binary_search(measured, each.id)) continue;
+    EmptySubgroup(db_, NeededSubgroup(db_, each.id));
   }
 }
 
@@ -276,18 +265,12 @@ bool IsNamedByRows(sql::Connection& db, ItemKind kind, std::int32_t id) {
 
 // Drops the names that values have.
 void ValuesUndo::DropUsed(Names& names) {
-  const auto has_values = [&](std::int64_t stream) {
-    return store::FindChunk(db_, stream, {INT32_MIN, 0}).has_value() ||
-           sql::Query(db_, "SELECT 1 FROM measurement WHERE stream = ?1 LIMIT 1", stream)
-               .RunForInt()
-               .has_value();
-  };
   using Stream = std::tuple<std::int64_t, std::int32_t, std::int32_t, std::int32_t>;
   std::vector<Stream> streams;
   for (sql::Query query(db_, "SELECT id, part, process, test FROM stream"); query.Step();) {
     streams.emplace_back(query.Int64(0), query.Int(1), query.Int(2), query.Int(3));
   }
-  std::erase_if(streams, [&](const Stream& each) { return !has_values(std::get<0>(each)); });
+  std::erase_if(streams, [&](const Stream& each) { return !HasValues(db_, std::get<0>(each)); });
   for (const auto& [id, part, process, test] : streams) {
     names.erase({ItemKind::Part, part});
     names.erase({ItemKind::Process, process});
@@ -346,6 +329,12 @@ std::int64_t ValuesUndo::DeactivateNames() {
   return count;
 }
 
+void ValuesUndo::ForgetTypes() {
+  for (const auto& [kind, id] : names_) {
+    if (kind == ItemKind::Test) ForgetType(writing_, id);
+  }
+}
+
 UndoneBatch UndoValues(log::Writing& writing, const Batch& batch, bool keep_changed) {
   auto& db = writing.Db();
   const auto stored = Find(db, batch);
@@ -361,6 +350,7 @@ UndoneBatch UndoValues(log::Writing& writing, const Batch& batch, bool keep_chan
   undo.DropDescriptors(stored.changed_subgroups);
   undo.TidySubgroups();
   undone.report.names = undo.DeactivateNames();
+  undo.ForgetTypes();
   AddEvent(writing, etSubgroupDelete, {});
   return undone;
 }
@@ -371,12 +361,13 @@ std::vector<ListedImport> ReadImports(sql::Connection& db) {
   constexpr std::int64_t kMillisecondsOfSecond = 1000;
   std::vector<ListedImport> imports;
   sql::Query query(db,
-                   "SELECT b.id, l.at, l.who, b.kind, b.source, b.lines, b.records, b.state "
+                   "SELECT b.id, l.at, l.who, b.kind, b.source, b.lines, b.records, b.state, "
+                   "(SELECT max(v.seq) FROM log v WHERE v.object = 'batch ' || b.id) "
                    "FROM batch b LEFT JOIN log l ON l.seq = b.entry ORDER BY b.id DESC");
   while (query.Step()) {
     auto& each = imports.emplace_back();
     query.Read(each.id, each.made, each.who, each.kind, each.source, each.lines, each.records,
-               each.state);
+               each.state, each.version);
     each.made /= kMillisecondsOfSecond;
   }
   return imports;

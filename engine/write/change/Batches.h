@@ -16,7 +16,8 @@ std::vector<ListedImport> ReadImports(sql::Connection& db);
 
 // Takes out what a batch added. Inside a write transaction.
 //   entries      "delete" for each record, "deactivate" for each name that nothing uses
-//                any more, and "undo" of "batch N"; one event
+//                any more, "type" for each other test that has lost its last values, and "undo" of
+//                "batch N"; one event
 //   comments     that came with values that go, go with them
 //   descriptors  that the batch brought go, unless something else brought them, too, or the
 //                subgroup has a record of it that is kept

@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/write/change/Comments.h"
 
+#include <algorithm>
+#include <cstdio>
+
 #include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
+#include "engine/write/change/Items.h"
+#include "engine/write/change/LaterNames.h"
 #include "engine/write/change/StoredRecord.h"
 #include "engine/write/change/events.h"
 #include "engine/write/change/version.h"
@@ -34,6 +39,32 @@ void CheckText(std::string_view text) {
                   "a comment has 1 to " + std::to_string(log::kMaxComment) +
                       " characters, this one " + std::to_string(characters));
   }
+}
+
+// A piece is one of the test that the comment is of; 0: of none.
+void CheckPiece(const std::vector<StoredRecord>& records, std::int32_t test, std::int32_t piece,
+                const std::string& name) {
+  if (piece == 0) return;
+  const auto number = std::to_string(piece);
+  if (test == 0) {
+    throw Refused("test", "tsno", number, "piece " + number + " is a piece of which test?");
+  }
+  if (std::ranges::none_of(records.front().keys,
+                           [&](const store::RowKey& key) { return key.Tsno == piece; })) {
+    throw Refused("unknown", "tsno", number, name + " has no piece " + number + " of this test");
+  }
+}
+
+// As an entry has it, of what its items are now.
+StoredComment FormerOf(const log::Json& before, const LaterNames& names) {
+  StoredComment former;
+  former.subgroup = before.value("subgroup", 0);
+  former.test = names.Now(catalogue::ItemKind::Test, before.value("test", 0));
+  former.piece = before.value("tsno", 0);
+  former.time = before.value("time", 0);
+  former.who = before.value("who", "");
+  former.text = before.value("text", "");
+  return former;
 }
 
 StoredComment Needed(sql::Connection& db, std::int64_t comment) {
@@ -73,13 +104,13 @@ std::int64_t AddComment(log::Writing& writing, std::int32_t subgroup, std::int32
   CheckText(text);
   const auto of = NeededSubgroup(db, subgroup);
   const auto name = "#" + std::to_string(subgroup);
-  if (test != 0 || expected) {
-    const auto records = ReadRecords(db, of, test == 0 ? std::nullopt : std::optional(test));
-    if (test != 0 && records.empty()) {
-      throw Refused("unknown", "test", std::to_string(test), name + " has no values of this test");
-    }
-    CheckVersion(db, records, name, expected);
+  const auto records = ReadRecords(db, of, test == 0 ? std::nullopt : std::optional(test));
+  if (records.empty()) {
+    if (test == 0) throw Refused("unknown", "subgroup", name, name + " has no values");
+    throw Refused("unknown", "test", std::to_string(test), name + " has no values of this test");
   }
+  CheckPiece(records, test, piece, name);
+  CheckVersion(db, records, name, expected);
   const auto id = sql::TakeIds(db, "comment");
   sql::Query(db,
              "INSERT INTO comment(id, subgroup, test, tsno, time, employee, note) "
@@ -121,6 +152,47 @@ void RemoveComment(log::Writing& writing, std::int64_t comment,
   CheckVersion(db, ObjectOfComment(comment), ObjectOfComment(comment), expected);
   TakeOutComment(writing, comment);
   AddEvent(writing, etSubgroupEdit, About(db, stored));
+}
+
+bool RestoreComment(log::Writing& writing, std::int64_t entry,
+                    std::optional<std::int64_t> expected) {
+  auto& db = writing.Db();
+  std::string object, text, operation;
+  {
+    sql::Query query(db, "SELECT object, before, operation FROM log WHERE seq = ?1", entry);
+    if (query.Step()) query.Read(object, text, operation);
+  }
+  long long comment = 0;
+  if (std::sscanf(object.c_str(), "comment %lld", &comment) != 1) return false;
+  if (text.empty()) {
+    throw Refused("entry", "entry", std::to_string(entry),
+                  "entry " + std::to_string(entry) +
+                      " stored this comment first; comment remove takes it out");
+  }
+  CheckVersion(db, object, object, expected);
+  const LaterNames names(db, entry);
+  const auto former = FormerOf(log::ReadJson(text), names);
+  std::string before;
+  if (operation == "comment-remove") {
+    if (sql::Query(db, "SELECT 1 FROM comment WHERE id = ?1", comment).RunForInt()) {
+      throw Refused("stored", "comment", std::to_string(comment), object + " is there already");
+    }
+    const auto author = names.Find(catalogue::ItemKind::Employee, former.who).value_or(0);
+    if (author != 0) ReviveUndone(db, catalogue::ItemKind::Employee, author);
+    sql::Query(db,
+               "INSERT INTO comment(id, subgroup, test, tsno, time, employee, note) "
+               "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)",
+               comment, former.subgroup, sql::Reference{former.test}, former.piece, former.time,
+               sql::Reference{author}, former.text)
+        .Run();
+  } else {
+    before = Needed(db, comment).Before();
+    sql::Query(db, "UPDATE comment SET note = ?2 WHERE id = ?1", comment, former.text).Run();
+  }
+  writing.Add("restore", object, before,
+              log::CanonicalText({{"entry", entry}, {"text", former.text}}));
+  AddEvent(writing, etSubgroupEdit, About(db, former));
+  return true;
 }
 
 }  // namespace orvspc::engine::change

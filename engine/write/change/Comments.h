@@ -16,7 +16,7 @@ namespace orvspc::engine::change {
 std::string ObjectOfComment(std::int64_t comment);
 
 // Of a test, or of a piece of it; 0: of the subgroup as a whole. Returns its identifier. Refused:
-// unknown, where there is no such subgroup or it has no values of the test.
+// unknown, where there is no such subgroup, or it has no values, none of the test or no such piece.
 // expected: of the record that it is about, or of the newest one of the subgroup.
 std::int64_t AddComment(log::Writing& writing, std::int32_t subgroup, std::int32_t test,
                         std::int32_t piece, std::string_view text,
@@ -27,5 +27,9 @@ void EditComment(log::Writing& writing, std::int64_t comment, std::string_view t
 void TakeOutComment(log::Writing& writing, std::int64_t comment);
 void RemoveComment(log::Writing& writing, std::int64_t comment,
                    std::optional<std::int64_t> expected);
+// Brings back what an entry changed or took out, with number, author and time as they were. Returns
+// false where the entry is not about a comment.
+bool RestoreComment(log::Writing& writing, std::int64_t entry,
+                    std::optional<std::int64_t> expected);
 
 }  // namespace orvspc::engine::change

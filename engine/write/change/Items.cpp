@@ -4,6 +4,7 @@
 #include "engine/catalogue/References.h"
 #include "engine/sql/counter.h"
 #include "engine/sql/texts.h"
+#include "engine/write/change/StoredRecord.h"
 #include "engine/write/change/events.h"
 #include "engine/write/change/stream_settings.h"
 #include "engine/write/change/version.h"
@@ -56,6 +57,13 @@ bool IsActive(sql::Connection& db, ItemKind kind, std::int32_t id) {
   return query.Step() && query.Int(0) != 0;
 }
 
+// The type that a test had, which has none from here on; 0: it had none, or is no test.
+std::int32_t TakeType(sql::Connection& db, ItemKind kind, std::int32_t id) {
+  const auto type = kind == ItemKind::Test ? TypeOf(db, id) : 0;
+  if (type != 0) SetType(db, id, 0);
+  return type;
+}
+
 }  // namespace
 
 std::int32_t NeededNamed(sql::Connection& db, ItemKind kind, std::string_view name) {
@@ -85,11 +93,12 @@ std::optional<std::int32_t> FindItem(sql::Connection& db, ItemKind kind, std::st
   return alias.Step() ? std::optional(alias.Int(0)) : std::nullopt;
 }
 
-std::int32_t TakeItem(sql::Connection& db, ItemKind kind, std::string_view field,
+std::int32_t TakeItem(log::Writing& writing, ItemKind kind, std::string_view field,
                       const std::string& name) {
+  auto& db = writing.Db();
   log::NeedName(field, name);
   if (const auto id = FindItem(db, kind, name)) {
-    if (IsActive(db, kind, *id) || ReviveUndone(db, kind, *id)) return *id;
+    if (IsActive(db, kind, *id) || ReviveUndone(writing, kind, *id)) return *id;
     throw Refused("inactive", std::string(field), name,
                   std::string(field) + ": " + InactiveText(db, kind, *id, name));
   }
@@ -152,9 +161,19 @@ bool DeactivateUndone(log::Writing& writing, ItemKind kind, std::int32_t id, std
   auto& db = writing.Db();
   if (!IsActive(db, kind, id)) return false;
   sql::Query(db, TextFor<ActivateText>(kind), id, false).Run();
-  writing.Add("deactivate", ObjectOf(kind, id), log::CanonicalText({{"active", true}}),
+  log::Json before = {{"active", true}};
+  if (const auto type = TakeType(db, kind, id)) before["type"] = type;
+  writing.Add("deactivate", ObjectOf(kind, id), log::CanonicalText(before),
               log::CanonicalText({{"active", false}, {"undone", batch}}));
   return true;
+}
+
+void ForgetType(log::Writing& writing, std::int32_t test) {
+  auto& db = writing.Db();
+  if (TypeOf(db, test) == 0 || TestHasValues(db, test)) return;
+  const auto type = TakeType(db, ItemKind::Test, test);
+  writing.Add("type", ObjectOf(ItemKind::Test, test), log::CanonicalText({{"type", type}}),
+              log::CanonicalText({{"type", 0}}));
 }
 
 bool WasUndone(sql::Connection& db, ItemKind kind, std::int32_t id) {
@@ -168,6 +187,17 @@ bool ReviveUndone(sql::Connection& db, ItemKind kind, std::int32_t id) {
   if (IsActive(db, kind, id) || !WasUndone(db, kind, id)) return false;
   sql::Query(db, TextFor<ActivateText>(kind), id, true).Run();
   return true;
+}
+
+bool ReviveUndone(log::Writing& writing, ItemKind kind, std::int32_t id) {
+  const bool was_undone = ReviveUndone(writing.Db(), kind, id);
+  if (was_undone) AddActivate(writing, kind, id);
+  return was_undone;
+}
+
+void AddActivate(log::Writing& writing, ItemKind kind, std::int32_t id) {
+  writing.Add("activate", ObjectOf(kind, id), log::CanonicalText({{"active", false}}),
+              log::CanonicalText({{"active", true}}));
 }
 
 std::string InactiveText(sql::Connection& db, ItemKind kind, std::int32_t id,

@@ -18,7 +18,7 @@ std::optional<std::int32_t> FindItem(sql::Connection& db, ItemKind kind, std::st
 
 // The same of a name that is given to what is stored: a new one is added. Throws Refused where it
 // is no name, or the item is not active. field begins the text of the refusal.
-std::int32_t TakeItem(sql::Connection& db, ItemKind kind, std::string_view field,
+std::int32_t TakeItem(log::Writing& writing, ItemKind kind, std::string_view field,
                       const std::string& name);
 
 // That of the name it has now; throws Refused (code "unknown").
@@ -41,14 +41,21 @@ void SetActive(log::Writing& writing, ItemKind kind, std::string_view name, bool
                std::optional<std::int64_t> expected);
 
 // The same of a name that nothing uses any more since a batch was undone, with no event; returns
-// whether it was active.
+// whether it was active. A test loses its type.
 bool DeactivateUndone(log::Writing& writing, ItemKind kind, std::int32_t id, std::int64_t batch);
+
+// A test that has lost its last values has no type until others come, whose type may be another
+// one. Nothing of one that has values.
+void ForgetType(log::Writing& writing, std::int32_t test);
 
 // Whether DeactivateUndone is the latest that is known of an item which is not active. To those who
 // name it, it is in use.
 bool WasUndone(sql::Connection& db, ItemKind kind, std::int32_t id);
-// One of which that is so becomes active; returns whether it was one.
+// One of which that is so becomes active; returns whether it was one. With a connection alone its
+// entry is to be added by AddActivate.
 bool ReviveUndone(sql::Connection& db, ItemKind kind, std::int32_t id);
+bool ReviveUndone(log::Writing& writing, ItemKind kind, std::int32_t id);
+void AddActivate(log::Writing& writing, ItemKind kind, std::int32_t id);
 
 // "Press 3" is deactivated since 2026-02-01
 std::string InactiveText(sql::Connection& db, ItemKind kind, std::int32_t id,

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -54,6 +55,10 @@ std::string Listed(const std::vector<std::string>& all) {
   return text + (all.size() > kMaxListed ? " ..." : "");
 }
 
+std::string Counted(std::size_t subgroups) {
+  return std::to_string(subgroups) + (subgroups == 1 ? " subgroup" : " subgroups");
+}
+
 // --- What cannot be joined -----------------------------------------------------------------------
 
 struct StreamPair {
@@ -96,20 +101,40 @@ void CheckSubgroups(sql::Connection& db, const Two& two, std::vector<StoredSubgr
   std::vector<store::SubgroupFacts> facts;
   std::ranges::transform(subgroups, std::back_inserter(facts), FactsOf);
   const auto there = store::FindSubgroups(db, facts);
+  std::vector<store::SubgroupFacts> places;  // of both that meet, as they are stored
+  for (std::size_t i = 0; i < there.size(); ++i) {
+    if (there[i] == 0) continue;
+    places.push_back(facts[i]);
+    auto& from = places.emplace_back(facts[i]);
+    (two.kind == ItemKind::Part ? from.part : from.process) = two.from;
+  }
+  const auto measured = store::MeasuredAt(db, places);
+  const auto is_empty = [&](std::int32_t id) { return !std::ranges::binary_search(measured, id); };
+  std::vector<std::size_t> empty_there;
   std::vector<std::string> both;
   for (std::size_t i = 0; i < there.size(); ++i) {
     if (there[i] == 0) continue;
     const auto id = subgroups[i].id;
-    if (GivesWay(db, id)) {
-      subgroups[i].label = NeededSubgroup(db, id).label;
-    } else if (!GivesWay(db, there[i])) {
+    if (is_empty(id)) {
+      subgroups[i].label = LabelGivenUp(id);
+    } else if (is_empty(there[i])) {
+      empty_there.push_back(i);
+    } else {
       both.push_back("#" + std::to_string(id) + "=#" + std::to_string(there[i]));
     }
   }
-  if (both.empty()) return;
-  RefuseTwo(two, "stored",
-            "have " + std::to_string(both.size()) + " subgroups of the same label and time (" +
-                Listed(both) + ")");
+  if (!both.empty()) {
+    RefuseTwo(
+        two, "stored",
+        "have " + Counted(both.size()) + " of the same label and time (" + Listed(both) + ")");
+  }
+  for (const auto i : empty_there) {
+    auto stored = facts[i];
+    stored.id = there[i];
+    const auto label = LabelGivenUp(stored.id);
+    stored.label = label;
+    store::ReplaceSubgroup(db, stored);
+  }
 }
 
 void CheckTests(sql::Connection& db, const Two& two, const std::vector<StreamPair>& streams) {
@@ -133,9 +158,8 @@ void CheckTests(sql::Connection& db, const Two& two, const std::vector<StreamPai
     });
   }
   if (both.empty()) return;
-  RefuseTwo(
-      two, "stored",
-      "both have values in " + std::to_string(both.size()) + " subgroups (" + Listed(both) + ")");
+  RefuseTwo(two, "stored",
+            "both have values in " + Counted(both.size()) + " (" + Listed(both) + ")");
 }
 
 // Rows that hold from a time on, each table with the columns that, beside it, set rows apart.
@@ -312,6 +336,21 @@ TouchedStream JoinStreams(log::Writing& writing, const StreamPair& pair) {
   return touched;
 }
 
+// All of a stream; none without values.
+std::optional<TouchedStream> WholeOf(sql::Connection& db, std::int64_t stream) {
+  const auto end = [&](bool forward) {
+    std::optional<store::RecordKey> key;
+    store::StreamWalk(db, stream, forward, INT32_MIN, INT32_MAX)
+        .ForEach([&](const store::RecordView& view) {
+          key = view.Key();
+          return false;
+        });
+    return key;
+  };
+  const auto first = end(true), last = end(false);
+  return first && last ? std::optional(TouchedStream{stream, *first, *last}) : std::nullopt;
+}
+
 std::vector<TouchedStream> JoinStreamsOf(log::Writing& writing, const Two& two,
                                          log::MovedRecords& moved) {
   auto& db = writing.Db();
@@ -338,6 +377,7 @@ std::vector<TouchedStream> JoinStreamsOf(log::Writing& writing, const Two& two,
       touched.push_back(JoinStreams(writing, pair));
     } else {
       sql::Query(db, TextFor<MoveStreamText>(two.kind), pair.from, two.into).Run();
+      if (const auto whole = WholeOf(db, pair.from)) touched.push_back(*whole);
     }
   }
   std::erase_if(touched, [](const TouchedStream& each) { return each.last < each.first; });
@@ -426,17 +466,26 @@ const std::vector<std::string>& MoveTexts() {
   return texts;
 }
 
-std::string SamePoliciesText(ItemKind kind) {
+// Finds the rows of the item that gives way which the other one has, too, for the same part,
+// process and test, and beside these.
+std::string SameRowsText(ItemKind kind, const std::string& table, const std::string& columns,
+                         const std::string& beside) {
   if (!catalogue::IsOfStream(kind)) return {};
-  std::string text =
-      "SELECT a.id, a.rule FROM baseline_policy a WHERE EXISTS (SELECT 1 FROM baseline_policy b "
-      "WHERE true";
+  std::string text = "SELECT a.id, " + columns + " FROM " + table +
+                     " a WHERE EXISTS (SELECT 1 FROM " + table + " b WHERE true" + beside;
   for (const auto each : {ItemKind::Part, ItemKind::Process, ItemKind::Test}) {
     const std::string column(WordOf(each));
     text += each == kind ? " AND b." + column + " = ?2"
                          : " AND coalesce(b." + column + ", 0) = coalesce(a." + column + ", 0)";
   }
   return text + ") AND a." + std::string(WordOf(kind)) + " = ?1 ORDER BY a.id";
+}
+std::string SamePoliciesText(ItemKind kind) {
+  return SameRowsText(kind, "baseline_policy", "a.rule", "");
+}
+std::string SameRulesText(ItemKind kind) {
+  return SameRowsText(kind, "rule_alarm", "coalesce(a.graph, 0), a.number, a.is_on",
+                      " AND b.number = a.number AND coalesce(b.graph, 0) = coalesce(a.graph, 0)");
 }
 
 // Where both have a policy, that of the item that stays does.
@@ -452,6 +501,24 @@ void DropPolicies(log::Writing& writing, const Two& two) {
     sql::Query(db, "DELETE FROM baseline_policy WHERE id = ?1", each.id).Run();
     writing.Add("policy", "policy " + std::to_string(each.id),
                 log::CanonicalText({{"rule", each.rule}}), {});
+  }
+}
+
+// The same of which rules are on: the newest row would hold, whichever item it was given for.
+void DropRules(log::Writing& writing, const Two& two) {
+  struct Rule {
+    std::int32_t id = 0, graph = 0, number = 0;
+    bool is_on = false;
+  };
+  auto& db = writing.Db();
+  const auto rules = sql::Query(db, TextFor<SameRulesText>(two.kind), two.from, two.into)
+                         .All<Rule>(&Rule::id, &Rule::graph, &Rule::number, &Rule::is_on);
+  for (const auto& each : rules) {
+    sql::Query(db, "DELETE FROM rule_alarm WHERE id = ?1", each.id).Run();
+    writing.Add(
+        "rule-alarm", "rule-alarm " + std::to_string(each.id),
+        log::CanonicalText({{"graph", each.graph}, {"number", each.number}, {"on", each.is_on}}),
+        {});
   }
 }
 
@@ -502,6 +569,7 @@ std::vector<TouchedStream> Merge(log::Writing& writing, ItemKind kind, std::stri
   if (catalogue::IsOfStream(kind)) {
     touched = JoinStreamsOf(writing, two, moved);
     DropPolicies(writing, two);
+    DropRules(writing, two);
     MoveStreamSettings(writing, kind, from, into);
   } else {
     JoinContexts(db, two, moved);

@@ -3,11 +3,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <span>
 #include <utility>
 
 #include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
+#include "engine/write/change/Comments.h"
 #include "engine/write/change/Items.h"
 #include "engine/write/change/LaterNames.h"
 #include "engine/write/change/events.h"
@@ -16,6 +18,7 @@
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
 #include "engine/write/last_label.h"
+#include "engine/write/log/FormerTypes.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/texts.h"
 #include "engine/write/record_rules.h"
@@ -100,8 +103,9 @@ std::string_view WordOfFlag(std::int32_t flag) {
   return flag == sfDisabled ? "disabled" : flag == sfIncomplete ? "incomplete" : "enabled";
 }
 
-void ChangeContext(sql::Connection& db, const std::map<std::string, std::string>& changes,
+void ChangeContext(log::Writing& writing, const std::map<std::string, std::string>& changes,
                    StoredRecord& record) {
+  auto& db = writing.Db();
   auto context = ReadContext(db, record.context);
   for (const auto& [column, name] : changes) {
     const auto* const kind =
@@ -110,9 +114,17 @@ void ChangeContext(sql::Connection& db, const std::map<std::string, std::string>
       throw Refused("unknown", column, name, "a subgroup has no " + column);
     }
     context[static_cast<std::size_t>(kind - std::begin(store::kContextKinds))] =
-        name.empty() ? 0 : TakeItem(db, kind->kind, column, name);
+        name.empty() ? 0 : TakeItem(writing, kind->kind, column, name);
   }
   record.context = ContextId(db, context);
+}
+
+// Another one of the same label and time gives way if it was deleted.
+void NeedPlace(sql::Connection& db, const store::SubgroupFacts& subgroup) {
+  const auto there = store::FindSubgroups(db, std::span(&subgroup, 1)).front();
+  if (there == 0 || there == subgroup.id || GivesWay(db, there)) return;
+  throw Refused("stored", "label", std::string(subgroup.label),
+                "#" + std::to_string(there) + " has this label and time already");
 }
 
 // Label and time are those of the whole subgroup. Returns its records as they were.
@@ -123,11 +135,7 @@ std::vector<StoredRecord> MoveSubgroup(log::Writing& writing, const StoredSubgro
   to.time = change.time.value_or(from.time);
   to.label = change.label.value_or(from.label);
   const store::SubgroupFacts facts{from.id, to.part, to.process, to.time, to.label};
-  const auto there = store::FindSubgroups(db, std::span(&facts, 1)).front();
-  if (there != 0 && there != from.id && !GivesWay(db, there)) {
-    throw Refused("stored", "label", to.label,
-                  "#" + std::to_string(there) + " has this label and time already");
-  }
+  NeedPlace(db, facts);
   auto records = ReadRecords(db, from);
   std::vector<std::string> before;
   for (const auto& each : records) {
@@ -137,6 +145,7 @@ std::vector<StoredRecord> MoveSubgroup(log::Writing& writing, const StoredSubgro
   if (change.label) {
     write::SettleLastLabel(db, from.part, from.process, write::NumberOfLabel(to.label));
   }
+  if (to.time != from.time) MoveEvents(db, from, to.time);
   store::ReplaceSubgroup(db, facts);
   Json after;
   if (change.time) after["time"] = to.time;
@@ -157,6 +166,7 @@ struct OldState {
   log::CanonicalRecord record;
   std::int64_t batch = 0;
   bool was_taken_out = false;  // with comments and descriptors
+  std::int32_t test_then = 0, type = 0;
 };
 
 // What an entry about a record says of the time before it.
@@ -174,33 +184,94 @@ OldState BeforeEntry(sql::Connection& db, std::int64_t entry, const LaterNames& 
   }
   auto json = log::ReadJson(query.Text(1));
   if (json.is_null()) refuse("stored these values first; edit delete takes them out");
+  old.test_then = old.test;
+  old.type = log::FormerTypes(db).At(old.test, entry);
   old.test = names.Now(ItemKind::Test, old.test);
   old.was_taken_out = query.Text(2) == "delete";
   old.batch = BatchOf(json);
   json.erase(kBatchKey);
   json.erase(kEntryKey);
   old.record = log::RecordOf(json);
-  log::PutInUsual(old.record, IsMeasured(db, old.test));
+  log::PutInUsual(old.record, old.type == ttVariable);
   return old;
 }
 
+// "has measured values"
+std::string TextOfType(std::int32_t type) {
+  return type == ttVariable  ? "has measured values"
+         : type == ttDefects ? "counts defects"
+                             : "counts defectives";
+}
+
+// Whether what is there is another record than the one that an entry is about: this was taken out,
+// and another one was recorded in its place.
+bool WasRecordedAnew(sql::Connection& db, const OldState& old, std::int64_t entry) {
+  std::map<std::int64_t, int> records;  // of each entry, in the order in which they came
+  int record = 0, newest = 0;
+  bool is_out = false;
+  std::int64_t from = 0;
+  for (auto test = old.test_then; test != 0;) {
+    StoredRecord place;
+    place.subgroup.id = old.subgroup;
+    place.test = test;
+    const auto object = place.Object(), of_test = "test " + std::to_string(test);
+    for (sql::Query about(db,
+                          "SELECT seq, operation, before, after FROM log WHERE object = ?1 "
+                          "AND seq > ?2 ORDER BY seq",
+                          object, from);
+         about.Step();) {
+      if (is_out && !about.Text(2).empty()) {
+        record = ++newest;
+      } else if (is_out) {
+        record = records[log::ReadJson(about.Text(3)).value("entry", std::int64_t{0})];
+      }
+      records[about.Int64(0)] = record;
+      is_out = about.Text(1) == "delete";
+    }
+    // What is said of it after a merge is about the other test.
+    sql::Query merge(db,
+                     "SELECT seq, after FROM log WHERE object = ?1 AND operation = 'merge' "
+                     "AND seq > ?2",
+                     of_test, from);
+    test = 0;
+    if (merge.Step()) {
+      from = merge.Int64(0);
+      test = log::ReadJson(merge.Text(1)).value("into", 0);
+    }
+  }
+  return is_out || record != records[entry];
+}
+
+// A test that has lost its last values has its type again with those that come back.
+void PutBackType(sql::Connection& db, const OldState& old, std::int64_t entry) {
+  const auto type = TypeOf(db, old.test);
+  if (type == old.type || old.type == 0) return;
+  if (type == 0) return SetType(db, old.test, old.type);
+  const auto name = NameOfTest(db, old.test);
+  throw Refused("type", "test", name,
+                "entry " + std::to_string(entry) + " " + TextOfType(old.type) + ", and " + name +
+                    " " + TextOfType(type) + " since");
+}
+
 // An item that is in use again.
-std::int32_t NeededAgain(sql::Connection& db, const LaterNames& names, ItemKind kind,
+std::int32_t NeededAgain(log::Writing& writing, const LaterNames& names, ItemKind kind,
                          const std::string& name) {
   const auto id = names.Find(kind, name);
   if (!id) {
     const std::string word(WordOf(kind));
     throw Refused("unknown", word, name, "there is no " + word + " \"" + name + "\"");
   }
-  ReviveUndone(db, kind, *id);
+  ReviveUndone(writing, kind, *id);
   return *id;
 }
 
 // Comments that went with the record and are not there.
-void PutBackComments(sql::Connection& db, const OldState& old, const LaterNames& names) {
+void PutBackComments(log::Writing& writing, const OldState& old, const LaterNames& names) {
+  auto& db = writing.Db();
   for (const auto& comment : old.record.comments) {
-    const auto employee =
-        comment.employee.empty() ? 0 : NeededAgain(db, names, ItemKind::Employee, comment.employee);
+    const auto employee = comment.employee.empty()
+                              ? 0
+                              : NeededAgain(writing, names, ItemKind::Employee, comment.employee);
     const auto time = comment.time.value_or(0);
     if (sql::Query(db,
                    "SELECT 1 FROM comment WHERE subgroup = ?1 AND coalesce(test, ?2) = ?2 "
@@ -269,7 +340,8 @@ std::int64_t StreamOf(sql::Connection& db, const StoredRecord& record) {
   return id;
 }
 
-StoredRecord RecordOf(sql::Connection& db, const OldState& old, const LaterNames& names) {
+StoredRecord RecordOf(log::Writing& writing, const OldState& old, const LaterNames& names) {
+  auto& db = writing.Db();
   StoredRecord record;
   record.subgroup = NeededSubgroup(db, old.subgroup);
   record.test = old.test;
@@ -277,21 +349,21 @@ StoredRecord RecordOf(sql::Connection& db, const OldState& old, const LaterNames
   record.batch = old.batch;
   record.flag = old.record.flag;
   record.size = old.record.size;
-  ReviveUndone(db, ItemKind::Part, record.subgroup.part);
-  ReviveUndone(db, ItemKind::Process, record.subgroup.process);
-  ReviveUndone(db, ItemKind::Test, record.test);
+  ReviveUndone(writing, ItemKind::Part, record.subgroup.part);
+  ReviveUndone(writing, ItemKind::Process, record.subgroup.process);
+  ReviveUndone(writing, ItemKind::Test, record.test);
   store::Context context{};
   for (std::size_t i = 0; i < context.size(); ++i) {
     const auto& kind = store::kContextKinds[i];
     const auto given = old.record.context.find(std::string(kind.column));
     if (given != old.record.context.end()) {
-      context[i] = NeededAgain(db, names, kind.kind, given->second);
+      context[i] = NeededAgain(writing, names, kind.kind, given->second);
     }
   }
   record.context = ContextId(db, context);
   for (const auto& piece : old.record.pieces) {
     const auto item = [&](ItemKind kind, const std::string& name) {
-      return name.empty() ? 0 : NeededAgain(db, names, kind, name);
+      return name.empty() ? 0 : NeededAgain(writing, names, kind, name);
     };
     store::RowKey key{};
     key.Tsno = piece.tsno;
@@ -340,11 +412,9 @@ StoredRecord SetFlagBack(log::Writing& writing, std::int32_t subgroup, std::int3
 std::vector<StoredRecord> ChangePiece(log::Writing& writing, const Which& which,
                                       const ValueChange& change) {
   return ChangeEach(writing, which, "edit-value", etSubgroupEdit, [&](StoredRecord& record) {
-    auto after = ApplyToPiece(writing.Db(), record, change);
-    if (CheckReasonable(writing.Db(), record, change)) {
-      auto unreasonable = About(record);
-      unreasonable.name = write::kUnreasonable;
-      AddEvent(writing, etGeneral, unreasonable);
+    auto after = ApplyToPiece(writing, record, change);
+    if (change.what != ValueChange::What::Remove) {
+      CheckReasonable(writing, record, std::span(&change.value, 1), change.force);
     }
     return after;
   });
@@ -368,6 +438,12 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
       throw Refused("test", "test", NameOfTest(db, *which.test),
                     "label and time are those of the whole subgroup; leave --test out");
     }
+    if (change.time && *change.time != before.front().subgroup.time) {
+      for (auto record : before) {
+        record.subgroup.time = *change.time;
+        CheckReasonable(writing, record, record.values, change.force);
+      }
+    }
     MoveSubgroup(writing, before.front().subgroup, change);
     later.expected.reset();
   }
@@ -379,7 +455,7 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
       after["size"] = log::Number(*change.size);
     }
     if (!change.context.empty()) {
-      ChangeContext(db, change.context, record);
+      ChangeContext(writing, change.context, record);
       after["context"] = change.context;
     }
     return after;
@@ -400,6 +476,7 @@ std::vector<StoredRecord> Delete(log::Writing& writing, const Which& which) {
   }
   const auto& subgroup = records.front().subgroup;
   if (ReadRecords(db, subgroup).empty()) EmptySubgroup(db, subgroup);
+  for (const auto& record : records) ForgetType(writing, record.test);
   return records;
 }
 
@@ -407,6 +484,7 @@ std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
                                   std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
   writing.NeedReason();
+  if (RestoreComment(writing, entry, expected)) return {};
   const LaterNames names(db, entry);
   const auto old = BeforeEntry(db, entry, names);
   const auto stored = NeededSubgroup(db, old.subgroup);
@@ -415,6 +493,11 @@ std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
     CheckVersion(db, VersionOf(db, stored, old.test),
                  "#" + std::to_string(old.subgroup) + " " + NameOfTest(db, old.test), expected);
   }
+  if (!now.empty() && WasRecordedAnew(db, old, entry)) {
+    const auto name = CalledBy(db, now.front());
+    throw Refused("stored", "entry", std::to_string(entry),
+                  name + " has values again; edit delete takes them out first");
+  }
   const auto time = static_cast<std::int32_t>(old.record.time.value_or(stored.time));
   std::vector<StoredRecord> changed;
   if (time != stored.time || old.record.label != stored.label) {
@@ -422,12 +505,16 @@ std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
     back.time = time;
     back.label = old.record.label;
     changed = MoveSubgroup(writing, stored, back);
+  } else if (now.empty()) {
+    // Former releases could lose sight of a subgroup without values, and store another like it.
+    NeedPlace(db, {stored.id, stored.part, stored.process, stored.time, stored.label});
   }
-  auto record = RecordOf(db, old, names);
+  PutBackType(db, old, entry);
+  auto record = RecordOf(writing, old, names);
   const auto before = now.empty() ? std::string() : BeforeOf(db, now.front());
+  if (old.was_taken_out) PutBackComments(writing, old, names);
   record.entry = writing.Next();
   Put(db, record);
-  if (old.was_taken_out) PutBackComments(db, old, names);
   if (now.empty()) PutBackDescriptors(db, old);
   writing.Add("restore", record.Object(), before, AfterOf(db, {{"entry", entry}}, record));
   AddEvent(writing, etSubgroupEdit, About(record));

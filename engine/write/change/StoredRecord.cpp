@@ -134,17 +134,38 @@ void DropComments(sql::Connection& db, const StoredRecord& record) {
       .Run();
 }
 
+std::string LabelGivenUp(std::int32_t subgroup) { return "deleted #" + std::to_string(subgroup); }
+
 bool GivesWay(sql::Connection& db, std::int32_t subgroup) {
   const auto stored = NeededSubgroup(db, subgroup);
   if (!ReadRecords(db, stored).empty()) return false;
-  const auto label = "deleted #" + std::to_string(stored.id);
+  const auto label = LabelGivenUp(stored.id);
   store::ReplaceSubgroup(db, {stored.id, stored.part, stored.process, stored.time, label});
   return true;
+}
+
+bool HasValues(sql::Connection& db, std::int64_t stream) {
+  return store::FindChunk(db, stream, {INT32_MIN, 0}).has_value() ||
+         sql::Query(db, "SELECT 1 FROM measurement WHERE stream = ?1 LIMIT 1", stream)
+             .RunForInt()
+             .has_value();
+}
+
+bool TestHasValues(sql::Connection& db, std::int32_t test) {
+  std::vector<std::int64_t> streams;
+  for (sql::Query query(db, "SELECT id FROM stream WHERE test = ?1", test); query.Step();) {
+    streams.push_back(query.Int64(0));
+  }
+  return std::ranges::any_of(streams, [&](auto stream) { return HasValues(db, stream); });
 }
 
 std::int32_t TypeOf(sql::Connection& db, std::int32_t test) {
   return static_cast<std::int32_t>(
       sql::Query(db, "SELECT type FROM test WHERE id = ?1", test).RunForInt().value_or(0));
+}
+
+void SetType(sql::Connection& db, std::int32_t test, std::int32_t type) {
+  sql::Query(db, "UPDATE test SET type = ?2 WHERE id = ?1", test, type).Run();
 }
 
 bool IsMeasured(sql::Connection& db, std::int32_t test) { return TypeOf(db, test) == ttVariable; }

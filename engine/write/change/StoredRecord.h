@@ -59,9 +59,16 @@ void DropComments(sql::Connection& db, const StoredRecord& record);
 // One without values leaves its label to another one; returns whether it has none. It gets its
 // label back when values of it are restored, unless that is taken then.
 bool GivesWay(sql::Connection& db, std::int32_t subgroup);
+// The label that it has from then on.
+std::string LabelGivenUp(std::int32_t subgroup);
+
+// Whether anything is stored in a stream, or in one of a test.
+bool HasValues(sql::Connection& db, std::int64_t stream);
+bool TestHasValues(sql::Connection& db, std::int32_t test);
 
 // TestTypes; 0: not known yet.
 std::int32_t TypeOf(sql::Connection& db, std::int32_t test);
+void SetType(sql::Connection& db, std::int32_t test, std::int32_t type);
 // Whether a test has values, not counts.
 bool IsMeasured(sql::Connection& db, std::int32_t test);
 

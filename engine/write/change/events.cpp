@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/write/change/events.h"
 
+#include "engine/chunks/StreamWalk.h"
 #include "engine/sql/counter.h"
+#include "engine/store/StoreCache.h"
 
 namespace orvspc::engine::change {
 
@@ -29,6 +31,33 @@ void AddEvent(log::Writing& writing, EventTypes type, const EventOf& of) {
       sql::Reference{of.part}, sql::Reference{of.test}, of.subgroup_time, writing.Employee(),
       sql::Reference{IdOfName(db, of.name)})
       .Run();
+}
+
+void MoveEvents(sql::Connection& db, const StoredSubgroup& from, std::int32_t time) {
+  const auto streams =
+      sql::Query(db, "SELECT id, test FROM stream WHERE part = ?1 AND process = ?2", from.part,
+                 from.process)
+          .All<store::Stream>(&store::Stream::id, &store::Stream::test);
+  for (const auto& stream : streams) {
+    sql::Query(db,
+               "UPDATE event SET subgroup_time = ?4 WHERE subgroup_time = ?3 AND id IN "
+               "(SELECT event FROM alarm WHERE stream = ?1 AND first_subgroup = ?2)",
+               stream.id, from.id, from.time, time)
+        .Run();
+    bool is_shared = false;
+    store::StreamWalk(db, stream.id, true, from.time, from.time)
+        .ForEach([&](const store::RecordView&) {
+          is_shared = true;
+          return false;
+        });
+    if (is_shared) continue;
+    sql::Query(db,
+               "UPDATE event SET subgroup_time = ?6 WHERE subgroup_time = ?5 AND part = ?2 "
+               "AND process = ?3 AND test = ?4 AND id NOT IN "
+               "(SELECT event FROM alarm WHERE stream = ?1)",
+               stream.id, from.part, from.process, stream.test, from.time, time)
+        .Run();
+  }
 }
 
 }  // namespace orvspc::engine::change

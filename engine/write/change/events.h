@@ -5,6 +5,7 @@
 #include <optional>
 #include <string_view>
 
+#include "engine/write/change/StoredRecord.h"
 #include "engine/write/log/Log.h"
 #include "platform/Enumerations.h"
 
@@ -19,5 +20,10 @@ struct EventOf {
 
 // Stores the event of a change, now, by who makes it.
 void AddEvent(log::Writing& writing, EventTypes type, const EventOf& of);
+
+// Takes the events of a subgroup along to another time, once its records are out of its streams:
+//   - its alarms
+//   - others about a test, unless another subgroup of that stream has the same time
+void MoveEvents(sql::Connection& db, const StoredSubgroup& from, std::int32_t time);
 
 }  // namespace orvspc::engine::change

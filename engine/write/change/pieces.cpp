@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <tuple>
 
 #include "engine/write/change/Items.h"
+#include "engine/write/change/events.h"
 #include "engine/write/record_rules.h"
 #include "platform/Enumerations.h"
 
@@ -20,6 +20,7 @@ constexpr std::int32_t kNoItem = -1;  // a name that nothing has
 
 // A change of one record on its way.
 struct Edit {
+  log::Writing& writing;
   sql::Connection& db;
   StoredRecord& record;
   const ValueChange& change;
@@ -37,15 +38,6 @@ struct Edit {
 double PiecesOf(const StoredRecord& record) {
   const auto is_piece = [](const store::RowKey& key) { return key.Sbno == 0; };
   return static_cast<double>(std::ranges::count_if(record.keys, is_piece));
-}
-
-void CheckValue(const Edit& edit) {
-  constexpr double kTooLarge = 1e300;
-  const auto value = edit.change.value;
-  if (!std::isfinite(value) || std::fabs(value) >= kTooLarge) {
-    edit.Refuse("number", "value", write::NumberText(value),
-                "a value is a finite number below 1e300");
-  }
 }
 
 [[noreturn]] void Refuse(sql::Connection& db, const StoredRecord& record,
@@ -77,7 +69,7 @@ RowNames NamesOf(const Edit& edit) {
       if (edit.is_measured && kind->kind == ItemKind::Defect) {
         edit.Refuse("type", "defect", name, "has measured values, which have no defect");
       }
-      item = TakeItem(edit.db, kind->kind, column, name);
+      item = TakeItem(edit.writing, kind->kind, column, name);
     } else {
       item = FindItem(edit.db, kind->kind, name).value_or(kNoItem);
     }
@@ -249,11 +241,14 @@ void TidyCounts(StoredRecord& record) {
 
 }  // namespace
 
-Json ApplyToPiece(sql::Connection& db, StoredRecord& record, const ValueChange& change) {
+Json ApplyToPiece(log::Writing& writing, StoredRecord& record, const ValueChange& change) {
   using enum ValueChange::What;
-  const Edit edit{db, record, change, IsMeasured(db, record.test)};
+  auto& db = writing.Db();
+  const Edit edit{writing, db, record, change, IsMeasured(db, record.test)};
   const bool counts_pieces = record.size == PiecesOf(record);
-  if (change.what != Remove) CheckValue(edit);
+  if (change.what != Remove) {
+    if (const auto broken = write::BrokenRuleOfNumber(change.value)) Refuse(db, record, *broken);
+  }
   const auto names = NamesOf(edit);
   auto tsno = change.tsno;
   const bool had_mean = RowsOf(record, tsno).IsMean(record);
@@ -286,13 +281,17 @@ Json ApplyToPiece(sql::Connection& db, StoredRecord& record, const ValueChange& 
   return after;
 }
 
-bool CheckReasonable(sql::Connection& db, const StoredRecord& record, const ValueChange& change) {
-  if (change.what == ValueChange::What::Remove) return false;
-  const auto limits = write::ReadReasonableLimits(db, record.subgroup.part, record.test);
-  const auto broken =
-      write::BrokenRuleOfLimits(limits, record.subgroup.time, std::span(&change.value, 1));
-  if (broken && !change.force) Refuse(db, record, *broken);
-  return broken.has_value();
+void CheckReasonable(log::Writing& writing, const StoredRecord& record,
+                     std::span<const double> values, bool force) {
+  auto& db = writing.Db();
+  const auto& of = record.subgroup;
+  const auto limits = write::ReadReasonableLimits(db, of.part, record.test);
+  const auto broken = write::BrokenRuleOfLimits(limits, of.time, values);
+  if (!broken) return;
+  if (!force) Refuse(db, record, *broken);
+  EventOf event{of.process, of.part, record.test, of.time};
+  event.name = write::kUnreasonable;
+  AddEvent(writing, etGeneral, event);
 }
 
 void SetSize(sql::Connection& db, StoredRecord& record, double size) {

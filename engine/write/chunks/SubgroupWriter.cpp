@@ -112,6 +112,15 @@ void SealBefore(sql::Connection& db, std::int64_t end) {
   }
 }
 
+// Gives those with these identifiers, which are sealed and ascend, rows again.
+void AddRows(sql::Connection& db, std::span<const std::int32_t> ids) {
+  SubgroupList list;
+  ForEachSubgroup(db, ids, [&](const SubgroupFacts& each) { list.Add(each); });
+  const auto rows = Rows(db);
+  for (const auto& each : list.Subgroups()) StoreRow(*rows, each);
+  rows->Finish();
+}
+
 }  // namespace
 
 bool BeginBlock(std::int32_t first, std::int64_t count) {
@@ -132,17 +141,16 @@ void SealSubgroups(sql::Connection& db) {
                  "SELECT coalesce(min(id), 0) FROM subgroup "
                  "WHERE NOT EXISTS (SELECT 1 FROM subgroup_block WHERE block = id / 256)");
   if (!hot.Step() || last - BlockOf(hot.Int(0)) < kMaxHotBlocks) return;
-  SealBefore(db, std::int64_t{last} * kBlockSize);
+  const auto end = std::int64_t{last} * kBlockSize;
+  const auto without_measurements = HotWithoutMeasurements(db, end);
+  SealBefore(db, end);
+  AddRows(db, without_measurements);
 }
 
 void SealWithRows(sql::Connection& db, std::span<const std::int32_t> ids) {
   if (ids.empty()) return;
   SealBefore(db, (std::int64_t{BlockOf(ids.back())} + 1) * kBlockSize);
-  SubgroupList list;
-  ForEachSubgroup(db, ids, [&](const SubgroupFacts& each) { list.Add(each); });
-  const auto rows = Rows(db);
-  for (const auto& each : list.Subgroups()) StoreRow(*rows, each);
-  rows->Finish();
+  AddRows(db, ids);
 }
 
 }  // namespace orvspc::engine::store

@@ -33,7 +33,8 @@ void ReplaceSubgroup(sql::Connection& db, const SubgroupFacts& subgroup);
 // Keeps a subgroup that has lost its last measurement findable: a sealed one gets a row.
 void KeepFindable(sql::Connection& db, const SubgroupFacts& subgroup);
 
-// Seals the hot subgroups once there are many of them. Within the transaction that wrote them.
+// Seals the hot subgroups once there are many of them. Within the transaction that wrote them, and
+// after their measurements, since those without any keep their rows.
 void SealSubgroups(sql::Connection& db);
 // Whether so many identifiers from the first on begin another block; only then there may be more to
 // seal than before.

@@ -120,8 +120,7 @@ class Round {
 
   Milliseconds Left() const {
     if (!options_.at_most) return hooks::kCommandLimit;
-    return *options_.at_most -
-           std::chrono::duration_cast<Milliseconds>(std::chrono::steady_clock::now() - begin_);
+    return *options_.at_most - (outside_.clock() - begin_);
   }
   bool HasTime() const { return Left() >= kShortest; }
 
@@ -298,7 +297,7 @@ class Round {
   std::span<const Hook> hooks_;
   const DeliveryOptions& options_;
   const Outside& outside_;
-  std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
+  const Milliseconds begin_ = outside_.clock();
   std::vector<HookReport> reports_;
 };
 
@@ -314,6 +313,10 @@ Outside RealOutside() {
           [] {
             thread_local std::minstd_rand random(std::random_device{}());
             return std::uniform_real_distribution<double>()(random);
+          },
+          [] {
+            return std::chrono::duration_cast<Milliseconds>(
+                std::chrono::steady_clock::now().time_since_epoch());
           }};
 }
 

@@ -28,7 +28,8 @@ inline constexpr std::int64_t kClaim = 60;
 struct Outside {
   std::function<std::int64_t()> now;  // seconds since 1970
   std::function<hooks::Answer(const Hook&, const hooks::Message&, std::chrono::milliseconds)> send;
-  std::function<double()> random;  // from 0 up to 1
+  std::function<double()> random;                    // from 0 up to 1
+  std::function<std::chrono::milliseconds()> clock;  // since any moment, however now is set
 };
 Outside RealOutside();
 

@@ -11,6 +11,7 @@
 #include "engine/sql/failure.h"
 #include "engine/sql/texts.h"
 #include "engine/store/SqlStore.h"
+#include "engine/write/change/Items.h"
 #include "engine/write/import/import_kind.h"
 #include "engine/write/log/AddedNames.h"
 #include "engine/write/log/Json.h"
@@ -100,6 +101,7 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
   std::ranges::move(file.names.Notes(), std::back_inserter(file.report.notes));
   file.report.batch = file.batch;
   KeepBatch(writing, name, kind, file, options, first_entry, names);
+  for (const auto& [of, id] : file.names.Revived()) change::AddActivate(writing, of, id);
   const auto touched = file.touched.All();
   for (const auto& each : touched) file.report.streams.push_back(each.stream);
   std::vector<std::int64_t> without_limits;
@@ -108,10 +110,19 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
   return file.report;
 }
 
+// What the database asks for. An empty one has no settings yet.
+std::chrono::seconds PatienceIn(sql::Connection& connection) {
+  const sql::Transaction transaction(connection, sql::TransactionKind::Read);
+  sql::Query query(connection, "SELECT value FROM setting WHERE key = ?1 ORDER BY id DESC LIMIT 1",
+                   store::kPatienceSetting);
+  return store::PatienceOf(query.Step() ? query.Text(0) : std::string_view());
+}
+
 // In one transaction, which begins with prepare.
 ImportReport TakeFile(sql::Connection& connection, const std::string& file, ImportKind kind,
-                      const ImportOptions& options, const std::function<void()>& prepare) {
-  connection.WaitForWriters(options.patience, options.waiting);
+                      const ImportOptions& options, std::chrono::milliseconds patience,
+                      const std::function<void()>& prepare) {
+  connection.WaitForWriters(options.patience.value_or(patience), options.waiting);
   connection.PrepareBulk();
   sql::Transaction transaction(connection, sql::TransactionKind::Write);
   prepare();
@@ -149,7 +160,7 @@ ImportReport ImportCsv(const std::string& file, platform::Database& database, Im
   try {
     // Beside the store's own connection, which reads on meanwhile.
     const auto connection = store::OpenConnection(store->WholePath(), false);
-    return TakeFile(*connection, file, kind, options, [] {});
+    return TakeFile(*connection, file, kind, options, PatienceIn(*connection), [] {});
   } catch (...) {
     sql::RethrowAsExternal(store->Path(), "Import");
   }
@@ -159,7 +170,7 @@ ImportReport ImportIntoServer(const std::string& file, const std::string& addres
                               const ImportOptions& options) {
   try {
     const auto connection = store::OpenToFill(address);
-    return TakeFile(*connection, file, kind, options,
+    return TakeFile(*connection, file, kind, options, store::kPatience,
                     [&] { store::MakeTablesToFill(*connection, address); });
   } catch (...) {
     sql::RethrowAsExternal(sql::WithoutPasswords(address), "Import");

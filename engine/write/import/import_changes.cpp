@@ -143,7 +143,7 @@ std::string Listed(const std::vector<std::int32_t>& ids) {
 std::optional<std::int32_t> KnownItem(ImportFile& file, Naming column, ItemKind kind) {
   const auto name = file.table.Cell(column);
   if (name.empty()) return std::nullopt;
-  if (const auto id = file.names.Find(kind, name)) return id;
+  if (const auto id = file.names.FindUsed(kind, name)) return id;
   file.table.Refuse(column, "is not in the database");
 }
 
@@ -174,7 +174,7 @@ std::int32_t NumberOf(const ImportTable& table, const Description& wanted) {
   return id;
 }
 
-// The one that the line names.
+// The one that the line names. A deleted one leaves its label to others, as it does elsewhere.
 std::int32_t SubgroupOf(ImportFile& file, SubgroupFinder& finder) {
   const auto& table = file.table;
   const auto wanted = DescriptionOf(file);
@@ -189,7 +189,12 @@ std::int32_t SubgroupOf(ImportFile& file, SubgroupFinder& finder) {
   if (wanted.IsEmpty()) {
     table.Refuse(kSubgroup, "which subgroup? #4711, or part, process, label and at");
   }
-  const auto found = finder.Find(wanted);
+  auto found = finder.Find(wanted);
+  if (found.size() > 1) {
+    std::erase_if(found, [&](std::int32_t id) {
+      return change::ReadRecords(file.db, change::NeededSubgroup(file.db, id)).empty();
+    });
+  }
   if (found.size() == 1) return found.front();
   const auto column = wanted.label ? kLabel : wanted.time ? kAt : wanted.part ? kPart : kProcess;
   if (found.empty()) table.Refuse(column, "there is no such subgroup");

@@ -71,6 +71,25 @@ std::optional<std::int32_t> ImportNames::Find(catalogue::ItemKind kind, std::str
   return found->second;
 }
 
+bool ImportNames::WasUndone(catalogue::ItemKind kind, std::int32_t id) {
+  return Of(kind).inactive.contains(id) && change::WasUndone(db_, kind, id);
+}
+
+std::optional<std::int32_t> ImportNames::FindUsed(catalogue::ItemKind kind, std::string_view name) {
+  const auto id = Find(kind, name);
+  return id && WasUndone(kind, *id) ? std::nullopt : id;
+}
+
+std::vector<std::pair<catalogue::ItemKind, std::int32_t>> ImportNames::Revived() const {
+  std::vector<std::pair<catalogue::ItemKind, std::int32_t>> all;
+  for (std::size_t i = 0; i < tables_.size(); ++i) {
+    for (const auto id : tables_[i].new_again) {
+      all.emplace_back(static_cast<catalogue::ItemKind>(i), id);
+    }
+  }
+  return all;
+}
+
 std::vector<Note> ImportNames::Notes() const {
   auto notes = inactive_;
   for (const auto& [former, name] : renamed_) {
@@ -81,7 +100,13 @@ std::vector<Note> ImportNames::Notes() const {
 
 std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) {
   if (const auto id = Find(kind, name)) {
-    if (Of(kind).inactive.erase(*id) != 0 && !change::ReviveUndone(db_, kind, *id)) {
+    auto& table = Of(kind);
+    if (table.inactive.erase(*id) == 0) return *id;
+    if (change::ReviveUndone(db_, kind, *id)) {
+      table.new_again.insert(*id);
+      KeepNew(kind, name);
+      ++added_;
+    } else {
       inactive_.push_back({"inactive",
                            change::InactiveText(db_, kind, *id, std::string(name)) +
                                "; orvspc edit activate " + std::string(WordOf(kind)) +
@@ -110,14 +135,15 @@ void ImportNames::KeepNew(catalogue::ItemKind kind, std::string_view name) {
   NewItem item{kind, std::string(name), {}};
   const auto& table = Of(kind);
   for (const auto& [other, id] : table.ids) {
-    if (id > table.last || catalogue::EditDistance(name, other) > 1) continue;
+    if (id > table.last || table.new_again.contains(id)) continue;
+    if (catalogue::EditDistance(name, other) > 1 || WasUndone(kind, id)) continue;
     if (item.similar.empty() || other < item.similar) item.similar = other;
   }
   new_items_.push_back(std::move(item));
 }
 
 std::int32_t ImportFile::Take(std::size_t column, catalogue::ItemKind kind, std::string_view name) {
-  if (refuse_new_items && catalogue::IsOfStream(kind) && !names.Find(kind, name)) {
+  if (refuse_new_items && catalogue::IsOfStream(kind) && !names.FindUsed(kind, name)) {
     table.Refuse(column, catalogue::NoSuchItem(db, kind, name));
   }
   return names.Take(kind, name);

@@ -78,10 +78,14 @@ class ImportNames {
 
   // Also by a former name.
   std::optional<std::int32_t> Find(catalogue::ItemKind kind, std::string_view name);
+  // But for one that nothing has used since a batch was undone, which is as new.
+  std::optional<std::int32_t> FindUsed(catalogue::ItemKind kind, std::string_view name);
   // Adds it when it is new. One that the undoing of a batch left without use is in use again.
   std::int32_t Take(catalogue::ItemKind kind, std::string_view name);
   std::int64_t Added() const { return added_; }
-  // The first ten parts, processes and tests that were added.
+  // Those that are in use again, which no entry says yet.
+  std::vector<std::pair<catalogue::ItemKind, std::int32_t>> Revived() const;
+  // The first ten parts, processes and tests that were new.
   const std::vector<NewItem>& NewItems() const { return new_items_; }
   // A note for each name that was taken and is not active, and for each former name that was found:
   // "A" is now called "B".
@@ -92,10 +96,12 @@ class ImportNames {
     bool read = false;
     std::unordered_map<std::string, std::int32_t, TextHash, std::equal_to<>> ids;
     std::map<std::string, std::string, std::less<>> former;  // the present names
-    std::set<std::int32_t> inactive;
-    std::int32_t last = 0;  // identifier before anything was added
+    std::set<std::int32_t> inactive;                         // unless they were taken
+    std::set<std::int32_t> new_again;                        // of an undone batch, and taken
+    std::int32_t last = 0;                                   // identifier before anything was added
   };
   Table& Of(catalogue::ItemKind kind);
+  bool WasUndone(catalogue::ItemKind kind, std::int32_t id);
   void KeepNew(catalogue::ItemKind kind, std::string_view name);
 
   sql::Connection& db_;

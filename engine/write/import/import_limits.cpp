@@ -3,6 +3,7 @@
 #include "engine/chunks/StreamWalk.h"
 #include "engine/store/StoreCache.h"
 #include "engine/write/import/import_kind.h"
+#include "engine/write/import/replaced_row.h"
 #include "platform/Enumerations.h"
 
 namespace orvspc::engine::import {
@@ -96,6 +97,23 @@ void TakeLimits(ImportFile& file) {
   const auto alarms = NamedLimits(table, flags);
   file.Store(insert, version, values, flags, alarms, table.Whole(At("scale"), 0, 15, 4),
              table.Cell(At("name")), file.who, file.made);
+  using enum FigureColumn::Type;
+  static const DatedRows rows("spec_limit", "spec-limit",
+                              {{"usl"},
+                               {"target"},
+                               {"lsl"},
+                               {"ugb"},
+                               {"lgb"},
+                               {"url"},
+                               {"lrl"},
+                               {"uwp"},
+                               {"lwp"},
+                               {"cp"},
+                               {"cpk"},
+                               {"aflag", kInt},
+                               {"scale", kInt},
+                               {"name", kText}});
+  rows.AddReplaced(file, version);
 }
 
 constexpr ImportColumn kControlColumns[] = {
@@ -122,6 +140,18 @@ double Mean(const ImportTable& table, std::int32_t chart_word) {
                kind == catalogue::RateKind::Share
                    ? "must be a share from 0 to 1, which the chart word asks for"
                    : "must be a rate not below 0, which the chart word asks for");
+}
+
+// A row serves charts of its own kind alone: of values or of counts, as its test is where that is
+// known.
+void CheckChartWord(const ImportFile& file, std::int32_t test, std::int32_t chart_word) {
+  const auto type = sql::Query(file.db, "SELECT type FROM test WHERE id = ?1", test).RunForInt();
+  if (chart_word == 0 || type.value_or(0) == 0) return;
+  const bool is_measured = *type == ttVariable;
+  if (is_measured == (catalogue::RateKindOf(chart_word) == catalogue::RateKind::None)) return;
+  file.table.Refuse(AtControl("chart-word"),
+                    is_measured ? "is that of a chart of counts, but the test has measured values"
+                                : "is that of a chart of measured values, but the test has counts");
 }
 
 // Whether the database holds a count above 0 of an attribute test; no process: of any.
@@ -154,6 +184,7 @@ void TakeControlLimits(ImportFile& file) {
       file.Version(AtControl("part"), AtControl("test"), AtControl("effective"), process);
   const auto chart_word = table.ChartWord(AtControl("chart-word"));
   const auto mean = Mean(table, chart_word);
+  CheckChartWord(file, version[1], chart_word);
   if (mean == 0.0 && HasCounts(file.db, version, process)) {
     table.Remark(file.report, "rate-zero", AtControl("mean"),
                  "a rate of 0 holds that nothing is ever found, but the stored subgroups have "
@@ -171,6 +202,10 @@ void TakeControlLimits(ImportFile& file) {
   }
   file.Store(insert, version, process, mean, sigmas, start, finish, chart_word, file.who,
              file.made);
+  static const DatedRows rows(
+      "control_limit", "limit",
+      {{"mean"}, {"sp"}, {"spl"}, {"sw"}, {"swl"}, {"chart_word", FigureColumn::kInt}});
+  rows.AddReplaced(file, version, process);
 }
 
 constexpr ImportColumn kOpportunityColumns[] = {
@@ -187,6 +222,9 @@ void TakeOpportunities(ImportFile& file) {
       file.Version(AtOpportunity("part"), AtOpportunity("test"), AtOpportunity("effective"));
   file.Store(insert, version, file.table.Whole(AtOpportunity("opportunities"), 1, INT32_MAX),
              file.who, file.made);
+  static const DatedRows rows("opportunity", "opportunity",
+                              {{"opportunities", FigureColumn::kInt}});
+  rows.AddReplaced(file, version);
 }
 
 }  // namespace

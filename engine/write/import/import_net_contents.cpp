@@ -7,6 +7,7 @@
 #include <string>
 
 #include "engine/write/import/import_kind.h"
+#include "engine/write/import/replaced_row.h"
 
 namespace orvspc::engine::import {
 namespace {
@@ -217,6 +218,28 @@ void TakeNetContents(ImportFile& file) {
   const auto quantity = WordIn(table, At("quantity"), kQuantities, "mass");
   file.Store(insert, version, name, quantity, nominal, table.OptionalNumber(At("mav")), with_upper,
              factor, table.Cell(At("name")), file.who, file.made, figures);
+  using enum FigureColumn::Type;
+  static const DatedRows rows("net_content", "net-content",
+                              {{"class", kText},
+                               {"quantity", kText},
+                               {"nominal"},
+                               {"mav"},
+                               {"with_upper", kInt},
+                               {"factor"},
+                               {"name", kText},
+                               {"mavl"},
+                               {"mavlp"},
+                               {"mavu"},
+                               {"mavup"},
+                               {"t1l"},
+                               {"t1lp"},
+                               {"t1u"},
+                               {"t1up"},
+                               {"t2l"},
+                               {"t2lp"},
+                               {"t2u"},
+                               {"t2up"}});
+  rows.AddReplaced(file, version);
 }
 
 }  // namespace

@@ -132,7 +132,7 @@ void TakeAlarm(ImportFile& file) {
   const auto& table = file.table;
   const auto known = [&](std::size_t column, ItemKind kind) {
     const auto name = table.Cell(column);
-    const auto id = name.empty() ? 0 : file.names.Find(kind, name);
+    const auto id = name.empty() ? 0 : file.names.FindUsed(kind, name);
     if (!id) table.Refuse(column, "the database has nothing of this name");
     return Reference{*id};
   };

@@ -41,6 +41,7 @@ void ValuesWriter::Write() {
   batch_.Close();
   WriteSubgroups();
   WriteMeasurements();
+  store::SealSubgroups(db_);
   WriteComments();
   WriteDescriptors();
 }
@@ -72,7 +73,6 @@ void ValuesWriter::WriteSubgroups() {
     writer.Add(facts[i]);
   }
   writer.Flush();
-  store::SealSubgroups(db_);
   RaiseLabels(facts);
   file_.report.subgroups += added;
 }

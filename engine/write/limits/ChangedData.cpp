@@ -11,6 +11,7 @@
 #include "engine/write/limits/Compute.h"
 #include "engine/write/limits/StoredLimits.h"
 #include "engine/write/log/Canonical.h"
+#include "engine/write/log/FormerTypes.h"
 #include "engine/write/log/Json.h"
 #include "platform/Enumerations.h"
 
@@ -85,10 +86,11 @@ ChangedValues ChangedSince(store::SqlStore& store, sql::Connection& db, std::int
   const auto exclusions = ExclusionsOf(db, id);
   if (DigestNow(store, row, exclusions) == row.digest) return {};
   ChangedValues values;
-  values.are_counts = !change::IsMeasured(db, row.test);
+  const auto entry = EntryOf(db, id);
+  values.are_counts = log::FormerTypes(db).At(row.test, entry) != ttVariable;
   values.all =
       values.are_counts ? row.used : std::llround(row.used * row.average_size.value_or(0.0));
-  for (const auto& [subgroup, text] : ChangedAfter(db, EntryOf(db, id), row.test)) {
+  for (const auto& [subgroup, text] : ChangedAfter(db, entry, row.test)) {
     const auto is_it = [wanted = subgroup](const LimitExclusion& each) {
       return each.subgroup == wanted;
     };

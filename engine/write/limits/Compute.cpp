@@ -10,6 +10,7 @@
 
 #include "engine/charts/AttributeRun.h"
 #include "engine/charts/VariableRun.h"
+#include "engine/chunks/StreamWalk.h"
 #include "engine/chunks/subgroups.h"
 #include "engine/write/limits/WindowStore.h"
 #include "platform/Actor.h"
@@ -196,6 +197,39 @@ std::string NameOf(store::Store& store, const LimitRequest& request) {
   return store.StreamName(request.part, request.process, request.test);
 }
 
+const store::Stream* StreamOf(store::SqlStore& store, const store::StreamIds& ids) {
+  const auto& streams = store.Cache().streams;
+  const auto found = std::ranges::find_if(streams, [&](const store::Stream& each) {
+    return store::StreamIds{each.part, each.process, each.test} == ids;
+  });
+  return found == streams.end() ? nullptr : &*found;
+}
+
+// With the stream that it means where it leaves part, process or test open.
+LimitRequest OfOneStream(store::SqlStore& store, LimitRequest request) {
+  if (request.part != 0 && request.process != 0 && request.test != 0) return request;
+  std::vector<store::StreamIds> fitting;
+  for (const auto& stream : store.Cache().streams) {
+    const auto fits = [](std::int32_t asked, std::int32_t id) { return asked == 0 || asked == id; };
+    if (fits(request.part, stream.part) && fits(request.process, stream.process) &&
+        fits(request.test, stream.test)) {
+      fitting.push_back({stream.part, stream.process, stream.test});
+    }
+  }
+  if (fitting.size() != 1) {
+    throw Refused(fitting.empty() ? "unknown" : "several", "window", std::to_string(fitting.size()),
+                  fitting.empty()
+                      ? std::string("limits: there are no values of that part, process and test")
+                      : "limits: " + std::to_string(fitting.size()) + " streams fit (" +
+                            store.StreamName(fitting[0].part, fitting[0].process, fitting[0].test) +
+                            ", ...); name one by its process");
+  }
+  request.part = fitting[0].part;
+  request.process = fitting[0].process;
+  request.test = fitting[0].test;
+  return request;
+}
+
 // What the limits of a window are made of.
 struct Basis {
   LimitRequest request;  // its window is that of the phase
@@ -330,18 +364,16 @@ std::uint32_t BitsOfLimits(store::Store& store) {
   return bits;
 }
 
-// The subgroups beyond a limit, by place: of the graphs of spread, and of graph 1 where there are
-// none, since the limits of graph 1 follow from the spread.
-std::vector<std::size_t> CandidatesOf(const Chart& chart, std::uint32_t of_limits) {
+// The subgroups beyond a limit, by place: of the graphs of spread, or of all.
+std::vector<std::size_t> CandidatesOf(const Chart& chart, std::uint32_t of_limits, bool all) {
   const auto beyond = [&](std::size_t graph, std::size_t i) {
     return chart.judges[graph] && chart.points[i].used && (chart.marks[graph][i] & of_limits) != 0;
   };
-  std::vector<std::size_t> spread, centre;
+  std::vector<std::size_t> candidates;
   for (std::size_t i = 0; i < chart.points.size(); ++i) {
-    if (beyond(1, i) || beyond(2, i)) spread.push_back(i);
-    if (beyond(0, i)) centre.push_back(i);
+    if (beyond(1, i) || beyond(2, i) || (all && beyond(0, i))) candidates.push_back(i);
   }
-  return spread.empty() ? centre : spread;
+  return candidates;
 }
 
 constexpr std::string_view kNoCause = "beyond a limit, no cause recorded";
@@ -371,15 +403,18 @@ struct Screened {
   std::vector<LimitExclusion> left_out;
   std::vector<std::int32_t> open;
 };
-Screened Screen(sql::Connection& db, const LimitRequest& request, const Chart& chart,
-                const std::vector<std::size_t>& candidates) {
+Screened Screen(store::SqlStore& store, sql::Connection& db, const LimitRequest& request,
+                const Chart& chart, const std::vector<std::size_t>& candidates) {
+  const store::StreamIds stream{request.part, request.process, request.test};
   Screened result;
   for (const auto place : candidates) {
     const auto& point = chart.points[place];
     std::string reason;
     if (request.screening != LimitScreening::None) {
-      const auto before = place == 0 ? INT32_MIN : chart.points[place - 1].time;
-      reason = CauseOf(db, {request.part, request.process, request.test}, point, before);
+      // The first of the window, too, has a point before.
+      const auto points = place == 0 ? PointsUpTo(db, StreamOf(store, stream)->id, point, 2)
+                                     : std::vector<PointOfWindow>{point, chart.points[place - 1]};
+      reason = CauseOf(db, stream, point, points.size() < 2 ? INT32_MIN : points[1].time);
       if (reason.empty()) reason = ExclusionOf(db, request, point.subgroup);
       if (reason.empty() && request.screening == LimitScreening::Every) reason = kNoCause;
     }
@@ -487,8 +522,11 @@ void Judge(const Basis& basis, const Chart& chart, const std::vector<std::int32_
   if (out_of_control) {
     shown.missing.emplace_back("not in control: too many points lie beyond the limits");
   } else if (!open.empty()) {
+    // A review leaves out by itself what has a cause.
     shown.missing.push_back(Listed(open) + (open.size() == 1 ? " lies" : " lie") +
-                            " beyond a limit; leave out what has a cause (--exclude, --iterate)");
+                            " beyond a limit" +
+                            (minimum > 0 ? ", no cause recorded"
+                                         : "; leave out what has a cause (--exclude, --iterate)"));
   }
   if (SignalsAtTheEnd(chart, shown.signals)) {
     shown.missing.push_back("there are signals among the last " +
@@ -497,6 +535,21 @@ void Judge(const Basis& basis, const Chart& chart, const std::vector<std::int32_
 }
 
 }  // namespace
+
+std::vector<PointOfWindow> PointsUpTo(sql::Connection& db, std::int64_t stream,
+                                      const PointOfWindow& point, std::size_t count) {
+  std::vector<PointOfWindow> points;
+  store::StreamWalk(db, stream, false, INT32_MIN, point.time)
+      .ForEach([&](const store::RecordView& record) {
+        if (record.Subgroup() == point.subgroup) {
+          points.push_back(point);
+        } else if (!points.empty() && record.Flag() == sfEnabled) {
+          points.push_back({record.Subgroup(), record.Time()});
+        }
+        return points.size() < count;
+      });
+  return points;
+}
 
 std::string CauseOf(sql::Connection& db, const store::StreamIds& stream, const PointOfWindow& point,
                     std::int32_t before) {
@@ -528,7 +581,8 @@ std::string CauseOf(sql::Connection& db, const store::StreamIds& stream, const P
   return {};
 }
 
-Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest& asked) {
+Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest& wanted) {
+  const auto asked = OfOneStream(store, wanted);
   std::set<std::int32_t> left_out;
   for (const auto& each : asked.exclusions) {
     if (left_out.insert(each.subgroup).second) continue;
@@ -553,31 +607,40 @@ Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest
   auto& shown = result.shown;
   shown.exclusions = request.exclusions;
   const auto of_limits = BitsOfLimits(store);
-  auto least_left = kLeastAfterScreening;
-  for (const auto enough : {request.minimum, frozen}) {
-    if (enough > 0) least_left = std::min(least_left, enough);
-  }
+  // A policy waits for the points that take the places of those left out.
+  const auto least_left = request.minimum > 0 ? 0
+                          : frozen > 0        ? std::min(kLeastAfterScreening, frozen)
+                                              : kLeastAfterScreening;
   bool out_of_control = false;
   Screened screened;
   while (true) {
-    const auto candidates = CandidatesOf(chart, of_limits);
-    screened = Screen(db, request, chart, candidates);
+    // The limits of graph 1 follow from the spread, which is screened first.
+    auto candidates = CandidatesOf(chart, of_limits, false);
+    screened = Screen(store, db, request, chart, candidates);
+    if (screened.left_out.empty()) {
+      candidates = CandidatesOf(chart, of_limits, true);
+      screened = Screen(store, db, request, chart, candidates);
+    }
     if (request.screening == LimitScreening::None) break;
     auto& round = shown.rounds.emplace_back();
     round.centre = chart.estimates.mean;
     round.sigma = chart.estimates.sp.value;
     for (const auto place : candidates) round.candidates.push_back(chart.points[place].subgroup);
     if (screened.left_out.empty()) break;
-    const auto left = chart.Used() - static_cast<std::int32_t>(screened.left_out.size());
-    out_of_control = left < least_left || left < kLeastShareAfterScreening * used_first ||
+    for (const auto& each : screened.left_out) left_out.insert(each.subgroup);
+    // Of the first N, others take the places of those left out.
+    std::optional<Chart> next;
+    if (std::ssize(screened.left_out) < chart.Used()) next = MakeChart(store, request, left_out);
+    const auto left = next ? next->Used() : 0;
+    const auto out = std::ssize(left_out) - std::ssize(request.exclusions);
+    out_of_control = left < least_left ||
+                     left < kLeastShareAfterScreening * static_cast<double>(left + out) ||
                      std::ssize(shown.rounds) > kMaxRounds;
     if (out_of_control) break;
     round.left_out = screened.left_out;
-    for (const auto& each : screened.left_out) {
-      left_out.insert(each.subgroup);
-      shown.exclusions.push_back(each);
-    }
-    chart = MakeChart(store, request, left_out);
+    shown.exclusions.insert(shown.exclusions.end(), screened.left_out.begin(),
+                            screened.left_out.end());
+    chart = std::move(*next);
     CheckFigures(chart);
   }
 
@@ -600,6 +663,7 @@ Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest
     shown.sp = estimates.sp.value;
     shown.sw = estimates.sw.value;
     shown.estimator = estimates.sp.name;
+    shown.within_estimator = estimates.sw.name;
     shown.constant = estimates.sp.constant;
   } else {
     shown.estimator = estimates.mean_name;

@@ -26,11 +26,12 @@ struct Computed {
 //   - Where the window has other subgroups, too, a warning names the phase.
 // Throws Refused
 //   unknown  the stream has no such window or phase, or no data in it
+//   several  part, process or test are left open, and more than one stream fits
 //   chart    the word is not of a chart of these data
 //   window   an exclusion lies outside of it
 //   few      fewer than 5 subgroups count, unless forced
 //   limits   sigma, or the rate, cannot be estimated
-Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest& asked);
+Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest& wanted);
 
 // SHA-256 of the data that a row was made from, as they are now. Empty where the row has none.
 std::string DigestNow(store::SqlStore& store, const ListedLimit& row,
@@ -43,6 +44,9 @@ inline constexpr std::string_view kWithdrawnEvent = "Proposed control limits wit
 struct PointOfWindow {
   std::int32_t subgroup = 0, time = 0;
 };
+// A point and those that count before it in its stream, newest first, count of them at most.
+std::vector<PointOfWindow> PointsUpTo(sql::Connection& db, std::int64_t stream,
+                                      const PointOfWindow& point, std::size_t count);
 // A cause that is recorded for a subgroup: its own comment, or since the point before an event of
 // its stream that has a cause code, a downtime or a general event. Empty: none. Inside a
 // transaction.

@@ -49,6 +49,7 @@ struct Judged {
   std::vector<double> centre;
   std::vector<bool> spread_signals;  // of graph 2, beyond a limit
   std::vector<bool> begins;          // the first of a phase, or after one
+  bool has_moving_ranges = false;    // as graph 2
 };
 
 template <class Run>
@@ -64,6 +65,7 @@ void Read(Run& run, Judged& out) {
   const auto points = column(platform::kNaN, ChartData::Points, 1);
   const auto centre = column(platform::kNaN, ChartData::Cls, 1);
   const auto marks = column(std::int32_t{0}, ChartData::OOCs, 2);
+  out.has_moving_ranges = run.Plan().KindOf(1) == charts::ChartKind::MovingRange;
   const auto row = rows.LimitRowAt(count - 1);
   std::size_t begin = count - 1;
   while (begin > 0 && rows.LimitRowAt(begin - 1) == row) --begin;
@@ -137,6 +139,14 @@ class StreamReview {
     return row.process == stream_.process && MinimumOf(row.rule) > 0;
   }
 
+  // Whether a row was proposed for a run, of which it may lack the first point.
+  bool IsOf(const ListedLimit& row, const RunOfPoints& run) const {
+    return IsOfPolicy(row) && row.effective == judged_.points[run.first].time;
+  }
+  bool SpreadChanged(const RunOfPoints& run) const;
+  std::string NotReady(const LimitRequest& request, const ListedLimit* waiting,
+                       const std::vector<std::string>& missing) const;
+
   store::SqlStore& store_;
   log::Writing& writing_;
   const store::Stream& stream_;
@@ -190,9 +200,8 @@ std::vector<RunOfPoints> StreamReview::FindRuns(const std::vector<ListedLimit>& 
   std::erase_if(runs, [&](const RunOfPoints& run) {
     if (std::cmp_less(run.count, policy_.run)) return true;
     if (run.is_over && std::cmp_less(run.count, policy_.minimum)) return true;
-    const auto start = judged_.points[run.first].time;
     return std::ranges::any_of(stored, [&](const ListedLimit& row) {
-      return IsOfPolicy(row) && row.state == LimitState::Rejected && row.start == start;
+      return row.state == LimitState::Rejected && IsOf(row, run);
     });
   });
   return runs;
@@ -201,13 +210,8 @@ std::vector<RunOfPoints> StreamReview::FindRuns(const std::vector<ListedLimit>& 
 // Of the first point of the run or one of those just before it, which may have been judged by
 // other limits.
 std::string StreamReview::CauseOfRun(const RunOfPoints& run) {
-  std::vector<PointOfWindow> points{judged_.points[run.first]};
-  store::StreamWalk(writing_.Db(), stream_.id, false, INT32_MIN, points.front().time)
-      .ForEach([&](const store::RecordView& record) {
-        if (record.Subgroup() == points.front().subgroup || record.Flag() != sfEnabled) return true;
-        points.push_back({record.Subgroup(), record.Time()});
-        return points.size() < kBeforeTheFirst + 2;
-      });
+  const auto points =
+      PointsUpTo(writing_.Db(), stream_.id, judged_.points[run.first], kBeforeTheFirst + 2);
   const store::StreamIds stream{stream_.part, stream_.process, stream_.test};
   for (std::size_t i = 0; i <= kBeforeTheFirst && i < points.size(); ++i) {
     const auto before = i + 1 < points.size() ? points[i + 1].time : INT32_MIN;
@@ -235,13 +239,35 @@ LimitReview StreamReview::Withdraw(const ListedLimit& waiting) {
   const auto text = "limits " + std::to_string(waiting.id) +
                     " are withdrawn: the run was over before there were " +
                     std::to_string(MinimumOf(waiting.rule)) + " points";
-  AddEvent(kWithdrawnEvent, waiting.start);
+  AddEvent(kWithdrawnEvent, waiting.effective);
   return Said("withdrawn", text, waiting.id);
+}
+
+// A step of the centre is none of the spread: on moving ranges it is the first of the run, which
+// reaches to the point before.
+bool StreamReview::SpreadChanged(const RunOfPoints& run) const {
+  const auto signals = judged_.spread_signals.begin() + static_cast<std::ptrdiff_t>(run.first);
+  const auto first = signals + (judged_.has_moving_ranges ? 1 : 0);
+  return std::find(first, judged_.spread_signals.end(), true) != judged_.spread_signals.end();
+}
+
+std::string StreamReview::NotReady(const LimitRequest& request, const ListedLimit* waiting,
+                                   const std::vector<std::string>& missing) const {
+  std::string text;
+  for (const auto& each : missing) text += "; " + each;
+  text += "; the next review leaves out what has a comment or an event with its cause";
+  if (waiting != nullptr) text += ", limits reject " + std::to_string(waiting->id) + " ends it";
+  return text + ", and limits propose --since " + platform::IsoText(*request.since) + " --first " +
+         std::to_string(request.first) + " --force takes them all";
 }
 
 std::optional<LimitReview> StreamReview::Answer(const RunOfPoints& run,
                                                 const ListedLimit* waiting) {
-  if (waiting != nullptr && waiting->used >= policy_.minimum) return std::nullopt;
+  // One that has all its points stays, unless they are other ones now.
+  if (waiting != nullptr && waiting->used >= policy_.minimum &&
+      DigestNow(store_, *waiting, ExclusionsOf(writing_.Db(), waiting->id)) == waiting->digest) {
+    return std::nullopt;
+  }
   const auto cause = CauseOfRun(run);
   const auto why = Why(run, cause);
   if (cause.empty() && waiting == nullptr) {
@@ -253,41 +279,50 @@ std::optional<LimitReview> StreamReview::Answer(const RunOfPoints& run,
   request.process = stream_.process;
   request.test = stream_.test;
   request.since = first.time;
-  request.until = newest_;
+  request.until = judged_.points[run.first + run.count - 1].time;
   request.all_phases = true;  // the run lies in one
   request.effective = first.time;
   request.first = policy_.minimum;
   request.minimum = policy_.minimum;
   request.chart_word = row_.chart_word;
   request.rule = why;
-  const bool is_enough = std::cmp_greater_equal(run.count, policy_.minimum);
-  request.force = !is_enough;
-  auto computed = Compute(store_, writing_.Db(), request);
-  if (is_enough && !computed.shown.missing.empty()) {
-    return Said("not-ready", why + "; " + computed.shown.missing.front());
+  if (std::cmp_greater_equal(run.count, policy_.minimum)) {
+    request.screening = LimitScreening::WithCause;
   }
-  if (waiting != nullptr && waiting->used == computed.shown.used) return std::nullopt;
+  auto computed = Compute(store_, writing_.Db(), request);
+  auto& shown = computed.shown;
+  // Some may have been left out, whose places others take when they come.
+  const bool is_enough = shown.used >= policy_.minimum;
+  request.force = !is_enough;
+  if ((is_enough || run.is_over) && !shown.missing.empty()) {
+    return Said("not-ready", why + NotReady(request, waiting, shown.missing));
+  }
+  if (waiting != nullptr && waiting->used == shown.used && waiting->digest == shown.digest) {
+    return std::nullopt;
+  }
   // Until there are enough, the width is that of before, unless the spread has changed, too.
-  const auto since = judged_.spread_signals.begin() + static_cast<std::ptrdiff_t>(run.first);
-  const bool spread_changed =
-      std::find(since, judged_.spread_signals.end(), true) != judged_.spread_signals.end();
-  if (!is_enough && !spread_changed && row_.row.F_SP > 0.0) {
-    computed.shown.sp = row_.row.F_SP;
-    computed.shown.sw = row_.row.F_SW > 0.0 ? double(row_.row.F_SW) : platform::kNaN;
-    computed.shown.estimator = "of the limits before";
+  if (!is_enough && !SpreadChanged(run) && row_.row.F_SP > 0.0) {
+    shown.sp = row_.row.F_SP;
+    shown.sw = row_.row.F_SW > 0.0 ? double(row_.row.F_SW) : platform::kNaN;
+    shown.estimator = shown.within_estimator = "of the limits before";
     computed.figures = row_.figures;
   }
-  const auto progress = is_enough ? std::string()
-                                  : ", provisional: " + std::to_string(computed.shown.used) +
-                                        " of " + std::to_string(policy_.minimum) + " points";
+  auto text = is_enough ? "; " + why
+                        : ", provisional: " + std::to_string(shown.used) + " of " +
+                              std::to_string(policy_.minimum) + " points; " + why;
+  for (const auto& each : shown.exclusions) {
+    text += "; left out: #" + std::to_string(each.subgroup) + " " + each.reason;
+  }
+  if (is_enough) {
+    for (const auto& each : shown.warnings) text += "; " + each;
+  }
   if (waiting != nullptr) {
     Revise(writing_, waiting->id, request, computed);
-    return Said("updated", "limits " + std::to_string(waiting->id) + progress + "; " + why,
-                waiting->id);
+    return Said("updated", "limits " + std::to_string(waiting->id) + text, waiting->id);
   }
   const auto id = Propose(writing_, request, computed);
   AddEvent(kProposedEvent, first.time);
-  return Said("proposed", "limits " + std::to_string(id) + progress + "; " + why, id);
+  return Said("proposed", "limits " + std::to_string(id) + text, id);
 }
 
 std::optional<LimitReview> StreamReview::Do() {
@@ -306,9 +341,8 @@ std::optional<LimitReview> StreamReview::Do() {
     return row.state == LimitState::Proposed && IsOfPolicy(row);
   });
   if (waiting != stored.end()) {
-    const auto own = std::ranges::find_if(runs, [&](const RunOfPoints& run) {
-      return judged_.points[run.first].time == waiting->start;
-    });
+    const auto own =
+        std::ranges::find_if(runs, [&](const RunOfPoints& run) { return IsOf(*waiting, run); });
     if (own != runs.end()) return Answer(*own, &*waiting);
     // One that has all its points waits for a person, whatever came after them.
     if (waiting->used < MinimumOf(waiting->rule)) return Withdraw(*waiting);
@@ -332,7 +366,8 @@ std::vector<BaselinePolicy> ReadPolicies(sql::Connection& db) {
   using Row = BaselinePolicy;
   return sql::Query(db,
                     "SELECT id, coalesce(part, 0), coalesce(process, 0), coalesce(test, 0), run, "
-                    "minimum, rule FROM baseline_policy ORDER BY id")
+                    "minimum, rule FROM baseline_policy WHERE id IN (SELECT max(id) "
+                    "FROM baseline_policy GROUP BY part, process, test) ORDER BY id")
       .All<Row>(&Row::id, &Row::part, &Row::process, &Row::test, &Row::run, &Row::minimum,
                 &Row::rule);
 }
@@ -343,6 +378,7 @@ std::int32_t SetPolicy(log::Writing& writing, const store::StreamIds& of, std::s
     throw Refused("unknown", "policy", std::string(word),
                   "limits: there is no policy \"" + std::string(word) + "\"");
   }
+  writing.NeedReason();
   auto& db = writing.Db();
   std::string before;
   for (const auto& each : ReadPolicies(db)) {

@@ -10,7 +10,7 @@
 // Policies of streams that say when limits are proposed anew. Inside a transaction.
 namespace orvspc::engine::limits {
 
-// Oldest first; of two for the same the newer counts.
+// Those that hold, one for each part, process and test; oldest first.
 std::vector<BaselinePolicy> ReadPolicies(sql::Connection& db);
 // word: of a preset. 0 for any part, process or test. Returns its number.
 std::int32_t SetPolicy(log::Writing& writing, const store::StreamIds& of, std::string_view word);

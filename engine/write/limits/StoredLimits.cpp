@@ -23,6 +23,9 @@ namespace {
 
 using log::Json;
 
+// How the figures of a row are made beyond what it says itself: its entries of the log do.
+constexpr const char *kCentreKey = "centre", *kWithinKey = "sw_estimator";
+
 std::string ObjectOf(std::int32_t id) { return "limit " + std::to_string(id); }
 
 LimitState StateOf(std::string_view word) {
@@ -70,8 +73,9 @@ Json StateJson(const ListedLimit& row) {
   return json;
 }
 
+// made: where the figures are new.
 Json WholeJson(sql::Connection& db, const ListedLimit& row,
-               const std::vector<LimitExclusion>& exclusions) {
+               const std::vector<LimitExclusion>& exclusions, const LimitProposal* made = nullptr) {
   Json json = {{"part", NameIn(db, catalogue::ItemKind::Part, row.part)}};
   if (row.process != 0) json["process"] = NameIn(db, catalogue::ItemKind::Process, row.process);
   json["test"] = NameIn(db, catalogue::ItemKind::Test, row.test);
@@ -85,6 +89,10 @@ Json WholeJson(sql::Connection& db, const ListedLimit& row,
   json["finish"] = IsoText(row.finish);
   json["used"] = row.used;
   json["estimator"] = row.estimator;
+  if (made != nullptr) {
+    json[kCentreKey] = made->mean_name;
+    if (row.sw != 0.0) json[kWithinKey] = made->within_estimator;
+  }
   json["digest"] = row.digest;
   if (!row.rule.empty()) json["rule"] = row.rule;
   for (const auto& each : exclusions) {
@@ -128,13 +136,13 @@ void CheckApprover(const log::Writing& writing, const ListedLimit& row) {
                 "approve: the one who proposed (" + row.who + ") cannot approve");
 }
 
-// Rows that held on at a time and of which this one takes over; one that is retired also where it
-// began at this very time.
+// Rows that held on at a time and of which this one takes over; where one began at this very time,
+// it is retired or came before this one.
 void EndAt(log::Writing& writing, const ListedLimit& by, std::int32_t time) {
   for (const auto& row : ReadLimits(writing.Db(), {by.part, by.process, by.test})) {
     if (row.id == by.id || !Holds(row) || !ShareCharts(row, by)) continue;
     if (row.effective > time || EndOf(row) <= time) continue;
-    if (row.effective == time && row.state == LimitState::Active) continue;
+    if (row.effective == time && row.state == LimitState::Active && row.id > by.id) continue;
     auto ended = row;
     ended.until = time;
     ended.state = LimitState::Retired;
@@ -293,7 +301,7 @@ std::int32_t Propose(log::Writing& writing, const LimitRequest& request, const C
   });
   StoreExclusions(db, id, shown.exclusions);
   writing.Add("limit", ObjectOf(id), {},
-              log::CanonicalText(WholeJson(db, NeedLimit(db, id), shown.exclusions)));
+              log::CanonicalText(WholeJson(db, NeedLimit(db, id), shown.exclusions, &shown)));
   return id;
 }
 
@@ -318,7 +326,8 @@ void Revise(log::Writing& writing, std::int32_t id, const LimitRequest& request,
   });
   StoreExclusions(db, id, computed.shown.exclusions);
   writing.Add("limit", ObjectOf(id), log::CanonicalText(former),
-              log::CanonicalText(WholeJson(db, NeedLimit(db, id), computed.shown.exclusions)));
+              log::CanonicalText(
+                  WholeJson(db, NeedLimit(db, id), computed.shown.exclusions, &computed.shown)));
 }
 
 void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approval,
@@ -375,17 +384,23 @@ void Reject(log::Writing& writing, std::int32_t id, Expected expected) {
 
 void Retire(log::Writing& writing, std::int32_t id, std::int32_t at, Expected expected) {
   const auto before = Stepping(writing, id, expected);
-  if (before.state != LimitState::Active) RefuseState(before, "active");
+  if (!Holds(before)) RefuseState(before, "active");
   if (at <= before.effective) {
     throw Refused("at", "at", IsoText(at),
                   "limits: " + std::to_string(id) + " holds from " + IsoText(before.effective) +
                       " on; retire it later, or void it");
+  }
+  if (EndOf(before) <= at) {
+    throw Refused("at", "at", IsoText(at),
+                  "limits: " + std::to_string(id) + " ends at " + IsoText(*before.until) +
+                      " as it is; --at names a time before that");
   }
   // What it silently took over from ends where it began, and does not come back.
   EndAt(writing, before, before.effective);
   auto after = before;
   after.state = LimitState::Retired;
   after.until = at;
+  after.replaced_by = 0;  // a row that was to follow begins after its end
   StoreState(writing, before, after);
 }
 
@@ -425,7 +440,11 @@ LimitDetails Details(store::SqlStore& store, sql::Connection& db, std::int32_t i
       const auto json = log::ReadJson(after);
       step.what = json.value("status", std::string());
       // The entry that figures and data of the row are of.
-      if (json.contains("digest")) first = step.version;
+      if (json.contains("digest")) {
+        first = step.version;
+        details.mean_name = json.value(kCentreKey, std::string());
+        details.within_estimator = json.value(kWithinKey, std::string());
+      }
       details.version = step.version;
     }
   }
@@ -440,7 +459,12 @@ LimitDetails Details(store::SqlStore& store, sql::Connection& db, std::int32_t i
     }
     store::ForEachRecord(
         db, stream.id,
-        [&](const store::RecordView& record) { details.changed += record.Entry() > first; },
+        [&](const store::RecordView& record) {
+          const bool is_of_them =
+              std::ranges::find(details.exclusions, record.Subgroup(), &LimitExclusion::subgroup) ==
+              details.exclusions.end();
+          details.changed += is_of_them && record.Entry() > first;
+        },
         row.start, row.finish);
   }
   return details;

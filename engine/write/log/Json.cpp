@@ -40,9 +40,40 @@ std::string CanonicalText(const Json& json) {
   return json.is_null() ? std::string() : json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+namespace {
+
+// What is copied, written or compared level by level must not have very many of them.
+bool IsNestedDeeply(std::string_view text) {
+  int depth = 0;
+  bool is_in_text = false;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const char letter = text[at];
+    if (is_in_text && letter == '\\') {
+      ++at;
+    } else if (letter == '"') {
+      is_in_text = !is_in_text;
+    } else if (!is_in_text && (letter == '[' || letter == '{')) {
+      if (++depth > kMaxJsonDepth) return true;
+    } else if (!is_in_text && (letter == ']' || letter == '}')) {
+      --depth;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+Json TryReadJson(std::string_view text) {
+  if (IsNestedDeeply(text)) return Json(Json::value_t::discarded);
+  return Json::parse(text, nullptr, false);
+}
+
 Json ReadJson(std::string_view text) {
   if (text.empty()) return {};
-  auto json = Json::parse(text, nullptr, false);
+  if (IsNestedDeeply(text)) {
+    throw std::runtime_error("is nested deeper than " + std::to_string(kMaxJsonDepth) + " levels");
+  }
+  auto json = TryReadJson(text);
   if (json.is_discarded()) throw std::runtime_error("is no JSON");
   return json;
 }

@@ -21,7 +21,11 @@ void AppendText(std::string& out, std::string_view text);
 
 // Empty for null.
 std::string CanonicalText(const Json& json);
-// Throws std::runtime_error for what is no JSON.
+// What is nested deeper is not read.
+inline constexpr int kMaxJsonDepth = 32;
+// Throws std::runtime_error for what is no JSON. Null for an empty text.
 Json ReadJson(std::string_view text);
+// Discarded for what is no JSON.
+Json TryReadJson(std::string_view text);
 
 }  // namespace orvspc::engine::log

@@ -116,8 +116,8 @@ Writing::Writing(sql::Connection& db, Actor actor, std::string reason)
   NeedText("station", actor_.station);
   NeedText("reason", reason_);
   constexpr std::size_t kMinReason = 3, kMaxReason = 500;
-  const auto length = CharactersOf(reason_);
-  if (length != 0 && (length < kMinReason || length > kMaxReason)) {
+  const bool is_short = CharactersOf(Trimmed(reason_)) < kMinReason;
+  if (!reason_.empty() && (is_short || CharactersOf(reason_) > kMaxReason)) {
     throw Refused("reason", "reason", reason_, "--reason: say why, in 3 to 500 characters");
   }
   now_ = ClockMilliseconds();
@@ -143,6 +143,8 @@ std::int32_t Writing::Employee() {
   if (employee_) return *employee_;
   sql::Query known(db_, "SELECT id FROM employee WHERE name = ?1", who_);
   if (known.Step()) return *(employee_ = known.Int(0));
+  sql::Query former(db_, "SELECT item FROM alias WHERE kind = 'employee' AND name = ?1", who_);
+  if (former.Step()) return *(employee_ = former.Int(0));
   employee_ = static_cast<std::int32_t>(sql::TakeIds(db_, "employee"));
   sql::Query(db_, "INSERT INTO employee(id, name) VALUES(?1, ?2)", *employee_, who_).Run();
   return *employee_;

@@ -23,7 +23,7 @@ void Read(const sql::Query& query, Entry& entry) {
 
 // A text of an entry; empty where it has none or is no JSON.
 std::string TextOf(const std::string& json, const char* key) {
-  const auto parsed = Json::parse(json, nullptr, false);
+  const auto parsed = TryReadJson(json);
   if (!parsed.is_object()) return {};
   const auto found = parsed.find(key);
   return found != parsed.end() && found->is_string() ? found->get<std::string>() : std::string();

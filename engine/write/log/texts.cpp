@@ -21,7 +21,7 @@ namespace {
 
 bool IsName(std::string_view text) {
   constexpr std::size_t kMaxBytes = 255;
-  if (text.empty() || text.size() > kMaxBytes) return false;
+  if (Trimmed(text).empty() || text.size() > kMaxBytes) return false;
   for (std::size_t at = 0; at < text.size();) {
     char32_t letter = 0;
     if (!platform::TakeUtf8(text, at, letter)) return false;
@@ -43,6 +43,12 @@ bool IsText(std::string_view text) {
   return true;
 }
 
+std::string_view Trimmed(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r\n";
+  text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+  return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
+
 std::size_t CharactersOf(std::string_view text) {
   return static_cast<std::size_t>(
       std::ranges::count_if(text, [](char c) { return (c & '\xC0') != '\x80'; }));
@@ -50,7 +56,10 @@ std::size_t CharactersOf(std::string_view text) {
 
 void NeedName(std::string_view field, std::string_view name) {
   if (IsName(name)) return;
-  Refuse("name", field, name, "must be 1 to 255 bytes of text without control characters");
+  const bool is_blank = !name.empty() && name.find_first_not_of(' ') == name.npos;
+  Refuse("name", field, name,
+         is_blank ? "must not be blanks alone"
+                  : "must be 1 to 255 bytes of text without control characters");
 }
 
 void NeedText(std::string_view field, std::string_view text) {

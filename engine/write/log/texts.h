@@ -8,14 +8,17 @@
 // server.
 namespace orvspc::engine::log {
 
-// Whether it is a name: 1 to 255 bytes of UTF-8 without control characters and those that turn
-// the direction of a line or break it.
+// Whether it is a name: 1 to 255 bytes of UTF-8, not blanks alone, without control characters and
+// those that turn the direction of a line or break it.
 bool IsName(std::string_view text);
 
 // Whether it is UTF-8 without control characters other than tabulators and ends of lines.
 bool IsText(std::string_view text);
 
 inline constexpr std::size_t kMaxComment = 4000;  // characters
+
+// Without blanks and ends of lines before and after it.
+std::string_view Trimmed(std::string_view text);
 
 // Of UTF-8.
 std::size_t CharactersOf(std::string_view text);

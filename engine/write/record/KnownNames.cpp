@@ -55,7 +55,7 @@ std::int32_t KnownNames::Take(ItemKind kind, std::string_view name) {
   if (const auto* found = Find(kind, name)) {
     const auto id = found->id;
     if (!found->was_undone) return id;
-    change::ReviveUndone(db_, kind, id);
+    if (change::ReviveUndone(db_, kind, id)) revived_.emplace_back(kind, id);
     auto& items = items_[static_cast<std::size_t>(kind)];
     const auto kept = items.find(name);
     if (kept != items.end()) kept->second = {id, true, false, kept->second.renamed_to};
@@ -184,10 +184,12 @@ bool KnownNames::Refresh() {
 
 void KnownNames::Forget() {
   for (auto& each : items_) each.clear();
+  revived_.clear();
   streams_.clear();
   contexts_.clear();
   settings_.clear();
   last_labels_.clear();
+  highest_labels_.Forget();
   ends_.Clear();
 }
 

@@ -18,6 +18,7 @@
 #include "engine/store/SqlStore.h"
 #include "engine/store/StoreCache.h"
 #include "engine/write/import/import_kind.h"
+#include "engine/write/last_label.h"
 #include "engine/write/record_rules.h"
 
 namespace orvspc::engine::record {
@@ -51,6 +52,11 @@ class KnownNames {
   // Adds a name that is new, as imports do. What was undone is in use again.
   std::int32_t Take(ItemKind kind, std::string_view name);
 
+  // Those that were undone and are in use again since the latest call.
+  std::vector<std::pair<ItemKind, std::int32_t>> TakeRevived() {
+    return std::exchange(revived_, {});
+  }
+
   // What it is called now; the name itself unless it is a former one.
   std::string Present(ItemKind kind, const std::string& name);
 
@@ -72,6 +78,8 @@ class KnownNames {
   std::optional<std::int64_t>& LastLabel(std::int32_t part, std::int32_t process) {
     return last_labels_[{part, process}];
   }
+  // For those without a last label: what is recorded with a number gives them one.
+  write::HighestLabels& HighestLabels() { return highest_labels_; }
 
   // How long to wait for other writers, as of the latest Refresh().
   std::chrono::seconds Patience() const { return patience_; }
@@ -91,10 +99,12 @@ class KnownNames {
 
   sql::Connection& db_;
   std::array<Ids, kItemKinds> items_;
+  std::vector<std::pair<ItemKind, std::int32_t>> revived_;
   std::map<std::array<std::string, 3>, KnownStream> streams_;
   std::map<store::Context, std::int32_t> contexts_;
   std::map<std::string, std::string, std::less<>> settings_;
   std::map<std::pair<std::int32_t, std::int32_t>, std::optional<std::int64_t>> last_labels_;
+  write::HighestLabels highest_labels_;
   store::SealedEnds ends_;
   std::chrono::seconds patience_ = store::kPatience;
   std::optional<std::int64_t> data_version_;

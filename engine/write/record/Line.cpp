@@ -19,6 +19,10 @@ log::Json Beginning(const std::string& key) {
 }  // namespace
 
 NewRecord RecordOfLine(std::string_view line, std::string* key) {
+  if (line.size() > kMaxLineOfRecord) {
+    throw Refused("json", "line", "",
+                  "line: is longer than " + std::to_string(kMaxLineOfRecord) + " bytes");
+  }
   log::Json json;
   try {
     json = log::ReadJson(line);

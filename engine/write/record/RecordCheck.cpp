@@ -2,15 +2,14 @@
 #include "engine/write/record/RecordCheck.h"
 
 #include <algorithm>
-#include <cmath>
 #include <set>
 #include <utility>
 
 #include "engine/catalogue/nearest.h"
 #include "engine/write/change/Items.h"
-#include "engine/write/counts.h"
 #include "engine/write/import/values_batch.h"
 #include "engine/write/log/texts.h"
+#include "engine/write/record_rules.h"
 #include "platform/Actor.h"
 #include "platform/Enumerations.h"
 #include "platform/TimeText.h"
@@ -18,9 +17,6 @@
 namespace orvspc::engine::record {
 namespace {
 
-using write::NumberText;
-
-constexpr double kTooLarge = 1e300;
 constexpr std::string_view kDescriptor = "descriptor:";
 
 [[noreturn]] void Refuse(const char* code, std::string_view field, const std::string& value,
@@ -125,7 +121,7 @@ void TakeMeasured(CheckedRecord& checked) {
   TakeRows(checked, all);
 }
 
-// Counts of zero without a unit say nothing; a record without counts has one row.
+// Counts of zero without a unit say nothing; a record of such counts alone has one row.
 void TakeCounts(CheckedRecord& checked) {
   std::vector<Row> rows;
   std::uint32_t place = 0;
@@ -279,7 +275,7 @@ void RecordCheck::SettleType(CheckedRecord& checked) {
     checked.type = found == new_types_.end() ? usual : found->second;
   }
   if (checked.type != ttVariable) {
-    if (record.size > 0) return;
+    if (record.size > 0 && !record.pieces.empty()) return;
     const std::string what = checked.type == ttDefects ? "defects" : "defectives";
     Refuse("type", "test", record.test,
            record.test + " counts " + what + "; give --size and a count");
@@ -303,13 +299,7 @@ CheckedRecord RecordCheck::Check(const NewRecord& record, NewNames names, std::i
       is_same_stream ? latest_.stream : &known_.Stream(record.part, record.process, record.test);
   SettleType(checked);
   for (const auto& piece : record.pieces) {
-    if (!std::isfinite(piece.value)) {
-      Refuse("number", "value", NumberText(piece.value), NumberText(piece.value) + " is no number");
-    }
-    if (std::fabs(piece.value) >= kTooLarge) {
-      Refuse("number", "value", NumberText(piece.value),
-             NumberText(piece.value) + " is too large; values lie below 1e300");
-    }
+    if (const auto broken = write::BrokenRuleOfNumber(piece.value)) Refuse(*broken);
     CheckPiece(piece.sbno < 0 ? piece.sbno : piece.tsno);
   }
   const auto time = record.time == 0 ? now : record.time;

@@ -11,6 +11,7 @@
 #include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
 #include "engine/store/batch_digest.h"
+#include "engine/write/change/Items.h"
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
 #include "engine/write/last_label.h"
@@ -61,7 +62,7 @@ RecordWriter::Counter& RecordWriter::CounterOf(const KnownStream& stream) {
     auto& known = known_.LastLabel(stream.part, stream.process);
     if (!known) known = write::LastLabel(db_, stream.part, stream.process);
     counter.is_changed = !known;
-    if (!known) known = write::HighestLabel(db_, stream.part, stream.process);
+    if (!known) known = known_.HighestLabels().Of(db_, stream.part, stream.process);
     counter.last = *known;
   }
   return counter;
@@ -162,7 +163,9 @@ void RecordWriter::Write(log::Writing& writing, std::int64_t batch) {
   WriteLabels();
   WriteSubgroups();
   WriteMeasurements(batch);
+  SealSubgroups();
   for (const auto& placed : records_) WriteBeside(writing, placed, batch);
+  for (const auto& [kind, id] : known_.TakeRevived()) change::AddActivate(writing, kind, id);
 }
 
 void RecordWriter::WriteLabels() {
@@ -191,7 +194,13 @@ void RecordWriter::WriteSubgroups() {
     writer.Add({subgroup.id, stream.part, stream.process, subgroup.time, subgroup.label});
   }
   writer.Flush();
-  if (store::BeginBlock(static_cast<std::int32_t>(next - added), added)) store::SealSubgroups(db_);
+}
+
+void RecordWriter::SealSubgroups() {
+  const auto added = std::ranges::count(subgroups_, true, &Subgroup::is_new);
+  if (added == 0) return;
+  const auto first = std::ranges::find(subgroups_, true, &Subgroup::is_new)->id;
+  if (store::BeginBlock(first, added)) store::SealSubgroups(db_);
 }
 
 std::int32_t RecordWriter::ContextOf(const CheckedRecord& record) {

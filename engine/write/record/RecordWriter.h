@@ -65,6 +65,7 @@ class RecordWriter {
   void FindSubgroups();
   void WriteLabels();
   void WriteSubgroups();
+  void SealSubgroups();
   void WriteMeasurements(std::int64_t batch);
   void WriteBeside(log::Writing& writing, const Placed& placed, std::int64_t batch);
   std::int32_t ContextOf(const CheckedRecord& record);

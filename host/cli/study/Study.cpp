@@ -60,15 +60,21 @@ studies::StudyData StreamsOf(const Analysis& run, const studies::ReadOptions& op
 
 std::vector<Command> StudyCommands() {
   return {
-      AcfStudyCommand(),     //
-      Ar1StudyCommand(),     //
-      ArlStudyCommand(),     //
-      CusumStudyCommand(),   //
-      DesignStudyCommand(),  //
-      EwmaStudyCommand(),    //
-      GStudyCommand(),       //
-      LaneyStudyCommand(),   //
-      TStudyCommand(),       //
+      AcfStudyCommand(),        //
+      AgreementStudyCommand(),  //
+      Ar1StudyCommand(),        //
+      ArlStudyCommand(),        //
+      BiasStudyCommand(),       //
+      CusumStudyCommand(),      //
+      DesignStudyCommand(),     //
+      EwmaStudyCommand(),       //
+      GStudyCommand(),          //
+      GageStudyCommand(),       //
+      LaneyStudyCommand(),      //
+      LinearityStudyCommand(),  //
+      PlanStudyCommand(),       //
+      TStudyCommand(),          //
+      Type1StudyCommand(),      //
   };
 }
 

@@ -93,13 +93,19 @@ int RunOnStreams(const Arguments& arguments, Console& console, Document document
 std::vector<Command> StudyCommands();
 
 Command AcfStudyCommand();
+Command AgreementStudyCommand();
 Command Ar1StudyCommand();
 Command ArlStudyCommand();
+Command BiasStudyCommand();
 Command CusumStudyCommand();
 Command DesignStudyCommand();
 Command EwmaStudyCommand();
 Command GStudyCommand();
+Command GageStudyCommand();
 Command LaneyStudyCommand();
+Command LinearityStudyCommand();
+Command PlanStudyCommand();
 Command TStudyCommand();
+Command Type1StudyCommand();
 
 }  // namespace orvspc::cli

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -55,8 +56,10 @@ struct CapabilityDocument {
   std::vector<Note> notes;
 };
 
-// The document of a capability result; docs/how-to/json.md lists every key.
-std::string CapabilityJson(const CapabilityDocument& document);
+// The document of a capability result; docs/how-to/json.md lists every key. more(json) adds
+// members.
+std::string CapabilityJson(const CapabilityDocument& document,
+                           const std::function<void(JsonWriter&)>& more = {});
 
 // Members of an open object.
 void WriteCapabilityProcessing(JsonWriter& json, const CAProcessing& processing);
@@ -78,6 +81,8 @@ struct CapabilityView : View {
   int decimals = 4;                              // of the ends of bins
   int mean_decimals = -1;                        // -1: as of these
   std::vector<Table> tables;
+  // Draws what comes below the histogram, from y on, and returns where it ends; may be empty.
+  std::function<double(Scene&, double y)> below;
 
   bool Empty() const { return bars.empty(); }
 };

@@ -71,7 +71,8 @@ class Picture {
       scene_.Text(x, top_ - 5, k == 0 ? "b1 halo" : "s halo", Anchor::Middle, SigmaName(k));
     scene_.Rectangle(kLeft, top_, kRight - kLeft, bottom_ - top_, "frame");
     Tables();
-    scene_.height = scene_.Notes(bottom_ + 54) - 8.0;
+    const double end = view_.below ? view_.below(scene_, bottom_ + 48.0) : bottom_ + 54.0;
+    scene_.height = scene_.Notes(end) - 8.0;
     return std::move(scene_);
   }
 

@@ -206,7 +206,8 @@ void WriteCapabilityProcessing(JsonWriter& json, const CAProcessing& processing)
                processing.WindowSD(), "WindowType", processing.WindowType());
 }
 
-std::string CapabilityJson(const CapabilityDocument& document) {
+std::string CapabilityJson(const CapabilityDocument& document,
+                           const std::function<void(JsonWriter&)>& more) {
   const CapabilityRead& capability = document.capability;
   return JsonDocument([&](JsonWriter& json) {
     ObjectMember(json, "Processing", capability.processing.get(), WriteCapabilityProcessing);
@@ -227,6 +228,7 @@ std::string CapabilityJson(const CapabilityDocument& document) {
       json.NullMember("Fit");
       json.NullMember("ShortTerm");
     }
+    if (more) more(json);
   });
 }
 

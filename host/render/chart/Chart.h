@@ -95,8 +95,7 @@ struct PhaseView {
   std::int32_t stream = 0;          // index into stream_views
   std::size_t first = 0, last = 0;  // of its points, inclusive; of other streams some between them
   std::size_t subgroups = 0, used = 0;
-  bool is_excluded = false;       // drawn, used for nothing
-  bool has_older_limits = false;  // stored limits in force are from before it began
+  bool is_excluded = false;  // drawn, used for nothing
   Estimate mean, sp;
 };
 
@@ -119,14 +118,15 @@ struct ChartView : View {
 
   std::vector<PhaseView> phases;       // by stream, then time; empty: there are none
   std::vector<std::int32_t> phase_of;  // index into these, one a point
+  // Whether the limits in force are from before the phase began, one a point; empty: nowhere.
+  std::vector<bool> older_limits;
+  std::vector<bool> excluded;  // points of excluded phases; empty: none is
 
   SubgroupTexts TextsOf(std::size_t point) const { return texts ? texts(point) : SubgroupTexts(); }
   std::size_t Count() const { return stamps.size(); }
   std::int32_t StreamOf(std::size_t point) const { return streams.empty() ? 0 : streams[point]; }
   std::int32_t PhaseOf(std::size_t point) const { return phases.empty() ? 0 : phase_of[point]; }
-  bool IsExcluded(std::size_t point) const {
-    return !phases.empty() && phases[static_cast<std::size_t>(phase_of[point])].is_excluded;
-  }
+  bool IsExcluded(std::size_t point) const { return !excluded.empty() && excluded[point]; }
   bool IsLeftOut(std::size_t point) const { return std::ranges::binary_search(left_out, point); }
   bool Used(std::size_t point) const {
     return (flags.empty() || flags[point] == 0) && !IsExcluded(point);
@@ -195,7 +195,7 @@ struct ChartRead {
 
   // A stored result keeps no limit rows; an empty table then says nothing.
   bool tables_known = true;
-  // Decimals that mean something by the specification limits, the least of their rows.
+  // Decimals that mean something by the specification limits, the most of their rows.
   std::optional<int> decimals;
   std::vector<GroupView> groups;  // one a point without grouping
 
@@ -243,6 +243,9 @@ struct ChartDocument : ChartReport {
   std::int32_t requested[3] = {0, 0, 0};  // graph types that were asked for, or kNotKnown
   std::vector<Note> notes;
   std::vector<Downtime> downtimes;  // of the only process, ascending
+  // Of each point whether it lies in an excluded phase, also where phases are taken together;
+  // empty: as the phases say.
+  std::vector<bool> excluded;
 };
 
 std::string ChartJson(const ChartDocument& document, const Names& names);

@@ -265,11 +265,20 @@ double Spread(const GraphRead& graph) {
 
 constexpr int kMaxDecimals = 6;  // of values, unless a specification says more
 
-// Decimals of the values: those of the specification row, else the most that one of them has.
+// Decimals of the values: those of the specification rows, and the most that a value has of a part
+// and test without one.
 int DataDecimals(const ChartRead& chart) {
-  if (chart.decimals) return std::max(*chart.decimals, 0);
+  std::set<std::pair<std::int32_t, std::int32_t>> specified;
+  for (const auto& row : chart.spec_lims) {
+    specified.emplace(static_cast<std::int32_t>(NumberOf(row, "F_PART")),
+                      static_cast<std::int32_t>(NumberOf(row, "F_TEST")));
+  }
   std::vector<double> values;
   for (const auto& row : chart.subgroups.rows) {
+    // A stored result has the decimals of its rows alone.
+    if (chart.decimals && (!chart.tables_known || specified.contains({row.part, row.test}))) {
+      continue;
+    }
     // The value of a piece with readings may be their mean, of any number of digits.
     std::set<std::int32_t> with_readings;
     for (const auto& test : row.tests)
@@ -277,7 +286,7 @@ int DataDecimals(const ChartRead& chart) {
     for (const auto& test : row.tests)
       if (test.sbno != 0 || !with_readings.contains(test.tsno)) values.push_back(test.value);
   }
-  return std::min(DecimalsOf(values), kMaxDecimals);
+  return std::max(chart.decimals.value_or(0), std::min(DecimalsOf(values), kMaxDecimals));
 }
 
 // Limits have one decimal more than the values, and points that are no values, such as means.

@@ -9,6 +9,7 @@
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
+#include "platform/TimeStamp.h"
 
 namespace orvspc::render {
 
@@ -52,18 +53,32 @@ bool Crosses(const Polyline& line, const Box& box) {
   return false;
 }
 
+// Point by point: a row may take over inside a phase.
+std::vector<bool> OlderLimits(const ChartDocument& document) {
+  std::vector<bool> older(document.limit_rows.size());
+  for (std::size_t i = 0; i < older.size(); ++i) {
+    const auto& phase = document.phases[static_cast<std::size_t>(document.phase_of[i])].phase;
+    const auto row = document.limit_rows[i];
+    if (row < 0 || phase.id == 0 || !phase.Counts()) continue;
+    const auto& limits = document.chart.ctrl_lims.at(static_cast<std::size_t>(row));
+    older[i] = platform::DateToTimeStamp(NumberOf(limits, "F_EFTM")) < phase.start;
+  }
+  return std::ranges::find(older, true) == older.end() ? std::vector<bool>() : older;
+}
+
 }  // namespace
 
 void AddPhases(ChartView& view, const ChartDocument& document) {
+  if (document.excluded.size() == view.Count()) view.excluded = document.excluded;
   if (document.phase_of.size() != view.Count()) return;
   view.phase_of = document.phase_of;
+  if (document.limit_rows.size() == view.Count()) view.older_limits = OlderLimits(document);
   for (std::size_t p = 0; p < document.phases.size(); ++p) {
     const auto& read = document.phases[p];
     auto& made = view.phases.emplace_back();
     made.name = PlainText(read.phase.name);
     made.kind = read.phase.id == 0 ? "" : std::string(WordOf(read.phase.kind));
     made.is_excluded = read.phase.id != 0 && !read.phase.Counts();
-    made.has_older_limits = read.has_older_limits;
     made.subgroups = static_cast<std::size_t>(read.subgroups);
     made.used = static_cast<std::size_t>(read.used);
     made.mean = read.estimates.mean;
@@ -76,6 +91,9 @@ void AddPhases(ChartView& view, const ChartDocument& document) {
     for (std::size_t i = made.first; i < view.Count(); ++i)
       if (view.PhaseOf(i) == static_cast<std::int32_t>(p)) made.last = i;
   }
+  if (!view.excluded.empty()) return;
+  for (std::size_t i = 0; i < view.Count(); ++i)
+    view.excluded.push_back(view.phases[static_cast<std::size_t>(view.PhaseOf(i))].is_excluded);
 }
 
 std::optional<std::size_t> NewestIn(const ChartView& view, std::size_t phase,

@@ -101,14 +101,14 @@ std::vector<GroupView> GroupsOf(std::size_t points, Group group) {
 
 // Rows of limits do not come back into the object, but their scale is in the text.
 std::optional<int> DecimalsOfText(const platform::XmlNode& root) {
-  std::optional<int> least;
+  std::optional<int> most;
   auto& document = XMLSupport::DocumentOf(root);
   XMLSupport::ForEachChild(document.SelectSingleNode(root, "SpecificationLimits"), "SpecLim",
                            [&](const platform::XmlNode& row) {
                              const int scale = XMLSupport::ReadInt32(row, "F_SCAL", 4);
-                             least = std::min(least.value_or(scale), scale);
+                             most = std::max(most.value_or(scale), scale);
                            });
-  return least;
+  return most;
 }
 
 // Groups by the rule that the analysis groups by.
@@ -276,7 +276,7 @@ ChartRead ReadChart(std::shared_ptr<CCResults> results) {
   chart.def_opps = ReadTable(results->DefOpp(), kDefOppColumns);
   for (const auto& row : chart.spec_lims) {
     const int scale = static_cast<int>(NumberOf(row, "F_SCAL"));
-    chart.decimals = std::min(chart.decimals.value_or(scale), scale);
+    chart.decimals = std::max(chart.decimals.value_or(scale), scale);
   }
   // An analysis that selected nothing has no graphs, whatever was asked for.
   if (subgroups->TotalSubgroups() != 0 && chart.processing) ReadGraphs(*results, chart);

@@ -149,15 +149,13 @@ class Picture {
       Runs(line, style, [&](double y) { return y >= panel.top - 0.5 && y <= panel.bottom + 0.5; });
   }
 
-  // Thinner in a phase that they are older than.
+  // Thinner where they are older than the phase.
   void LimitSteps(const std::vector<double>& values, const Panel& panel, const std::string& style) {
-    if (std::ranges::none_of(view_.phases, &PhaseView::has_older_limits))
-      return Steps(values, panel, style);
+    if (view_.older_limits.empty()) return Steps(values, panel, style);
     for (const bool older : {false, true}) {
       auto shown = values;
       for (std::size_t i = 0; i < shown.size(); ++i)
-        if (view_.phases[static_cast<std::size_t>(view_.PhaseOf(i))].has_older_limits != older)
-          shown[i] = kNaN;
+        if (view_.older_limits[i] != older) shown[i] = kNaN;
       Steps(shown, panel, older ? style + " old" : style);
     }
   }
@@ -491,7 +489,7 @@ class Picture {
                        "A number with a plus sign: the point breaks further rules, which its "
                        "tooltip names; no number: no room"});
     if (outside) lines.push_back({"o", "a value of the subgroup is beyond a specification limit"});
-    const bool excluded = std::ranges::any_of(view_.phases, &PhaseView::is_excluded);
+    const bool excluded = std::ranges::count(view_.excluded, true) != 0;
     if (unused)
       lines.push_back({"pu", excluded ? "disabled, incomplete or excluded: drawn, used for nothing"
                                       : "disabled or incomplete: drawn, used for nothing"});

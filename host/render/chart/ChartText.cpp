@@ -273,7 +273,7 @@ class Plot {
         view_.stream_views.size() > 1 ? "letter: point of that stream" : "o point",
         rules ? "# breaks a rule" : "",
         outside ? "S beyond a specification limit" : "",
-        unused ? std::ranges::any_of(view_.phases, &PhaseView::is_excluded)
+        unused ? std::ranges::count(view_.excluded, true) != 0
                      ? "x disabled, incomplete or excluded"
                      : "x disabled or incomplete"
                : "",

@@ -34,12 +34,16 @@ void WriteOption(JsonWriter& json, const StudyOption& option) {
 std::string StudyJson(const StudyHead& head, const std::function<void(JsonWriter&)>& write) {
   return JsonDocument([&](JsonWriter& json) {
     json.Members("Study", head.word, "Version", 1);
-    json.Object("Options", [&] {
-      for (const auto& option : head.options) WriteOption(json, option);
-    });
+    WriteOptions(json, head.options);
     ObjectMember(json, "Selection", head.select.get(), WriteDataSelect);
     write(json);
     WriteNotes(json, head.notes);
+  });
+}
+
+void WriteOptions(JsonWriter& json, const std::vector<StudyOption>& options) {
+  json.Object("Options", [&] {
+    for (const auto& option : options) WriteOption(json, option);
   });
 }
 
@@ -80,6 +84,11 @@ void WriteMarks(JsonWriter& json, const std::vector<std::uint8_t>& signals) {
     json.Value(signal != 0 ? std::vector<int>{1} : std::vector<int>{});
   }
   json.EndArray();
+}
+
+std::string ShareText(double p) {
+  if (std::isnan(p)) return "";
+  return p < 0.001 ? "< 0.001" : Fixed(p, 4);
 }
 
 std::string OptionsText(const StudyHead& head) {

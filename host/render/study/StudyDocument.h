@@ -33,11 +33,17 @@ struct StudyHead {
 // "Notes". docs/how-to/json.md lists every key.
 std::string StudyJson(const StudyHead& head, const std::function<void(JsonWriter&)>& write);
 
+// "Options": each with "Value" and "From".
+void WriteOptions(JsonWriter& json, const std::vector<StudyOption>& options);
+
 void WriteFigure(JsonWriter& json, const char* key, const studies::Figure& figure);
 void WriteInterval(JsonWriter& json, const char* key, const studies::Interval& interval);
 void WriteTest(JsonWriter& json, const char* key, const studies::TestOfSignificance& test);
 // "Marks": the numbers of the rules that each point breaks; here rule 1 alone, where not 0.
 void WriteMarks(JsonWriter& json, const std::vector<std::uint8_t>& signals);
+
+// "0.0312", "< 0.001": a P for people; empty where there is none.
+std::string ShareText(double p);
 
 // "Options: weight 0.2, width 3", as captions have them: those that were given.
 std::string OptionsText(const StudyHead& head);

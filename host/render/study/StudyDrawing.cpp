@@ -97,33 +97,10 @@ std::vector<std::pair<double, std::string>> TicksOf(const PlotAxis& axis, const 
   return ticks;
 }
 
-class Picture {
+class Painter {
  public:
-  Picture(const StudyView& view, bool embedded)
-      : view_(view), scene_(view, embedded, "study"), header_(embedded ? 2.0 : 48.0) {}
+  explicit Painter(Scene& scene) : scene_(scene) {}
 
-  Scene Draw() {
-    if (view_.empty) {
-      scene_.NoData(header_ + 24);
-      scene_.height = scene_.Notes(header_ + 46) - 6.0;
-      return std::move(scene_);
-    }
-    const double width = (kPictureWidth - 2 * kMargin) / static_cast<double>(view_.columns);
-    double y = header_;
-    for (std::size_t first = 0; first < view_.plots.size(); first += view_.columns) {
-      const auto last = std::min(first + view_.columns, view_.plots.size());
-      double height = 0.0;
-      for (std::size_t i = first; i < last; ++i) {
-        DrawPlot(view_.plots[i], kMargin + width * static_cast<double>(i - first), y, width);
-        height = std::max(height, view_.plots[i].height);
-      }
-      y += kAbove + height + kBelow;
-    }
-    scene_.height = scene_.Notes(y + 12.0) - 6.0;
-    return std::move(scene_);
-  }
-
- private:
   void DrawPlot(const Plot& plot, double left_edge, double top_edge, double width) {
     const double left = left_edge + kLeft - kMargin, top = top_edge + kAbove;
     const bool has_labels =
@@ -188,6 +165,7 @@ class Picture {
     }
   }
 
+ private:
   struct Frame {
     double left, right, top, bottom;
   };
@@ -280,19 +258,44 @@ class Picture {
     }
   }
 
-  const StudyView& view_;
-  Scene scene_;
-  double header_;
+  Scene& scene_;
 };
+
+Scene Draw(const StudyView& view, bool embedded) {
+  Scene scene(view, embedded, "study");
+  const double header = embedded ? 2.0 : 48.0;
+  if (view.empty) {
+    scene.NoData(header + 24);
+    scene.height = scene.Notes(header + 46) - 6.0;
+    return scene;
+  }
+  scene.height = scene.Notes(DrawPlots(scene, view.plots, view.columns, header)) - 6.0;
+  return scene;
+}
 
 }  // namespace
 
+double DrawPlots(Scene& scene, const std::vector<Plot>& plots, std::size_t columns, double y) {
+  Painter painter(scene);
+  const double width = (kPictureWidth - 2 * kMargin) / static_cast<double>(columns);
+  for (std::size_t first = 0; first < plots.size(); first += columns) {
+    const auto last = std::min(first + columns, plots.size());
+    double height = 0.0;
+    for (std::size_t i = first; i < last; ++i) {
+      painter.DrawPlot(plots[i], kMargin + width * static_cast<double>(i - first), y, width);
+      height = std::max(height, plots[i].height);
+    }
+    y += kAbove + height + kBelow;
+  }
+  return y + 12.0;
+}
+
 std::string RenderStudySvg(const StudyView& view, bool embedded) {
-  return WriteSvg(Picture(view, embedded).Draw());
+  return WriteSvg(Draw(view, embedded));
 }
 
 std::string RenderStudyHtml(const StudyView& view) {
-  Page page(view, Picture(view, true).Draw());
+  Page page(view, Draw(view, true));
   for (const auto& table : view.tables) page.Write(table);
   return page.Text();
 }

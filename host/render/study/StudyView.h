@@ -79,6 +79,9 @@ struct StudyView : View {
   bool empty = false;  // nothing was selected
 };
 
+// Draws plots side by side in so many columns, from y on; returns the base line for what follows.
+double DrawPlots(Scene& scene, const std::vector<Plot>& plots, std::size_t columns, double y);
+
 std::string RenderStudySvg(const StudyView& view, bool embedded = false);
 std::string RenderStudyHtml(const StudyView& view);
 std::string RenderStudyText(const StudyView& view, const TextOptions& options = {});

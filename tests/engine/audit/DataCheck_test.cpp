@@ -417,9 +417,46 @@ TEST_F(DataCheckTest, RecordsThatCameByThemselvesAreProvedAfterAMergeOfTests) {
   EXPECT_EQ(Check().records, 2);
   Tamper(first, [](StoredRecord& each) { each.values[0] = 77; });
   const auto name = "#" + std::to_string(first) + " T: ";
-  EXPECT_EQ(OnlyFind(), name + "differs from what entry 4 stored");
+  // The delete has an entry of the record and one of the test, which has no values then.
+  EXPECT_EQ(OnlyFind(), name + "differs from what entry 5 stored");
   Tamper(first, [](StoredRecord& each) { each.values.clear(); });
-  EXPECT_EQ(OnlyFind(), name + "is missing; entry 4 stored it");
+  EXPECT_EQ(OnlyFind(), name + "is missing; entry 5 stored it");
+}
+
+// Records of two tests of one subgroup, both taken out, whose tests then become one.
+TEST_F(DataCheckTest, WhatWasTakenOutOfTestsThatBecameOneIsProvedByItsOwnEntry) {
+  auto wrong = RecordOf("U", {3.5, 4.5}), right = RecordOf("T", {1.5, 2.5});
+  for (auto* const record : {&wrong, &right}) {
+    record->time = 1'700'000'000;
+    record->label = "1";
+  }
+  const auto id = Data().Record(wrong, {"Ann", ""}, NewNames::Create).subgroup;
+  Data().Record(right, {"Ann", ""}, NewNames::Create);
+  Data().DeleteSubgroups({id}, std::nullopt, Why());
+  Data().Merge(ItemKind::Test, "U", "T", Why());
+  ExpectWhole();
+  EXPECT_EQ(Data().Record(right, {"Ann", ""}).subgroup, id);
+  ExpectWhole();
+  Data().DeleteSubgroups({id}, std::nullopt, Why());
+  Data().Record(wrong, {"Ann", ""});
+  const auto last = Head();
+  ExpectWhole();
+  Tamper(id, [](StoredRecord& each) { each.values[0] = 77; });
+  EXPECT_EQ(OnlyFind(), "#1 T: differs from what entry " + std::to_string(last) + " stored");
+}
+
+TEST_F(DataCheckTest, WhatAnImportBroughtAfterARecordWasTakenOutIsProved) {
+  auto record = RecordOf("T", {1.5});
+  record.time = 1'700'000'000;
+  record.label = "1";
+  const auto id = Data().Record(record, {"Ann", ""}, NewNames::Create).subgroup;
+  Data().DeleteSubgroups({id}, std::nullopt, Why());
+  Import("part,process,test,subgroup,time,value\nA,P,T,1," + platform::IsoText(record.time) +
+         "Z,7\n");
+  Data().ChangeFlag({id}, std::nullopt, 1, Why());
+  Data().DeleteSubgroups({id}, std::nullopt, Why());
+  Data().Record(record, {"Ann", ""});
+  ExpectWhole();
 }
 
 TEST_F(DataCheckTest, WhatIsRecordedAgainAfterItWasTakenOutIsProved) {
@@ -433,7 +470,7 @@ TEST_F(DataCheckTest, WhatIsRecordedAgainAfterItWasTakenOutIsProved) {
   Data().ChangeFlag({id}, std::nullopt, 1, Why());
   ExpectWhole();
   Tamper(id, [](StoredRecord& each) { each.values[0] = 77; });
-  EXPECT_EQ(OnlyFind(), "#1 T: differs from what entry 5 stored");
+  EXPECT_EQ(OnlyFind(), "#1 T: differs from what entry 6 stored");
 }
 
 TEST_F(DataCheckTest, WhatIsImportedAgainAfterItWasTakenOutIsProved) {

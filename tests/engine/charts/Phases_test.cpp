@@ -431,6 +431,19 @@ TEST(Phases, StoredLimitsFromBeforeAPhaseStayInForceWithANote) {
   EXPECT_EQ(std::ranges::count(notes, "limits-before-phase", &Note::code), 1) << "A began before";
 }
 
+// The newest point has a row of the phase.
+TEST(Phases, ARowThatTakesOverInsideAPhaseEndsTheNote) {
+  auto store = Steps({1, 2, 4, 3, 2, 3});
+  store.phases = {Between(0, 30, "A"), Between(30, std::nullopt, "B")};
+  store.Limit(2.0, 1.0, 1.0, 5);
+  store.Limit(2.5, 1.0, 1.0, 45);
+  TakeNotes();
+  const auto graph = Make(store, kIxMr).graphs.at(0);
+  EXPECT_DOUBLE_EQ(graph.cl[3], 2.0);
+  EXPECT_DOUBLE_EQ(graph.cl[5], 2.5);
+  EXPECT_FALSE(NoteCodes().contains("limits-before-phase"));
+}
+
 TEST(Phases, StoredLimitsFromTheStartOfAPhaseHaveNoNote) {
   auto store = Steps({1, 2, 4, 3, 2, 3});
   store.phases = {Between(30, std::nullopt, "B")};

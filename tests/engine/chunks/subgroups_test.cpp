@@ -66,15 +66,19 @@ class SubgroupsTest : public PlantTest {
                           100 * Below(random_, 50), LabelOf(random_, id)};
       while (!taken_.emplace(each.part, each.process, each.time, each.label).second) ++each.time;
       writer.Add(each.Facts());
-      const auto stream = 1 + ((each.part - 1) * kProcesses + each.process - 1) * kTests;
-      const std::vector<StoredRecord> records{NewRecord(random_, {each.time, id})};
-      WriteRecords(db, stream + Below(random_, kTests), records, StreamWriter::kMaxHot);
+      Measure(db, each);
       added.push_back(std::move(each));
     }
     writer.Flush();
     SealSubgroups(db);
     all_.insert(all_.end(), added.begin(), added.end());
     return added;
+  }
+
+  void Measure(Connection& db, const StoredSubgroup& each) {
+    const auto stream = 1 + ((each.part - 1) * kProcesses + each.process - 1) * kTests;
+    const std::vector<StoredRecord> records{NewRecord(random_, {each.time, each.id})};
+    WriteRecords(db, stream + Below(random_, kTests), records, StreamWriter::kMaxHot);
   }
 
   static StoredSubgroups Read(Connection& db, std::int32_t first, std::int32_t last) {
@@ -147,6 +151,7 @@ TEST_F(SubgroupsTest, HotOnesOfABlockThatIsNotFullLieBesideLaterSealedBlocks) {
     for (std::int32_t id = 301; id < 1100; ++id) {
       all_.push_back({id, 1, 1, id, "n" + std::to_string(id)});
       writer.Add(all_.back().Facts());
+      Measure(db, all_.back());
     }
     writer.Flush();
     EXPECT_EQ(Blocks(db), 3);
@@ -166,6 +171,7 @@ TEST_F(SubgroupsTest, IdentifiersThatAreLeftOutDoNotMixBlocks) {
     for (const std::int32_t id : {1, 2, 256, 300, 511, 600, 767, 768, 1023, 3000}) {
       all_.push_back({id, 1, 2, -id, "n"});
       writer.Add(all_.back().Facts());
+      Measure(db, all_.back());
     }
     writer.Flush();
     EXPECT_EQ(Read(db, 1, INT32_MAX), all_);
@@ -268,6 +274,34 @@ TEST_F(SubgroupsTest, SealedOnesWithoutMeasurementsAreFoundByTheirRows) {
   });
 }
 
+TEST_F(SubgroupsTest, HotOnesWithoutMeasurementsKeepTheirRowsWhenTheyAreSealed) {
+  const std::vector<std::int32_t> bare = {201, 202};
+  Opened()->Write([&](Connection& db) {
+    Add(db, 200);
+    SubgroupWriter writer(db);
+    TakeIds(db, "subgroup", 2);
+    for (const auto id : bare) {
+      all_.push_back({id, 1, 1, id, "bare"});
+      writer.Add(all_.back().Facts());
+    }
+    writer.Flush();
+    EXPECT_EQ(HotWithoutMeasurements(db, 1000), bare);
+    EXPECT_EQ(HotWithoutMeasurements(db, 202), std::vector<std::int32_t>{201});
+    Add(db, 300);
+    EXPECT_EQ(Blocks(db), 0);
+  });
+  Opened()->Write([&](Connection& db) {
+    Add(db, 300);
+    EXPECT_EQ(Blocks(db), 3);
+    EXPECT_EQ(SealedWithRows(db), bare);
+    EXPECT_EQ(Read(db, 1, INT32_MAX), all_);
+    for (const auto id : bare) {
+      const SubgroupFacts facts{0, 1, 1, id, "bare"};
+      EXPECT_EQ(FindSubgroups(db, std::span(&facts, 1)).front(), id);
+    }
+  });
+}
+
 // Late subgroups all over ten years: twenty days, fifty subgroups on each.
 TEST_F(SubgroupsTest, LateOnesReadOnlyTheChunksThatTheyBelongTo) {
   constexpr std::int32_t kStep = 8 * 3600, kStored = 10'950, kDays = 20, kOfDay = 50;
@@ -285,8 +319,8 @@ TEST_F(SubgroupsTest, LateOnesReadOnlyTheChunksThatTheyBelongTo) {
       record.size = 100;
     }
     writer.Flush();
-    SealSubgroups(db);
     WriteRecords(db, 1, records, 0);
+    SealSubgroups(db);
     chunks = Count(db, "measurement_chunk", 1);
     ASSERT_GT(chunks, 800);
   });

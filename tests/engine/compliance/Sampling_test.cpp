@@ -53,6 +53,39 @@ TEST(IntervalSampling, ASampleInTheGraceFillsTheWindowThatIsStillShort) {
   EXPECT_EQ(Sum(IntervalSampling({{kRun}}, kAlways, 1, 1200, 300, At({100, 1100}))).collected, 1);
 }
 
+TEST(IntervalSampling, TheNewestWindowsAreFoundWithoutMakingThem) {
+  std::mt19937 random(7);
+  const auto below = [&](int n) {
+    return static_cast<std::int64_t>(random() % static_cast<unsigned>(n));
+  };
+  int found = 0;
+  for (int round = 0; round < 200; ++round) {
+    std::vector<StateSegment> segments;
+    std::int64_t end = below(1000);
+    for (int s = 0; s < 6; ++s) {
+      const auto start = end;
+      end += 1 + below(5000);
+      const bool runs = below(3) != 0;
+      segments.push_back({start, end, 1, runs ? pst_Run : pst_Pause, runs});
+    }
+    const auto every = 1 + below(600), grace = below(2) * below(900), now = below(30000),
+               seconds = below(6000);
+    const Period valid{below(2000), 25000};
+    auto windows = IntervalSampling(segments, valid, 1, every, grace, {});
+    std::erase_if(windows, [&](const SamplingWindow& window) { return window.due >= now; });
+    const auto begin = BeginOfNewest(segments, valid, every, grace, now, seconds);
+    ASSERT_EQ(begin.has_value(), !windows.empty()) << round;
+    if (!begin) continue;
+    auto expected = windows.front().begin;
+    for (const auto& window : windows) {
+      if (window.begin <= windows.back().due - seconds) expected = window.begin;
+    }
+    EXPECT_EQ(*begin, expected) << round;
+    ++found;
+  }
+  EXPECT_GT(found, 50);
+}
+
 TEST(IntervalSampling, AWindowIsCompleteOnlyWithItsGrace) {
   EXPECT_EQ(Sum(IntervalSampling({{kRun}}, kAlways, 1, 1200, 0, {})).expected, 3);
   EXPECT_EQ(Sum(IntervalSampling({{kRun}}, kAlways, 1, 1200, 1, {})).expected, 2);

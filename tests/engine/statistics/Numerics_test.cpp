@@ -4,8 +4,8 @@
 #include <cmath>
 #include <numbers>
 
+#include <gtest/gtest.h>
 #include "engine/statistics/Distributions.h"
-#include "gtest/gtest.h"
 
 namespace orvspc::engine::statistics {
 namespace {

@@ -13,7 +13,6 @@
 #include "engine/store/digest.h"
 #include "engine/time/calendar.h"
 #include "engine/write/log/Log.h"
-#include "tests/engine/limited_device.h"
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/watched_device.h"
 
@@ -138,7 +137,7 @@ TEST_F(BackupTest, UnderFourWritersItIsAStateThatWas) {
                     ++steps;
                     // So that there are commits between the steps.
                     const int now = written();
-                    for (int i = 0; i < 2000 && written() < now + 4; ++i) {
+                    while (failed == 0 && written() < now + 4) {
                       std::this_thread::sleep_for(std::chrono::milliseconds(1));
                     }
                   }});
@@ -183,7 +182,7 @@ TEST_F(BackupTest, AFullDiskLeavesNoFile) {
   const auto files = FilesIn(fs::path(Path()).parent_path());
   int refused = 0;
   for (int tenth = 0; tenth <= 10; ++tenth) {
-    const LimitedDevice device(size * tenth / 10 - 1);
+    WatchedDevice device(size * tenth / 10 - 1);
     EXPECT_EQ(BackupFailure(File("b.db")), File("b.db") + ": there is no room left on the device")
         << tenth;
     EXPECT_EQ(FilesIn(fs::path(Path()).parent_path()), files) << tenth;
@@ -191,7 +190,7 @@ TEST_F(BackupTest, AFullDiskLeavesNoFile) {
   }
   EXPECT_EQ(refused, 11);
   // With the journal of a first page, and the index of the log.
-  const LimitedDevice device(size + 100'000);
+  WatchedDevice device(size + 100'000);
   EXPECT_EQ(BackupFailure(File("b.db")), "");
   EXPECT_TRUE(fs::exists(File("b.db")));
 }

@@ -2,9 +2,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <iterator>
 #include <random>
 #include <string>
 #include <thread>
@@ -35,10 +37,19 @@ class MigrationKillTest : public StoreTest {
     for (const char* end : {"", "-wal", "-shm", "-journal"}) std::filesystem::remove(Path() + end);
   }
 
+  // Whether schema 1 has a place for all that the file of a kind says.
+  static bool IsOfVersion1(ImportKind kind) {
+    constexpr ImportKind kKinds[] = {ImportKind::Values,        ImportKind::Limits,
+                                     ImportKind::ControlLimits, ImportKind::Opportunities,
+                                     ImportKind::Rules,         ImportKind::Alarms,
+                                     ImportKind::Groups};
+    return std::ranges::find(kKinds, kind) != std::end(kKinds);
+  }
   // Rows in every table, and many values.
   void WriteFormer(std::int32_t version, const std::string& path) {
     const auto wanted = folder_.File("wanted.db"), input = folder_.File("in.csv");
     for (const auto& [kind, text] : import::kEveryKind) {
+      if (version == 1 && !IsOfVersion1(kind)) continue;
       WriteFile(input, text);
       QualityDatabase::ImportInto(wanted, input, kind);
     }
@@ -95,6 +106,10 @@ class MigrationKillTest : public StoreTest {
 
   DatabaseDigest expected_;
 };
+
+TEST_F(MigrationKillTest, AHundredKillsLeaveAFileOfSchema1OrAllOfTheNewOne) {
+  KillAHundredTimes(1);
+}
 
 TEST_F(MigrationKillTest, AHundredKillsLeaveAFileOfSchema2OrAllOfTheNewOne) {
   KillAHundredTimes(2);

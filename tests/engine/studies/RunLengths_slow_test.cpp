@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "gtest/gtest.h"
+#include <gtest/gtest.h>
 #include "tests/engine/studies/simulated_runs.h"
 
 namespace orvspc::studies {

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <stdexcept>
 
+#include <gtest/gtest.h>
 #include "engine/studies/Design.h"
-#include "gtest/gtest.h"
 #include "tests/engine/studies/cases.h"
 #include "tests/engine/studies/simulated_runs.h"
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <stdexcept>
 
-#include "gtest/gtest.h"
+#include <gtest/gtest.h>
 #include "tests/engine/studies/cases.h"
 
 namespace orvspc::studies {

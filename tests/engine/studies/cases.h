@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <nlohmann/json.hpp>
 
 #include <cmath>
@@ -11,8 +13,6 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-#include "gtest/gtest.h"
 
 // Published and recomputed figures, a file each in tests/engine/studies/cases: parameters, data (a
 // CSV file, or among the parameters), and what is expected with its tolerance and its source.
@@ -73,6 +73,19 @@ class Case {
         EXPECT_TRUE(std::isnan(actual[i])) << at;
       } else {
         ExpectNear(at, expected, values[i].get<double>(), actual[i]);
+      }
+    }
+  }
+  // The same of rows.
+  void Check(const std::string& name, const std::vector<std::vector<double>>& actual) const {
+    const auto& expected = Expected().at(name);
+    const auto& rows = expected.at("value");
+    ASSERT_EQ(rows.size(), actual.size()) << name;
+    for (std::size_t i = 0; i < actual.size(); ++i) {
+      ASSERT_EQ(rows[i].size(), actual[i].size()) << name;
+      for (std::size_t j = 0; j < actual[i].size(); ++j) {
+        ExpectNear(name + "[" + std::to_string(i) + "][" + std::to_string(j) + "]", expected,
+                   rows[i][j].get<double>(), actual[i][j]);
       }
     }
   }

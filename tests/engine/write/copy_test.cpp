@@ -15,9 +15,9 @@
 #include "engine/store/digest.h"
 #include "engine/store/tables.h"
 #include "engine/write/chunks/StreamWriter.h"
-#include "tests/engine/limited_device.h"
 #include "tests/engine/store/store_fixture.h"
 #include "tests/engine/store/version1_file.h"
+#include "tests/engine/watched_device.h"
 #include "tests/engine/write/import/every_kind.h"
 
 namespace orvspc::engine::store {
@@ -208,11 +208,47 @@ TEST_F(CopyTest, ADamagedChunkOfTheSourceIsItsFailure) {
   EXPECT_FALSE(std::filesystem::exists(folder_.File("copy.db")));
 }
 
+// Of other streams than the damaged one.
+TEST_F(CopyTest, ASelectionIsCopiedAlsoWhereAnotherStreamIsDamaged) {
+  Import(ManyOfOneStream());
+  Import("part,process,test,subgroup,time,value\nB,P,T,S1,2024-02-01,4\nB,P,T,S2,2024-02-02,5\n");
+  Opened()->Write(
+      [&](Connection& db) { db.Execute("UPDATE measurement_chunk SET packed = zeroblob(64)"); });
+  FlatSelection flat;
+  flat.List(FlatSelection::kPart, {Id(ItemKind::Part, "B")});
+  const auto path = folder_.File("part.db");
+  const auto report =
+      Data().CopyTo(path, {.selection = CopySelection{flat.info, flat.Filter()}, .progress = {}});
+  EXPECT_EQ(report.measurements, 2);
+  EXPECT_EQ(QualityDatabase::Open(path).Streams().size(), 1U);
+  EXPECT_NE(FailureOf([&] { Data().CopyTo(folder_.File("all.db")); }), "");
+}
+
+TEST_F(CopyTest, AHotSubgroupWithoutValuesIsFoundInTheCopy) {
+  const auto import = [&](int from, int to) {
+    std::string text = "part,process,test,subgroup,time,value\n";
+    for (int i = from; i < to; ++i) {
+      text += "A,P,T,S" + std::to_string(i) + "," + platform::IsoText(1'700'000'000 + i) + "Z,1\n";
+    }
+    return Import(text).subgroups;
+  };
+  import(1, 100);
+  Data().DeleteSubgroups({1}, {}, {.actor = {}, .reason = "trial run"});
+  import(100, 400);
+  const auto path = folder_.File("copy.db");
+  Data().CopyTo(path);
+  auto copied = QualityDatabase::Open(path);
+  const auto again = folder_.File("again.csv");
+  WriteFile(again, "part,process,test,subgroup,time,value\nA,P,T,S1," +
+                       platform::IsoText(1'700'000'001) + "Z,1\n");
+  EXPECT_EQ(copied.Import(again, ImportKind::Values).subgroups, 0);
+}
+
 TEST_F(CopyTest, WhatTheTargetHasNoRoomForIsItsFailure) {
   Import(ManyOfOneStream());
   const auto path = folder_.File("copy.db");
   const auto copy = [&](std::int64_t bytes) {
-    const LimitedDevice device(bytes);
+    WatchedDevice device(bytes);
     const auto failure = FailureOf([&] { Data().CopyTo(path); });
     return std::pair(failure, device.Peak());
   };

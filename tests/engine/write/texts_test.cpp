@@ -144,6 +144,33 @@ TEST_F(StoredTextsTest, WhatIsNoTextIsRefusedWhereverItEnters) {
   }
 }
 
+TEST_F(StoredTextsTest, BlanksAreNoNameAndNoReason) {
+  const std::string blanks = "     ";
+  const auto refuse = [&](const std::string& field, const std::function<void()>& work) {
+    ExpectRefused(field, blanks, "must not be blanks alone", work);
+  };
+  NewRecord record;
+  record.part = "A";
+  record.process = "P";
+  record.test = "T";
+  record.pieces.push_back({1.0, 0, 0, "", "", ""});
+  refuse("by", [&] { Data().Record(record, {blanks, ""}); });
+  refuse("to", [&] { Data().Rename(ItemKind::Part, "A", blanks, Why()); });
+  record.context["lot"] = blanks;
+  refuse("lot", [&] { Data().Record(record, {}); });
+  record.context.clear();
+  record.part = blanks;
+  refuse("part", [&] { Data().Record(record, {}, NewNames::Create); });
+  for (const std::string reason : {"     ", "\n\t ", "  ab  "}) {
+    const auto before = State();
+    EXPECT_EQ(store::FailureOf([&] { Data().ChangeFlag({1}, {}, sfDisabled, Why(reason)); }),
+              "--reason: say why, in 3 to 500 characters");
+    EXPECT_EQ(State(), before);
+  }
+  Data().ChangeFlag({1}, {}, sfDisabled, Why(" abc "));
+  EXPECT_EQ(Data().Log().back().reason, " abc ");
+}
+
 TEST_F(StoredTextsTest, ASettingIsCheckedWhereItIsStored) {
   for (const auto& bad : kBad) {
     for (const bool is_name : {true, false}) {

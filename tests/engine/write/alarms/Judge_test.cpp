@@ -89,6 +89,34 @@ TEST_F(JudgeTest, WhatIsFarBehindTheNewestPointRaisesNothing) {
   EXPECT_GT(about_it(Record(2, 99.0)), 0);
 }
 
+TEST_F(JudgeTest, AWrongTimeHindersNoAlarmOnceItIsMended) {
+  constexpr std::int32_t kYear = 365 * 24 * 60;
+  const auto rises = [&](std::int32_t minute) {
+    const auto opened = Record(minute, 99.0);
+    return std::ranges::any_of(opened, [&](const Alarm& each) {
+      return each.first_subgroup == latest_ && each.graph == 1 && !each.is_late;
+    });
+  };
+  EXPECT_TRUE(rises(1));
+  Record(kYear, 10.0);
+  Data().DeleteSubgroups({latest_}, {}, Why());
+  EXPECT_TRUE(rises(2)) << "taken out";
+  Record(kYear, 10.0);
+  SubgroupChange change;
+  change.time = static_cast<std::int32_t>(start_) + 3 * 60;
+  Data().ChangeSubgroups({latest_}, {}, change, Why());
+  EXPECT_TRUE(rises(4)) << "moved";
+  Record(kYear, 10.0);
+  const auto wrong = latest_;
+  EXPECT_FALSE(rises(5)) << "it is the newest";
+  Data().DeleteSubgroups({wrong}, {}, Why());
+  const auto stored = Stored();
+  EXPECT_TRUE(std::ranges::any_of(stored, [&](const auto& each) {
+    return std::get<2>(each) == latest_;
+  })) << "judged afterwards";
+  EXPECT_TRUE(rises(6));
+}
+
 TEST_F(JudgeTest, WithoutStoredLimitsOnlySpecificationsAreJudged) {
   store::RunSql(Path(), "UPDATE control_limit SET status = 'void'");
   EXPECT_TRUE(Record(1, 99.0).empty());

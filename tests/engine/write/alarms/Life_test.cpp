@@ -267,6 +267,29 @@ TEST_F(LifeTest, ClosingEndsARunAndTheNextPointOpensAnother) {
   EXPECT_EQ(all[1].first_subgroup, all[0].last_subgroup + 1);
 }
 
+TEST_F(LifeTest, AClosedAlarmWhoseRunGoesOnInAnotherIsNotReopened) {
+  std::vector<std::int32_t> runs;
+  for (int i = 1; i <= 40; ++i) {
+    // Two runs: the second one is apart from the first.
+    for (const auto& alarm : Record(i, i == 20 ? 9.9 : 10.2)) {
+      if (alarm.rule == 2) runs.push_back(alarm.event);
+    }
+    if (i == 11) Data().CloseAlarm(runs.front(), {"TWEAR", "TCHANGE", ""}, {});
+  }
+  ASSERT_EQ(runs.size(), 3U);
+  const auto next = std::to_string(runs[1]);
+  const std::string refusal = "alarm " + std::to_string(runs[0]) + ": its run goes on in alarm ";
+  EXPECT_EQ(RefusalOf([&] { Data().ReopenAlarm(runs[0], Why()); }), refusal + next);
+  Data().CloseAlarm(runs[1], {"TWEAR", "TCHANGE", ""}, {});
+  EXPECT_EQ(RefusalOf([&] { Data().ReopenAlarm(runs[0], Why()); }), refusal + next);
+  EXPECT_EQ(Data().ReopenAlarm(runs[1], Why()).state, "open");
+  const auto all = Data().Alarms();
+  ASSERT_EQ(all.size(), 3U);
+  EXPECT_EQ(all[0].state, "closed");
+  EXPECT_EQ(all[1].state, "open");
+  EXPECT_EQ(all[2].state, "open");
+}
+
 TEST_F(LifeTest, AnAcknowledgedRunGoesOnAsTheSameAlarm) {
   for (int i = 1; i <= 9; ++i) Record(i, 10.2);
   ASSERT_EQ(Data().Alarms().size(), 1U);
@@ -314,6 +337,62 @@ TEST_F(LifeTest, AnAlarmThatComesBackIsToldWithItsPresentFigures) {
   EXPECT_EQ(told["first"], back->first_subgroup);
   EXPECT_EQ(told["last"], back->last_subgroup);
   EXPECT_EQ(told["points"], back->points) << message;
+}
+
+TEST_F(LifeTest, AlarmsFollowASubgroupToAnotherTime) {
+  const auto id = OneAlarm();
+  const auto subgroup = Data().Alarms().front().first_subgroup;
+  for (int i = 2; i <= 61; ++i) Record(i, i % 2 == 0 ? 9.9 : 10.1);
+  const auto moved = start_ + 100;
+  const auto move_to = [&](std::int64_t time) {
+    SubgroupChange change;
+    change.time = static_cast<std::int32_t>(time);
+    Data().ChangeSubgroups({subgroup}, {}, change, Why());
+  };
+  const auto correct_to = [&](double value) {
+    ValueChange change;
+    change.tsno = 1;
+    change.value = value;
+    Data().ChangeValue(subgroup, 1, change, Why());
+  };
+  const auto state = [&] { return Data().Alarms().front().state; };
+  const auto is_event_at = [&](std::int64_t time) {
+    const auto events = Data().EventsOfSubgroups(time, time);
+    return std::ranges::any_of(events, [&](const ListedEvent& each) { return each.id == id; });
+  };
+  Data().CloseAlarm(id, {"TWEAR", "TCHANGE", ""}, {});
+  move_to(moved);
+  EXPECT_TRUE(is_event_at(moved)) << "with its cause";
+  EXPECT_EQ(state(), "closed");
+  correct_to(10.0);
+  EXPECT_EQ(state(), "withdrawn");
+  move_to(start_ + 1);
+  correct_to(14.0);
+  EXPECT_EQ(state(), "open");
+  Data().ChangeFlag({subgroup}, {}, sfDisabled, Why());
+  move_to(moved);
+  Data().ChangeFlag({subgroup}, {}, sfEnabled, Why());
+  EXPECT_EQ(state(), "open");
+  EXPECT_EQ(Data().Alarms().size(), 1U);
+  // As it was when the alarm was opened.
+  const auto entry = Count("SELECT min(seq) FROM log WHERE operation = 'edit-subgroup'");
+  Data().Restore(entry, Why());
+  EXPECT_TRUE(is_event_at(start_ + 1));
+  EXPECT_EQ(state(), "open");
+}
+
+TEST_F(LifeTest, EventsOfAnotherSubgroupStayAtItsTime) {
+  const auto id = OneAlarm();
+  const auto subgroup = Data().Alarms().front().first_subgroup;
+  const auto other = Record(1, 15.0);
+  ASSERT_EQ(other.size(), 1U);
+  SubgroupChange change;
+  change.time = static_cast<std::int32_t>(start_) + 5;
+  Data().ChangeSubgroups({subgroup}, {}, change, Why());
+  for (const auto& alarm : Data().Alarms()) {
+    EXPECT_EQ(alarm.time, start_ + (alarm.event == id ? 5 : 1)) << alarm.event;
+    EXPECT_EQ(alarm.state, "open");
+  }
 }
 
 TEST_F(LifeTest, ListsArePickedByStreamAndTime) {

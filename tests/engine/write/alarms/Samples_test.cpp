@@ -203,6 +203,32 @@ TEST_F(SamplesTest, TheFirstCheckGoesNoFurtherBackThanTheHorizon) {
   EXPECT_EQ(CheckAt(40 * 24 * 60).missed.size(), 240U) << "all since the check before";
 }
 
+TEST_F(SamplesTest, AnOldFirstSampleLeavesTheFirstCheckItsHorizon) {
+  Import("part,process,test,subgroup,time,value\nA,P,T,0,1970-01-02T00:00:00Z,1\n");
+  Require("interval,1,5,0,,,Often");
+  Sample(7);
+  Data().Set("alarm_horizon", "2");
+  const auto found = CheckAt(24 * 60);
+  EXPECT_TRUE(found.notes.empty());
+  EXPECT_EQ(found.missed.size(), 2U * 288U)
+      << "of two days, one of them full, and one that begins before";
+  EXPECT_EQ(Count("SELECT count(*) FROM sampling_mark"), 1);
+}
+
+TEST_F(SamplesTest, ARequirementOfTooManyWindowsLeavesTheOthersTheirCheck) {
+  Require("interval,1,1,0,2026-03-11T00:00:00Z,,Minute");
+  Require("interval,1,60,0,2026-03-11T00:00:00Z,,Hourly");
+  CheckAt(30);
+  store::RunSql(Path(), "UPDATE sampling_mark SET due = 0");
+  store::RunSql(Path(), "UPDATE requirement SET valid_from = NULL WHERE name = 'Minute'");
+  Import("part,process,test,subgroup,time,value\nA,P,T,0,1970-01-02T00:00:00Z,1\n");
+  const auto found = CheckAt(61);
+  EXPECT_EQ(MinutesOf(found.missed), Minutes{60});
+  ASSERT_EQ(found.notes.size(), 1U);
+  EXPECT_EQ(found.notes[0].stream, "Minute");
+  EXPECT_NE(found.notes[0].text.find("2000000"), std::string::npos) << found.notes[0].text;
+}
+
 TEST_F(SamplesTest, AfterAYearOfFullWindowsOnlyTheHorizonIsRead) {
   Require("interval,1,1440,60,2026-03-11T00:00:00Z,,Daily");
   std::string text = "part,process,test,subgroup,time,value\n";

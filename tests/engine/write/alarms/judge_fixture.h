@@ -37,11 +37,20 @@ using Found =
 // One stream with stored limits: mean 10, sigma of the points 1.
 class JudgeTest : public store::StoreTest {
  protected:
-  JudgeTest() {
+  JudgeTest() { Begin(); }
+
+  void Begin() {
     Import("part,process,test,subgroup,time,value\nA,P,T,0,2024-01-01T00:00:00Z,10\n");
     Import("part,process,test,mean,sp,sw\nA,P,T,10,1,1\n", ImportKind::ControlLimits);
     start_ = CurrentTime() + 60;
     first_start_ = start_;
+  }
+  // In a database without anything of before.
+  void BeginAnew() {
+    db_.reset();
+    folder_.RemoveStore("q.db");
+    limits_since_.clear();
+    Begin();
   }
 
   // Stores a value, as late as its time says, and judges it.

@@ -31,6 +31,14 @@ class BatchesTest : public store::StoreTest {
   UndoReport Undo(std::int64_t batch, bool keep_changed = false) {
     return Data().UndoImport(batch, keep_changed, Why());
   }
+  // Objects of such entries.
+  std::multiset<std::string> OfOperation(const std::string& operation) {
+    std::multiset<std::string> objects;
+    for (const auto& entry : Data().Log()) {
+      if (entry.operation == operation) objects.insert(entry.object);
+    }
+    return objects;
+  }
   std::int64_t CountOf(const std::string& table) {
     static const std::string kComments = "SELECT count(*) FROM comment",
                              kDescriptors = "SELECT count(*) FROM subgroup_descriptor",
@@ -177,6 +185,47 @@ TEST_F(BatchesTest, AnUndoneFileIsImportedAgain) {
   EXPECT_FALSE(NamesInUse(Data()).contains("lot L1")) << "somebody wanted it so";
 }
 
+TEST_F(BatchesTest, WhatWasUndoneIsNewToTheNextFile) {
+  const std::string file =
+      "part,process,test,subgroup,time,value,lot\n"
+      "A,P,T,1,2024-01-01,1,L1\nRing,P,T,1,2024-01-01,1,L1\n";
+  const auto words = [](const ImportReport& report) {
+    std::string text = std::to_string(report.new_names) + ":";
+    for (const auto& each : report.new_items) {
+      text += " " + std::string(WordOf(each.kind)) + " " + each.name +
+              (each.similar.empty() ? "" : " (" + each.similar + ")");
+    }
+    return text;
+  };
+  const auto first = Import(file);
+  EXPECT_EQ(words(first), "5: part A process P test T part Ring");
+  Undo(first.batch);
+  const auto refusal = [&](const std::string& text, ImportKind kind, bool no_create = false) {
+    ImportOptions options;
+    options.reason = "tool broke";
+    options.refuse_new_items = no_create;
+    return store::FailureOf([&] { Import(text, kind, options); });
+  };
+  EXPECT_NE(refusal(file, ImportKind::Values, true).find("there is no part \"A\""),
+            std::string::npos);
+  const std::string limits = "part,test,usl\nA,T,9\n";
+  EXPECT_NE(refusal(limits, ImportKind::Limits, true).find("there is no part \"A\""),
+            std::string::npos);
+  const std::string missing = "is not in the database";
+  EXPECT_NE(refusal("flag,part,label\ndisabled,A,1\n", ImportKind::Flags).find(missing),
+            std::string::npos);
+  EXPECT_NE(refusal("comment,subgroup,test\nnew tool,#1,T\n", ImportKind::Comments).find(missing),
+            std::string::npos);
+  EXPECT_NE(refusal("test,number,on\nT,1,yes\n", ImportKind::Alarms).find("nothing of this name"),
+            std::string::npos);
+  EXPECT_EQ(words(Import(limits, ImportKind::Limits)), "2: part A test T");
+  EXPECT_EQ(refusal(limits, ImportKind::Limits, true), "") << "in use since";
+  EXPECT_EQ(words(Import("part,process,test,subgroup,time,value\nRing,P,T,1,2024-01-01,1\n"
+                         "Rings,P,T,1,2024-01-01,1\n")),
+            "3: part Ring process P part Rings")
+      << "names of one file are not taken for each other";
+}
+
 TEST_F(BatchesTest, NamesThatWereThereBeforeStayInUse) {
   Import("part,factor\nA,2\n", ImportKind::Parts);
   const auto names = NamesInUse(Data());
@@ -268,6 +317,32 @@ TEST_F(BatchesTest, NamesOfRestoredRecordsAreInUseAgain) {
     if (entry.operation == "delete") Data().Restore(entry.seq, Why());
   }
   EXPECT_EQ(NamesInUse(Data()), names);
+  EXPECT_EQ(OfOperation("activate"), OfOperation("deactivate"));
+  EXPECT_FALSE(OfOperation("activate").empty());
+}
+
+TEST_F(BatchesTest, NamesThatAreImportedAgainHaveAnEntry) {
+  const auto batch = Import(kFirst).batch;
+  Undo(batch);
+  const auto out_of_use = OfOperation("deactivate");
+  EXPECT_FALSE(out_of_use.empty());
+  Import(kFirst);
+  EXPECT_EQ(OfOperation("activate"), out_of_use);
+  EXPECT_EQ(Data().Log().back().after, R"({"active":true})");
+  ExpectWhole();
+}
+
+TEST_F(BatchesTest, AFileThatWasUndoneIsImportedIntoTheSameSubgroupsAlsoWhenTheyAreSealed) {
+  Undo(Import(kFirst).batch);
+  for (int file = 0; file < 3; ++file) {
+    std::string text = "part,process,test,subgroup,time,value\n";
+    for (int i = 0; i < 250; ++i) {
+      text += "Z,P,T,m" + std::to_string(file) + "-" + std::to_string(i) + ",2024-02-01,1\n";
+    }
+    Import(text);
+  }
+  EXPECT_EQ(Import(kFirst).subgroups, 0);
+  ExpectWhole();
 }
 
 TEST_F(BatchesTest, FlagsAreAgainWhatTheyWereBeforeTheirImport) {

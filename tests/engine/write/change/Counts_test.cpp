@@ -12,7 +12,7 @@ using catalogue::ItemKind;
 using enum ValueChange::What;
 
 // Subgroup 1 has three tests: measured values, defectives of 50 units, defects by code.
-class CountsTest : public store::StoreTest {
+class CountsTest : public ValuesTest {
  protected:
   CountsTest() {
     Import(
@@ -27,13 +27,6 @@ class CountsTest : public store::StoreTest {
         "A,P,None,defectives,1,2024-01-01,20,0,,,\n"
         "A,P,Twice,defects,1,2024-01-01,20,1,SC,,S1\n"
         "A,P,Twice,defects,1,2024-01-01,20,2,SC,,S2\n");
-  }
-  static ChangeOptions Why() { return BecauseOf("counted wrongly"); }
-  void Change(const char* test, const ValueChange& change) {
-    Data().ChangeValue(1, Id(ItemKind::Test, test), change, Why());
-  }
-  std::string RefusalOf(const char* test, const ValueChange& change) {
-    return change::RefusalOf([&] { Change(test, change); });
   }
   std::string RefusalOfSize(std::optional<std::string> test, double size) {
     SubgroupChange change;

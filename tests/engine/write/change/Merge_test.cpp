@@ -5,6 +5,7 @@
 #include <set>
 #include <tuple>
 
+#include "platform/TimeText.h"
 #include "tests/engine/write/change/change_fixture.h"
 
 namespace orvspc::engine::change {
@@ -302,6 +303,57 @@ TEST_F(MergeTest, OfTwoPoliciesThatOfTheItemThatStaysDoes) {
   EXPECT_EQ(entries[1].before, R"({"rule":"shewhart"})");
 }
 
+TEST_F(MergeTest, WhichRulesAreOnIsThatOfTheItemThatStays) {
+  Import(std::string(kHeader) + "A,P,T,1,2024-01-01,1,\nB,P,T,2,2024-01-02,1,\n");
+  Import("part,graph,number,on\nB,,1,yes\nB,,2,yes\n", ImportKind::Alarms);
+  Import("part,graph,number,on\nA,,1,no\nA,2,1,no\nA,,3,yes\n", ImportKind::Alarms);
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  std::vector<std::tuple<int, int, int>> rows;  // part, number, on
+  Opened()->ReadOrThrow([&](sql::Connection& db) {
+    sql::Query query(db, "SELECT part, number, is_on FROM rule_alarm ORDER BY number, id");
+    while (query.Step()) rows.emplace_back(query.Int(0), query.Int(1), query.Int(2));
+  });
+  const auto b = Id(ItemKind::Part, "B");
+  EXPECT_EQ(rows,
+            (std::vector<std::tuple<int, int, int>>{{b, 1, 1}, {b, 1, 0}, {b, 2, 1}, {b, 3, 1}}));
+  LogFilter of_rule;
+  of_rule.operation = "rule-alarm";
+  const auto entries = Data().Log(of_rule);
+  ASSERT_EQ(entries.size(), 1U);
+  EXPECT_EQ(entries[0].before, R"({"graph":0,"number":1,"on":false})");
+}
+
+// Limits of the item that stays hold for the stream from now on.
+TEST_F(MergeTest, AStreamThatOnlyTheOtherItemHadIsJudged) {
+  const auto start = CurrentTime();
+  Import(std::string(kHeader) + "A,P,T,0,2024-01-01,10,\nB,Q,T,0,2024-01-01,10,\n");
+  Import("part,test,usl,effective\nB,T,15,2024-01-01\n", ImportKind::Limits);
+  NewRecord value;
+  value.part = "A";
+  value.process = "P";
+  value.test = "T";
+  value.label = "1";
+  value.time = start + 10;
+  value.pieces.push_back({20.0, 0, 0, "", "", ""});
+  EXPECT_TRUE(Data().Record(value, {}).alarms.empty());
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  const auto alarms = Data().Alarms({});
+  ASSERT_FALSE(alarms.empty());
+  EXPECT_EQ(alarms[0].part, Id(ItemKind::Part, "B"));
+}
+
+TEST_F(MergeTest, WhoDoesSomethingByAFormerNameIsTheSamePerson) {
+  Import("part,process,test,subgroup,time,value,employee\nA,P,T,1,2024-01-01,1,A. Smith\n");
+  Data().Rename(ItemKind::Employee, "A. Smith", "Ann Smith", Why());
+  ChangeOptions by_former;
+  by_former.actor.by = "A. Smith";
+  Data().AddComment(1, 0, 0, "new tool", by_former);
+  const std::int32_t ids[] = {1};
+  EXPECT_EQ(Data().Comments(ids).at(0).employee, Id(ItemKind::Employee, "Ann Smith"));
+  EXPECT_EQ(Data().Find(ItemKind::Employee, "A. Smith"), Id(ItemKind::Employee, "Ann Smith"));
+  for (const auto& each : Data().Items(ItemKind::Employee)) EXPECT_NE(each.name, "A. Smith");
+}
+
 TEST_F(MergeTest, PhasesThatWouldOverlapAreRefused) {
   Import(std::string(kHeader) + "A,P,T,1,2024-01-01,1,\nB,P,T,2,2024-01-02,1,\n");
   const auto add = [&](const char* part, const char* name, std::int32_t start,
@@ -351,15 +403,79 @@ TEST_F(MergeTest, SubgroupsWithoutValuesGiveWay) {
   EXPECT_TRUE(QualityDatabase::Check(Path()).finds.empty());
 }
 
+// Subgroups of one label and time, of which either side may have lost its values.
+TEST_F(MergeTest, OnlySubgroupsThatBothHaveValuesAreInTheWay) {
+  constexpr int kSubgroups = 600;  // most of them sealed
+  Import(kHeader + Lines("A,P,T,#,@,1,", 1, kSubgroups) + Lines("B,P,T,#,@,2,", 1, kSubgroups) +
+         Lines("B,P,U,#,@,3,", 1, kSubgroups / 2));
+  std::vector<std::int32_t> of_from, of_into;
+  int left = 0;
+  std::string list, stays;
+  const auto day = [](int i) { return "2024-01-" + std::to_string(10 + i % 18); };
+  const auto line = [&](const char* test, int i, const char* value) {
+    return std::string("B,P,") + test + "," + std::to_string(i) + "," + day(i) + "," + value +
+           ",\n";
+  };
+  for (int i = 1; i <= kSubgroups; ++i) {
+    const auto here = Data().FindSubgroups("A", "P", std::to_string(i), {}).at(0);
+    const auto there = Data().FindSubgroups("B", "P", std::to_string(i), {}).at(0);
+    if (i % 3 == 0) of_from.push_back(here);
+    if (i % 5 == 0) of_into.push_back(there);
+    if (i % 3 != 0) stays += line("T", i, "1");
+    if (i % 3 == 0 && i % 5 != 0) {
+      stays += line("T", i, "2");
+      if (i <= kSubgroups / 2) stays += line("U", i, "3");
+    }
+    if (i % 3 == 0 || i % 5 == 0) continue;
+    if (left++ < 10) list += "#" + std::to_string(here) + "=#" + std::to_string(there) + " ";
+  }
+  Data().DeleteSubgroups(of_from, {}, Why());
+  Data().DeleteSubgroups(of_into, {}, Why());
+  const auto before = DigestOf(Db());
+  EXPECT_EQ(RefusalOf(ItemKind::Part, "A", "B"),
+            "stored: \"A\" and \"B\" have " + std::to_string(left) +
+                " subgroups of the same label and time (" + list + "...)");
+  EXPECT_EQ(DigestOf(Db()), before) << "nothing has happened";
+  std::vector<std::int32_t> in_the_way;
+  for (int i = 1; i <= kSubgroups; ++i) {
+    if (i % 3 == 0 || i % 5 == 0) continue;
+    in_the_way.push_back(Data().FindSubgroups("B", "P", std::to_string(i), {}).at(0));
+  }
+  Data().DeleteSubgroups(in_the_way, {}, Why());
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  EXPECT_EQ(DigestOf(Db()), DigestOfFile(kHeader + stays));
+  EXPECT_TRUE(QualityDatabase::Check(Path()).finds.empty());
+}
+
+TEST_F(MergeTest, ARefusalOfManySubgroupsReadsEachChunkOnce) {
+  constexpr int kSubgroups = 5000;
+  std::string text = kHeader;
+  for (const std::string part : {"A", "B"}) {
+    for (int i = 0; i < kSubgroups; ++i) {
+      text +=
+          part + ",P,T," + std::to_string(i) + "," + platform::IsoText(1'600'000'000 + i) + ",1,\n";
+    }
+  }
+  Import(text);
+  // Far fewer steps of statements than subgroups.
+  sql::FailStep(kSubgroups / 5);
+  const auto refusal = RefusalOf(ItemKind::Part, "A", "B");
+  EXPECT_FALSE(sql::FailStep(0));
+  EXPECT_TRUE(
+      refusal.starts_with("stored: \"A\" and \"B\" have 5000 subgroups of the same label "
+                          "and time (#1=#5001 #2=#5002 "))
+      << refusal;
+}
+
 TEST_F(MergeTest, WhatCannotBeJoinedIsRefusedWithAList) {
   Import(std::string(kHeader) +
          "A,P,T,1,2024-01-01,1,\nB,P,T,1,2024-01-01,2,\nB,P,U,1,2024-01-01,"
          "2,\nC,P,T,7,2024-01-07,2,\n");
   Import("part,process,test,subgroup,time,count\nA,P,Looks,9,2024-01-09,1\n");
   EXPECT_EQ(RefusalOf(ItemKind::Part, "A", "B"),
-            "stored: \"A\" and \"B\" have 1 subgroups of the same label and time (#1=#2)");
+            "stored: \"A\" and \"B\" have 1 subgroup of the same label and time (#1=#2)");
   EXPECT_EQ(RefusalOf(ItemKind::Test, "U", "T"),
-            "stored: \"U\" and \"T\" both have values in 1 subgroups (#2)");
+            "stored: \"U\" and \"T\" both have values in 1 subgroup (#2)");
   EXPECT_EQ(RefusalOf(ItemKind::Test, "Looks", "T"), "type: \"Looks\" and \"T\" differ in type");
   Import("part,test,usl,effective\nA,T,9,2024-01-01\nC,T,8,2024-01-01\n", ImportKind::Limits);
   EXPECT_EQ(RefusalOf(ItemKind::Part, "A", "C"),

@@ -16,7 +16,7 @@ using Rows = std::vector<std::array<double, 3>>;  // tsno, sbno, value
 
 // Piece 1 was measured by two readings, which made its value; piece 2 has one of its own, and in
 // the test Given so has piece 1.
-class PiecesTest : public store::StoreTest {
+class PiecesTest : public ValuesTest {
  protected:
   PiecesTest() {
     Import(
@@ -25,14 +25,6 @@ class PiecesTest : public store::StoreTest {
         "A,P,Read,1,2024-01-01,2,0,11\n"
         "A,P,Given,1,2024-01-01,1,0,12\nA,P,Given,1,2024-01-01,1,1,10\n"
         "A,P,Given,1,2024-01-01,1,2,13\n");
-  }
-
-  static ChangeOptions Why() { return BecauseOf("typed wrongly"); }
-  void Change(const char* test, const ValueChange& change) {
-    Data().ChangeValue(1, Id(ItemKind::Test, test), change, Why());
-  }
-  std::string RefusalOf(const char* test, const ValueChange& change) {
-    return change::RefusalOf([&] { Change(test, change); });
   }
   // With the size as the last row.
   Rows Of(const char* test) {

@@ -38,6 +38,17 @@ class ChangeTest : public store::StoreTest {
     const auto two = [](int n) { return (n < 10 ? "0" : "") + std::to_string(n); };
     return "2024-01-" + two(1 + i / 24) + "T" + two(i % 24) + ":00:00Z";
   }
+  // So many of another stream that the block of the first ones is sealed.
+  void ImportMany() {
+    for (int file = 0; file < 3; ++file) {
+      std::string text = "part,process,test,subgroup,time,value\n";
+      for (int i = 0; i < 250; ++i) {
+        text +=
+            "Z,P,T,m" + std::to_string(file) + "-" + std::to_string(i) + "," + TimeOf(i) + ",1\n";
+      }
+      Import(text);
+    }
+  }
   static ChangeOptions Why() { return BecauseOf("trial run"); }
   std::string Digest() { return DigestOf(Db()); }
   std::int64_t Head() {
@@ -138,9 +149,10 @@ TEST_F(ChangeTest, ValuesThatCannotBeAreRefused) {
   EXPECT_EQ(change({Set, 9, 0, 1}), "unknown: #2 T: there is no piece 9");
   EXPECT_EQ(change({Set, 1, 2, 1}), "unknown: #2 T: there is no piece 1, reading 2");
   EXPECT_EQ(change({Add, 2, 0, 1}), "stored: #2 T: piece 2 is there already");
-  EXPECT_EQ(change({Set, 1, 0, 1e300}), "number: #2 T: a value is a finite number below 1e300");
+  EXPECT_EQ(change({Set, 1, 0, 1e300}),
+            "number: #2 T: value: 1e+300 is too large; values lie below 1e300");
   EXPECT_EQ(change({Set, 1, 0, std::numeric_limits<double>::quiet_NaN()}),
-            "number: #2 T: a value is a finite number below 1e300");
+            "number: #2 T: value: nan is no number");
   Data().ChangeValue(2, test_, {Remove, 1, 0, 0}, Why());
   Data().ChangeValue(2, test_, {Remove, 2, 0, 0}, Why());
   EXPECT_EQ(change({Remove, 3, 0, 0}),
@@ -261,6 +273,32 @@ TEST_F(ChangeTest, ADeletedSubgroupIsFoundAgainByWhatComesLater) {
   Data().DeleteSubgroups({2}, {}, Why());
   Import("part,process,test,subgroup,time,value\nA,P,T,2," + TimeOf(2) + ",7\n");
   EXPECT_EQ(ValuesOf(2), std::vector<double>{7}) << "no second one of that name";
+}
+
+TEST_F(ChangeTest, ADeletedSubgroupIsFoundAlsoAfterItsBlockIsSealed) {
+  const auto values = ValuesOf(2);
+  const auto deleted = Data().DeleteSubgroups({2}, {}, Why());
+  ImportMany();
+  const auto again = "part,process,test,subgroup,time,value\nA,P,T,2," + TimeOf(2) + ",7\n";
+  EXPECT_EQ(Import(again).subgroups, 0);
+  EXPECT_EQ(ValuesOf(2), std::vector<double>{7}) << "no second one of that name";
+  Data().DeleteSubgroups({2}, {}, Why());
+  for (const auto& each : deleted) Data().Restore(each.version, Why());
+  EXPECT_EQ(ValuesOf(2), values);
+}
+
+// As former releases could leave it.
+TEST_F(ChangeTest, NothingIsRestoredBesideAnotherSubgroupOfItsLabelAndTime) {
+  const auto deleted = Data().DeleteSubgroups({2}, {}, Why());
+  ImportMany();
+  Opened()->Write([](sql::Connection& db) { db.Execute("DELETE FROM subgroup WHERE id = 2"); });
+  const auto again = "part,process,test,subgroup,time,value\nA,P,T,2," + TimeOf(2) + ",7\n";
+  EXPECT_EQ(Import(again).subgroups, 1);
+  const auto there = Data().FindSubgroups("A", {}, "2", {}).at(0);
+  EXPECT_EQ(RefusalOf([&] { Data().Restore(deleted.at(0).version, Why()); }),
+            "stored: #" + std::to_string(there) + " has this label and time already");
+  Data().DeleteSubgroups({there}, {}, Why());
+  EXPECT_EQ(Data().Restore(deleted.at(0).version, Why()).at(0).subgroup, 2);
 }
 
 TEST_F(ChangeTest, LabelAndTimeAreThoseOfTheWholeSubgroup) {
@@ -394,6 +432,66 @@ TEST_F(ChangeTest, CommentsComeChangeAndGo) {
   Data().RemoveComment(id, Why());
   EXPECT_EQ(RefusalOf([&] { Data().RemoveComment(id, Why()); }),
             "unknown: there is no comment " + std::to_string(id));
+}
+
+TEST_F(ChangeTest, CommentsThatWereChangedOrRemovedComeBack) {
+  const auto id = Data().AddComment(2, test_, 3, "new tool", Why());
+  const std::int32_t subgroups[] = {2};
+  const auto first = Data().Comments(subgroups).at(0);
+  const auto added = Head();
+  auto bob = Why();
+  bob.actor.by = "Bob";
+  Data().ChangeComment(id, "old tool", bob);
+  const auto edited = Head();
+  Data().RemoveComment(id, bob);
+  const auto removed = Head();
+  EXPECT_EQ(RefusalOf([&] { Data().Restore(edited, bob); }),
+            "unknown: there is no comment " + std::to_string(id));
+  EXPECT_TRUE(Data().Restore(removed, bob).empty()) << "of no record";
+  EXPECT_EQ(Latest("operation"), "restore");
+  EXPECT_EQ(Latest("object"), "comment " + std::to_string(id));
+  EXPECT_EQ(RefusalOf([&] { Data().Restore(removed, bob); }),
+            "stored: comment " + std::to_string(id) + " is there already");
+  EXPECT_EQ(Data().Comments(subgroups).at(0).note, "old tool");
+  Data().Restore(edited, bob);
+  EXPECT_EQ(log::ReadJson(Latest("before"))["text"], "old tool");
+  const auto back = Data().Comments(subgroups).at(0);
+  EXPECT_EQ(back.id, id);
+  EXPECT_EQ(std::tuple(back.note, back.employee, back.time, back.test, back.tsno),
+            std::tuple(std::string("new tool"), first.employee, first.time, test_, 3));
+  EXPECT_EQ(RefusalOf([&] { Data().Restore(added, bob); }),
+            "entry: entry " + std::to_string(added) +
+                " stored this comment first; comment remove takes it out");
+}
+
+TEST_F(ChangeTest, ACommentIsOfWhatIsThere) {
+  EXPECT_EQ(RefusalOf([&] { Data().AddComment(2, 0, 3, "of which test", {}); }),
+            "test: piece 3 is a piece of which test?");
+  EXPECT_EQ(RefusalOf([&] { Data().AddComment(2, test_, 99, "of none", {}); }),
+            "unknown: #2 has no piece 99 of this test");
+  Data().DeleteSubgroups({2}, {}, Why());
+  EXPECT_EQ(RefusalOf([&] { Data().AddComment(2, 0, 0, "of none", {}); }),
+            "unknown: #2 has no values");
+}
+
+TEST_F(ChangeTest, ListsHaveTheVersionsThatChangesExpect) {
+  EXPECT_EQ(Data().Imports().at(0).version, Head());
+  EXPECT_EQ(Data().Items(ItemKind::Part).at(0).version, 0);
+  Data().Rename(ItemKind::Part, "A", "B", Why());
+  auto options = Why();
+  options.expected = Data().Items(ItemKind::Part).at(0).version;
+  EXPECT_EQ(options.expected, Head());
+  Data().Rename(ItemKind::Part, "B", "A", options);
+  EXPECT_EQ(Data().SettingVersion("patience"), 0);
+  Data().ChangeSetting("patience", "30", Why());
+  EXPECT_EQ(Data().SettingVersion("patience"), Head());
+  Import("part,process,test,mean,sp\nA,P,T,5,1\n", ImportKind::ControlLimits);
+  EXPECT_EQ(Data().ListLimits().at(0).version, 0);
+  Data().RetireLimits(Data().ListLimits().at(0).id, static_cast<std::int32_t>(CurrentTime()),
+                      Why());
+  options.expected = Data().ListLimits().at(0).version;
+  EXPECT_EQ(options.expected, Head());
+  Data().VoidLimits(Data().ListLimits().at(0).id, options);
 }
 
 TEST_F(ChangeTest, AFormerNameIsStillUnderstood) {

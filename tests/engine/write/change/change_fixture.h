@@ -28,6 +28,18 @@ std::string RefusalOf(const Work& work) {
   return {};
 }
 
+// Values of subgroup 1 are changed.
+class ValuesTest : public store::StoreTest {
+ protected:
+  static ChangeOptions Why() { return BecauseOf("typed wrongly"); }
+  void Change(const char* test, const ValueChange& change) {
+    Data().ChangeValue(1, Id(catalogue::ItemKind::Test, test), change, Why());
+  }
+  std::string RefusalOf(const char* test, const ValueChange& change) {
+    return change::RefusalOf([&] { Change(test, change); });
+  }
+};
+
 // Of the values.
 inline std::string DigestOf(EmbeddedDatabase& database) {
   std::string digest;

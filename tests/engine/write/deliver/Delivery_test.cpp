@@ -30,6 +30,7 @@ class DeliveryTest : public store::StoreTest {
     start_ = now_;
     outside_.now = [this] { return now_; };
     outside_.random = [this] { return random_; };
+    outside_.clock = [this] { return clock_; };
     outside_.send = [this](const Hook& hook, const hooks::Message& message,
                            std::chrono::milliseconds at_most) {
       at_most_ = at_most;
@@ -77,6 +78,7 @@ class DeliveryTest : public store::StoreTest {
   Outside outside_;
   std::int64_t now_ = 0, start_ = 0;
   double random_ = 0.5;
+  std::chrono::milliseconds clock_{};
   int second_ = 0;
   std::map<std::string, Ids> sent_;
   std::vector<std::string> texts_;
@@ -295,7 +297,7 @@ TEST_F(DeliveryTest, TheWriterHasItsTimeAndNoMore) {
   outside_.send = [&](const Hook&, const hooks::Message& message, std::chrono::milliseconds limit) {
     EXPECT_LE(limit, *options.at_most);
     sent_["h"].push_back(message.id);
-    std::this_thread::sleep_for(std::chrono::milliseconds(1950));
+    clock_ += std::chrono::milliseconds(1950);
     return hooks::Answer{};
   };
   const auto report = Tell({Named("h")}, options).at(0);

@@ -236,6 +236,98 @@ TEST_F(ImportChangesTest, CommentsAreRefusedByLineAndThenNoneIsStored) {
   EXPECT_TRUE(Data().Comments(ids).empty());
 }
 
+TEST_F(ImportChangesTest, ADeletedSubgroupLeavesItsLabelToAnother) {
+  Import("part,process,test,subgroup,time,value\nA,P,T,2,2024-01-05,3\n");
+  ExpectRefusal("part,label,flag\nA,2,disabled\n", "2 subgroups fit");
+  ChangeOptions options;
+  options.reason = "never mind";
+  Data().DeleteSubgroups({2}, {}, options);
+  Flags("part,label,flag\nA,2,disabled\n");
+  EXPECT_EQ(Flagged(), (Texts{"#5 T 1"}));
+  EXPECT_EQ(Import("part,label,comment\nA,2,odd\n", ImportKind::Comments).rows, 1);
+  ExpectRefusal("subgroup,comment\n#2,odd\n", "#2 has no values", ImportKind::Comments);
+  ExpectRefusal("subgroup,test,tsno,comment\n#1,T,3,odd\n", "#1 has no piece 3 of this test",
+                ImportKind::Comments);
+}
+
+// --- What a file changes of codes, places and limits ---------------------------------------------
+
+struct Overwriting {
+  ImportKind kind;
+  const char *first, *more, *other;  // `more` changes nothing that was given
+  const char *object, *before, *after;
+};
+constexpr Overwriting kOverwriting[] = {
+    {ImportKind::Defects, "code,name,factor\nD1,Dent,2\n", "code,name,group\nD1,Dent,G\nD2,,\n",
+     "code,name,factor\nD1,Dint,3\n", "defect 1", R"({"text":"Dent","factor":2})",
+     R"({"text":"Dint","factor":3})"},
+    {ImportKind::AccCodes, "code,factor\nA1,2\n", "code,name\nA1,Worn tool\n",
+     "code,factor\nA1,3\n", "acc-code 1", R"({"factor":2})", R"({"factor":3})"},
+    {ImportKind::StateCodes, "code,type\nRun,run\n", "code,type,name\nRun,run,runs\n",
+     "code,type\nRun,idle\n", "state-code 1", R"({"type":2000})", R"({"type":5000})"},
+    {ImportKind::Parts, "part,factor\nA,2\n", "part,factor\nA,2\nC,7\n", "part,factor\nA,3\n",
+     "part 1", R"({"factor":2})", R"({"factor":3})"},
+    {ImportKind::Processes, "process,site\nP,North\n", "process,site,area\nP,North,7\n",
+     "process,site\nP,South\n", "process 1", R"({"site":"North"})", R"({"site":"South"})"},
+    {ImportKind::Limits, "part,test,usl,lsl\nA,T,9,1\n",
+     "part,test,usl,lsl,effective\nA,T,9,1,\nA,T,8,1,2024-01-01\n", "part,test,usl,lsl\nA,T,8,1\n",
+     "spec-limit 5", R"({"row":3,"usl":9})", R"({"row":5,"usl":8})"},
+    {ImportKind::ControlLimits, "part,test,mean,sp\nA,T,9,1\n",
+     "part,process,test,mean,sp\nA,,T,9,1\nA,P,T,8,1\n", "part,test,mean,sp\nA,T,8,1\n", "limit 5",
+     R"({"row":3,"mean":9})", R"({"row":5,"mean":8})"},
+    {ImportKind::Opportunities, "part,test,opportunities\nA,T,3\n",
+     "part,test,opportunities\nA,T,3\nB,T,4\n", "part,test,opportunities\nA,T,4\n", "opportunity 5",
+     R"({"row":3,"opportunities":3})", R"({"row":5,"opportunities":4})"},
+    {ImportKind::NetContents, "part,test,nominal,mavl\nA,T,100,90\n",
+     "part,test,nominal,mavl\nA,T,100,90\nB,T,100,80\n", "part,test,nominal,mavl\nA,T,100,80\n",
+     "net-content 5", R"({"row":3,"mavl":90})", R"({"row":5,"mavl":80})"}};
+
+TEST_F(ImportChangesTest, WhatAFileOverwritesIsKeptByTheLogAndNeedsAReasonUnlessTheRowIsKept) {
+  for (const auto& each : kOverwriting) {
+    Import(each.first, each.kind);
+    Import(each.first, each.kind);
+    Import(each.more, each.kind);
+    // Limits that are the same are rows of their own, as before.
+    const auto before = Digest();
+    const bool is_limits =
+        each.kind == ImportKind::NetContents ||
+        (each.kind >= ImportKind::Limits && each.kind <= ImportKind::Opportunities);
+    if (!is_limits) {
+      EXPECT_NE(store::FailureOf([&] {
+                  Import(each.other, each.kind);
+                }).find("--reason: say why, in 3 to 500 characters"),
+                std::string::npos)
+          << each.other;
+    }
+    EXPECT_EQ(Digest(), before) << each.other;
+    Import(each.other, each.kind, Why());
+    LogFilter of_object;
+    of_object.object = each.object;
+    const auto entries = Data().Log(of_object);
+    ASSERT_FALSE(entries.empty()) << each.object;
+    EXPECT_EQ(entries.back().before, each.before);
+    EXPECT_EQ(entries.back().after, each.after);
+    EXPECT_EQ(entries.back().reason, "tool broke");
+    EXPECT_EQ(entries.back().who, "Ann");
+  }
+  ExpectWhole();
+}
+
+// A weight that nobody gave is 1; what came by itself has no entry.
+TEST_F(ImportChangesTest, WhatAFileBringsNewNeedsNoReason) {
+  Import("code\nD1\n", ImportKind::Defects);
+  Import("code,name,factor\nD1,Dent,2\nD2,Scratch,3\n", ImportKind::Defects);
+  LogFilter edits;
+  edits.operation = "edit-item";
+  const auto entries = Data().Log(edits);
+  ASSERT_EQ(entries.size(), 1U);
+  EXPECT_EQ(entries[0].object, "defect 1");
+  EXPECT_EQ(entries[0].before, R"({"text":"","factor":1})");
+  // Rows of control limits that serve other charts do not replace each other.
+  Import("part,test,mean,chart-word\nA,Looks,0.1,0xd00\n", ImportKind::ControlLimits);
+  Import("part,test,mean,chart-word\nA,Looks,0.2,0xf00\n", ImportKind::ControlLimits);
+}
+
 TEST_F(ImportChangesTest, FilesOfChangesAreListedAndUndone) {
   const auto report = Flags("subgroup,flag\n#1,disabled\n");
   const auto imports = Data().Imports();

@@ -46,8 +46,9 @@ TEST_F(ImportEventsTest, CodesHaveTextFactorAndGroups) {
 
 TEST_F(ImportEventsTest, ALaterLineTakesOverWhatItGives) {
   Import("code,name,factor\nA1,Worn tool,3\n", ImportKind::AccCodes);
-  Import("code,name,factor\nA1,,4\n", ImportKind::AccCodes);
-  Import("code,name\nA1,Broken tool\n", ImportKind::AccCodes);
+  const ImportOptions why{.reason = "was wrong"};
+  Import("code,name,factor\nA1,,4\n", ImportKind::AccCodes, why);
+  Import("code,name\nA1,Broken tool\n", ImportKind::AccCodes, why);
   EXPECT_EQ(Text("SELECT name || ' ' || text || ' ' || CAST(10 * factor AS INTEGER) FROM acc_code"),
             "A1 Broken tool 40;");
   Import("code,group\nC1,Quick\n", ImportKind::CacCodes);

@@ -728,6 +728,30 @@ TEST_F(ImportTest, AMeanOfControlLimitsIsARateOnlyWhereTheChartWordSaysSo) {
   EXPECT_EQ(CountOf("control_limit"), 5);
 }
 
+TEST_F(ImportTest, AChartWordIsOneOfTheKindOfItsTest) {
+  Import("part,process,test,subgroup,time,value\nA,P,T,1,2024-01-01,1\n");
+  Import(
+      "part,process,test,subgroup,time,count,size,test-type\nA,P,D,2,2024-01-01,1,10,defectives\n"
+      "A,P,C,3,2024-01-01,1,,defects\n");
+  const auto limits = [](const std::string& line) {
+    return "part,process,test,mean,chart-word\nA,,T,1,0x110\nA,P," + line + "\n";
+  };
+  const std::pair<const char*, const char*> refused[] = {
+      {"T,1,0xd00", "chart of counts, but the test has measured values"},
+      {"D,0.1,0x110", "chart of measured values, but the test has counts"},
+      {"C,1,0x330", "chart of measured values, but the test has counts"}};
+  for (const auto& [line, says] : refused) {
+    const auto message = ImportFailure(limits(line), ImportKind::ControlLimits);
+    EXPECT_NE(message.find(says), std::string::npos) << message;
+    EXPECT_NE(message.find("line 3"), std::string::npos) << message;
+    EXPECT_NE(message.find("chart-word"), std::string::npos) << message;
+    EXPECT_EQ(CountOf("control_limit"), 0);
+  }
+  for (const auto* const line : {"T,1,0x330", "T,1,0", "D,0.1,0xc00", "D,0.1,0xf00", "C,1,"}) {
+    EXPECT_NO_THROW(Import(limits(line), ImportKind::ControlLimits)) << line;
+  }
+}
+
 TEST_F(ImportTest, OpportunitiesArrive) {
   Import("part,test,opportunities,effective\nA,T,5,\nA,T,7,2024-01-01\n",
          ImportKind::Opportunities);
@@ -927,16 +951,25 @@ TEST_F(ImportTest, ALockedDatabaseIsRefused) {
   const auto writer = OpenAnother(Path());
   const Transaction writing(*writer, TransactionKind::Write);
   int times = 0;
-  const ImportOptions options{.patience = std::chrono::milliseconds(300),
-                              .waiting = [&] { ++times; }};
+  const ImportOptions options{.patience = std::chrono::seconds(1), .waiting = [&] { ++times; }};
   const auto failure =
       FailureOf([&] { Import(Values({"A,P,T,1,2024-01-01,5"}), ImportKind::Values, options); });
-  EXPECT_NE(failure.find(": another program has been writing for 300 ms; try again"),
+  EXPECT_NE(failure.find(": another program has been writing for 1 s; try again"),
             std::string::npos)
       << failure;
   EXPECT_GT(times, 1);
   // Reading goes on beside a writer.
   EXPECT_TRUE(Everything().subgroups.empty());
+}
+
+TEST_F(ImportTest, AnImportWaitsAsLongAsTheSettingSays) {
+  Data().Set("patience", "1");
+  const auto writer = OpenAnother(Path());
+  const Transaction writing(*writer, TransactionKind::Write);
+  const auto failure = ImportFailure(Values({"A,P,T,1,2024-01-01,5"}));
+  EXPECT_NE(failure.find(": another program has been writing for 1 s; try again"),
+            std::string::npos)
+      << failure;
 }
 
 }  // namespace

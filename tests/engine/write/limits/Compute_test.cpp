@@ -647,6 +647,66 @@ TEST_F(ComputeTest, WhatIsNoCauseOfAPoint) {
   EXPECT_EQ(Data().ComputeLimits(request).used, 29);
 }
 
+TEST_F(ComputeTest, TheFirstPointOfAWindowHasNoCauseOfLongBefore) {
+  Import(Spike(10));
+  const auto event = [&](const std::string& time) {
+    Import("type,time,name,process,part\ngeneral," + time + ",Cleaning,P,A\n", ImportKind::Events);
+  };
+  auto request = Request(Shape::Singles, 0x330);
+  request.screening = LimitScreening::WithCause;
+  for (const bool is_phase : {false, true}) {
+    if (is_phase) {
+      request.since.reset();
+      AddPhase("Tool B", 10, 0);
+      event("2019-05-01T00:00:00");
+    } else {
+      request.since = TimeAt(10);
+      event(platform::IsoText(TimeAt(2)));
+    }
+    const auto limits = Data().ComputeLimits(request);
+    ASSERT_EQ(limits.rounds.size(), 1U);
+    EXPECT_EQ(limits.rounds[0].candidates, std::vector<std::int32_t>{11});
+    EXPECT_TRUE(limits.exclusions.empty());
+  }
+  event(platform::IsoText(TimeAt(10) - 60));
+  const auto limits = Data().ComputeLimits(request);
+  ASSERT_EQ(limits.exclusions.size(), 1U) << "since the point before";
+  EXPECT_EQ(limits.exclusions[0].subgroup, 11);
+}
+
+// One point lies too high, and of another the range is too large, of which nobody knows why.
+TEST_F(ComputeTest, APointOfTheSpreadWithoutACauseLeavesGraphOneToBeScreened) {
+  std::string text = "part,process,test,subgroup,time,value,tsno\n";
+  for (int i = 0; i < 30; ++i) {
+    for (int piece = 1; piece <= 5; ++piece) {
+      const double far = i == 12 ? 10.0 * (piece % 2 == 0 ? 1 : -1) : i == 5 ? 15.0 : 0.0;
+      text += "A,P,fives," + std::to_string(i + 1) + "," +
+              platform::IsoText(TimeAt(static_cast<std::size_t>(i))) + "," +
+              std::to_string(100.0 + (i * 7 + piece * 3) % 5 + far) + "," + std::to_string(piece) +
+              "\n";
+    }
+  }
+  Import(text);
+  Import("type,time,name,process,part\ngeneral," + platform::IsoText(TimeAt(5) - 60) +
+             ",Tool broke,P,A\n",
+         ImportKind::Events);
+  auto request = Request(Shape::Fives, 0x110);
+  EXPECT_TRUE(Data().ComputeLimits(request).missing.at(0).starts_with("#6 #13 lie beyond a limit"))
+      << Data().ComputeLimits(request).missing.at(0);
+  request.screening = LimitScreening::WithCause;
+  const auto limits = Data().ComputeLimits(request);
+  ASSERT_EQ(limits.exclusions.size(), 1U);
+  EXPECT_EQ(limits.exclusions[0].subgroup, 6);
+  EXPECT_EQ(limits.exclusions[0].reason, "event: Tool broke");
+  EXPECT_TRUE(limits.missing.at(0).starts_with("#13 lies beyond a limit")) << limits.missing.at(0);
+  request.screening = LimitScreening::Every;
+  const auto every = Data().ComputeLimits(request);
+  ASSERT_EQ(every.rounds.size(), 3U);
+  EXPECT_EQ(every.rounds[0].candidates, std::vector<std::int32_t>{13}) << "the spread first";
+  EXPECT_EQ(every.rounds[1].candidates, std::vector<std::int32_t>{6});
+  EXPECT_EQ(every.used, 28);
+}
+
 TEST_F(ComputeTest, ACommentIsACause) {
   Import(Spike(10, "drill slipped"));
   auto request = Request(Shape::Singles, 0x330);

@@ -220,6 +220,69 @@ TEST_F(LifeTest, RowsOfAnotherKindOfRateGoOn) {
   EXPECT_EQ(other.limits[0].Word0, dpmo);
 }
 
+TEST_F(LifeTest, RowsOfAnotherKindOfRateFromTheSameTimeGoOn) {
+  Import(CsvOf(Shape::Defects, 30, 1));
+  Import("part,test,opportunities\nA,defects,7\n", ImportKind::Opportunities);
+  const auto u = Freeze(Shape::Defects, 0xF00, 20, TimeAt(10));
+  const auto dpmo = Freeze(Shape::Defects, 0xB00, 20, TimeAt(10));
+  for (const auto& [word, id] : {std::pair{0xF00, u}, {0xB00, dpmo}}) {
+    const auto chart = ChartOf(Shape::Defects, word);
+    ASSERT_EQ(chart.limits.size(), 1U) << word;
+    EXPECT_EQ(chart.limits[0].Word0, id);
+  }
+  EXPECT_EQ(Data().Versions<ControlLimits>(Stream(Shape::Defects)).size(), 2U);
+  // One of the same kind and time, though another row came between.
+  const auto line = "A,P,defects,0.5,0xF00," + platform::IsoText(TimeAt(10)) + "\n";
+  Import("part,process,test,mean,chart-word,effective\n" + line, ImportKind::ControlLimits);
+  const auto chart = ChartOf(Shape::Defects, 0xF00);
+  ASSERT_EQ(chart.limits.size(), 1U);
+  EXPECT_EQ(chart.limits[0].Word0, dpmo + 1);
+  EXPECT_EQ(ChartOf(Shape::Defects, 0xB00).limits.at(0).Word0, dpmo);
+  EXPECT_EQ(Data().Versions<ControlLimits>(Stream(Shape::Defects)).size(), 2U);
+}
+
+// An imported row takes over silently from one of its own time.
+TEST_F(LifeTest, ARetiredRowDoesNotBringBackTheOneOfItsTime) {
+  const std::string head = "part,process,test,mean,sp,effective\n",
+                    from = platform::IsoText(TimeAt(0));
+  Import(head + "A,P,fives,104,1," + from + "\n", ImportKind::ControlLimits);
+  Import(head + "A,P,fives,105,1," + from + "\n", ImportKind::ControlLimits);
+  EXPECT_EQ(Rows(), Expected({{40, 2}}));
+  Data().RetireLimits(2, TimeAt(20), {ann_, "ended"});
+  EXPECT_EQ(Rows(), Expected({{20, 2}, {20, 0}}));
+  Data().VoidLimits(2, {ann_, "wrong gage"});
+  EXPECT_EQ(Rows(), Expected({{20, 1}, {20, 0}})) << "in its place";
+}
+
+TEST_F(LifeTest, ARowWhoseSuccessorIsPlannedCanBeRetired) {
+  const auto first = Hold(0, 10), second = Hold(30, 20);
+  Data().RetireLimits(first, TimeAt(15), {ann_, "new tool"});
+  EXPECT_EQ(Rows(), Expected({{15, first}, {15, 0}, {10, second}}));
+  EXPECT_EQ(Row(first).replaced_by, 0) << "nothing follows at once";
+  EXPECT_EQ(FailureOf([&] {
+              Data().RetireLimits(first, TimeAt(20), {ann_, "later"});
+            }),
+            "limits: " + std::to_string(first) + " ends at " + platform::IsoText(TimeAt(15)) +
+                " as it is; --at names a time before that");
+  Data().RetireLimits(first, TimeAt(12), {ann_, "earlier"});
+  EXPECT_EQ(Rows(), Expected({{12, first}, {18, 0}, {10, second}}));
+  Data().VoidLimits(second, {ann_, "wrong gage"});
+  EXPECT_EQ(Rows(), Expected({{12, first}, {28, 0}})) << "it had ended by itself";
+}
+
+// Each stream has figures of its own.
+TEST_F(LifeTest, ARowForAnyProcessIsComparedWithOneStream) {
+  const auto row = "part,test,mean,sp\nA,fives,105,1\n";
+  Import(row, ImportKind::ControlLimits);
+  LimitRequest window;
+  const auto alone = Data().CompareLimits(1, window);
+  Import("part,process,test,subgroup,time,value\nA,Q,fives,1,2024-01-01,5\n");
+  EXPECT_EQ(FailureOf([&] { Data().CompareLimits(1, window); }),
+            "limits: 2 streams fit (A / P / fives, ...); name one by its process");
+  window.process = Stream(Shape::Fives).process;
+  EXPECT_EQ(Data().CompareLimits(1, window).centre.second, alone.centre.second);
+}
+
 TEST_F(LifeTest, MessagesOfStepsThatCannotBe) {
   const auto id = Propose();
   const auto failure = [](const auto& work) { return FailureOf(work); };
@@ -434,6 +497,10 @@ TEST_F(LifeTest, ShowTellsWhereFiguresComeFromAndWhetherTheDataChanged) {
   EXPECT_EQ(details.version, details.steps[1].version);
   EXPECT_EQ(details.data_changed, std::optional(false));
   EXPECT_EQ(details.digest_now, details.row.digest);
+  EXPECT_EQ(details.mean_name, Data().ComputeLimits(request).mean_name);
+  EXPECT_FALSE(details.mean_name.empty());
+  EXPECT_EQ(details.within_estimator, Data().ComputeLimits(request).within_estimator);
+  EXPECT_FALSE(details.within_estimator.empty());
   // Behind the window, and in it.
   Import("part,process,test,subgroup,time,value\nA,P,fives,late," +
          platform::IsoText(TimeAt(39) + 5) + ",101\n");
@@ -469,6 +536,18 @@ TEST_F(LifeTest, ShowCountsTheSubgroupsThatWereChanged) {
   EXPECT_EQ(Row(id).mean, details.row.mean) << "limits stay as they were approved";
   Data().ChangeFlag({3, 5}, {}, sfEnabled, {ann_, "it was right"});
   EXPECT_EQ(Data().ShowLimits(id).data_changed, std::optional(false)) << "they are as they were";
+}
+
+TEST_F(LifeTest, WhatIsLeftOutIsNoneOfTheSubgroupsThatWereChanged) {
+  auto request = Request(Shape::Fives, 0x110);
+  request.force = true;
+  request.exclusions = {{7, "tool broke"}};
+  const auto id = Data().ProposeLimits(request, {ann_, "first limits"});
+  Data().ChangeFlag({7}, {}, sfDisabled, {ann_, "wrong gage"});
+  EXPECT_EQ(Data().ShowLimits(id).data_changed, std::optional(false));
+  Data().ChangeFlag({9}, {}, sfDisabled, {ann_, "wrong gage"});
+  EXPECT_EQ(Data().ShowLimits(id).data_changed, std::optional(true));
+  EXPECT_EQ(Data().ShowLimits(id).changed, 1);
 }
 
 TEST_F(LifeTest, ADryRunDoesEverythingAndKeepsNothing) {

@@ -359,6 +359,133 @@ TEST_F(ReviewTest, ASpreadThatChangedIsNotThatOfBefore) {
   EXPECT_EQ(Proposed().at(0).estimator, "MR-est");
 }
 
+// The moving range of the first point reaches to the point before.
+TEST_F(ReviewTest, TheStepItselfIsNoChangeOfTheSpread) {
+  Add(2, 99.0);
+  Add(8, 105.0);
+  AddCause(32);
+  EXPECT_EQ(Code(), "proposed");
+  ASSERT_EQ(Proposed().size(), 1U);
+  EXPECT_EQ(Proposed()[0].start, TimeAt(32));
+  EXPECT_NE(ChartOf(Shape::Singles, 0x330).graphs.at(1).oocs.at(32), 0) << "the step is a signal";
+  EXPECT_EQ(Proposed()[0].sp, Row(row_).sp);
+  EXPECT_EQ(Proposed()[0].estimator, "of the limits before");
+}
+
+TEST_F(ReviewTest, ValuesCorrectedUnderAProposalAreTaken) {
+  const auto correct = [&](std::int32_t subgroup, std::int32_t flag) {
+    Data().ChangeFlag({subgroup}, {}, flag, {ann_, "wrong gage"});
+  };
+  Add(9, 105.0);
+  AddCause(30);
+  EXPECT_EQ(Code(), "proposed");
+  // As many, but others.
+  correct(35, sfDisabled);
+  Add(1, 105.0);
+  EXPECT_EQ(Code(), "updated");
+  EXPECT_EQ(Proposed().at(0).used, 9);
+  EXPECT_EQ(Data().ShowLimits(2).data_changed, std::optional(false));
+  EXPECT_EQ(Code(), "");
+  Add(6, 105.0);
+  EXPECT_EQ(Code(), "updated");
+  EXPECT_EQ(Proposed().at(0).used, 12);
+  correct(35, sfEnabled);
+  EXPECT_EQ(Code(), "updated") << "also one that has all its points";
+  EXPECT_EQ(Proposed().at(0).used, 12);
+  EXPECT_EQ(Data().ShowLimits(2).data_changed, std::optional(false));
+  EXPECT_EQ(Code(), "");
+}
+
+// It is no dead end: the point is explained, or somebody proposes by hand.
+TEST_F(ReviewTest, AnOpenPointIsLeftOutOnceItsCauseIsRecorded) {
+  Add(9, 105.0);
+  AddCause(30);
+  EXPECT_EQ(Code(), "proposed");
+  Add(1, 150.0);
+  Add(2, 105.0);
+  const auto said = Review();
+  ASSERT_EQ(said.size(), 1U);
+  EXPECT_EQ(said[0].code, "not-ready");
+  EXPECT_NE(said[0].text.find("; #40 lies beyond a limit, no cause recorded; "), std::string::npos)
+      << said[0].text;
+  EXPECT_TRUE(said[0].text.ends_with(
+      "the next review leaves out what has a comment or an event with its cause, limits reject 2 "
+      "ends it, and limits propose --since " +
+      platform::IsoText(TimeAt(30)) + " --first 12 --force takes them all"))
+      << said[0].text;
+  Data().AddComment(40, 0, 0, "drill slipped", {ann_, "asked the shift"});
+  const auto left_out = Review();
+  ASSERT_EQ(left_out.size(), 1U);
+  EXPECT_EQ(left_out[0].code, "updated");
+  EXPECT_NE(left_out[0].text.find("limits 2, provisional: 11 of 12 points; "), std::string::npos)
+      << left_out[0].text;
+  EXPECT_TRUE(left_out[0].text.ends_with("; left out: #40 comment: drill slipped"))
+      << left_out[0].text;
+  EXPECT_EQ(Code(), "");
+  Add(1, 105.0);
+  const auto whole = Review();
+  ASSERT_EQ(whole.size(), 1U);
+  EXPECT_EQ(whole[0].code, "updated");
+  EXPECT_EQ(Proposed().at(0).used, 12);
+  EXPECT_EQ(Proposed().at(0).finish, TimeAt(42));
+  EXPECT_LT(Proposed().at(0).mean, 107.0);
+  EXPECT_TRUE(whole[0].text.ends_with(
+      "; left out: #40 comment: drill slipped; 12 subgroups; limits from fewer than 25 change much "
+      "with the next ones; 12 subgroups are enough here, since the policy says so"))
+      << whole[0].text;
+  Data().ApproveLimits(2, {}, {bob_, "agreed"});
+  EXPECT_TRUE(Row(2).in_force);
+}
+
+// A row may lack the very first point of its run.
+TEST_F(ReviewTest, ARunWithoutItsFirstPointKeepsItsProposal) {
+  Add(1, 150.0);
+  Add(12, 105.0);
+  AddCause(30);
+  EXPECT_EQ(Code(), "proposed");
+  ASSERT_EQ(Proposed().size(), 1U);
+  EXPECT_EQ(Proposed()[0].start, TimeAt(31)) << "the step overshot";
+  EXPECT_EQ(Proposed()[0].effective, TimeAt(30));
+  EXPECT_EQ(Proposed()[0].used, 12);
+  EXPECT_EQ(Code(), "");
+  Data().RejectLimits(2, {bob_, "a test batch"});
+  EXPECT_EQ(Code(), "") << "not proposed again";
+}
+
+// The points of after it are none of its own.
+TEST_F(ReviewTest, LimitsOfARunThatIsOverAreOfItsPointsAlone) {
+  Add(5, 105.0);
+  Add(1, 150.0);
+  Add(6, 105.0);
+  Add(12, 95.0);
+  AddCause(30);
+  Data().AddComment(36, 0, 0, "drill slipped", {ann_, "asked the shift"});
+  const auto said = Review();
+  ASSERT_EQ(said.size(), 1U);
+  EXPECT_EQ(said[0].code, "not-ready");
+  EXPECT_NE(said[0].text.find("; 11 subgroups; 12 are needed; "), std::string::npos)
+      << said[0].text;
+  EXPECT_TRUE(Proposed().empty());
+}
+
+TEST_F(ReviewTest, APolicyNeedsAReason) {
+  EXPECT_EQ(FailureOf([&] {
+              Data().SetBaselinePolicy({}, "shewhart", {ann_, ""});
+            }),
+            "--reason: say why, in 3 to 500 characters");
+  EXPECT_EQ(Data().BaselinePolicies().size(), 1U);
+}
+
+TEST_F(ReviewTest, PoliciesAreThoseThatHold) {
+  Data().SetBaselinePolicy(Stream(Shape::Singles), "shewhart", {ann_, "as elsewhere"});
+  Data().SetBaselinePolicy({}, "public-health", {ann_, "for the plant"});
+  Data().SetBaselinePolicy({}, "off", {ann_, "not now"});
+  const auto policies = Data().BaselinePolicies();
+  ASSERT_EQ(policies.size(), 2U);
+  EXPECT_EQ(policies[0].rule, "shewhart");
+  EXPECT_EQ(policies[1].rule, "off");
+}
+
 TEST_F(ReviewTest, TheMoreSpecificPolicyHoldsAndOffIsOff) {
   Add(8, 105.0);
   AddCause(30);

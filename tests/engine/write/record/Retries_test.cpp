@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "tests/engine/limited_device.h"
+#include "tests/engine/watched_device.h"
 #include "tests/engine/write/record/retries.h"
 
 namespace orvspc::engine::record {
@@ -37,7 +37,7 @@ TEST_F(RetriesTest, OnAFullDeviceNothingIsStored) {
     std::filesystem::copy_file(whole, path, std::filesystem::copy_options::overwrite_existing);
     int stored = kBefore;
     {
-      const LimitedDevice device(room);
+      WatchedDevice device(room);
       const auto failure = store::FailureOf([&] {
         auto database = QualityDatabase::Open(path);
         for (int i = kBefore; i < kBefore + kMore; ++i) {

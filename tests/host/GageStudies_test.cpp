@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "tests/host/ProgramTest.h"
+
+// The studies of measurement systems and of sampling plans by the program.
+namespace orvspc::host {
+namespace {
+
+class GageStudies : public ProgramTest {
+ protected:
+  static std::string Sample(const std::string& name) {
+    return "'" ORVSPC_TESTS_DIR "/../host/samples/studies/" + name + "'";
+  }
+  nlohmann::json Json(const std::string& arguments) {
+    const auto run = Run("study " + arguments + " --format json");
+    EXPECT_EQ(run.status, 0) << run.err;
+    return nlohmann::json::parse(run.out);
+  }
+  void Refused(const std::string& arguments, int status, const std::string& text) {
+    const auto run = Run("study " + arguments);
+    EXPECT_EQ(run.status, status) << arguments;
+    EXPECT_EQ(run.err, "orvspc study: " + text + "\n");
+    EXPECT_EQ(run.out, "");
+  }
+};
+
+TEST_F(GageStudies, GageOfAFile) {
+  const auto found = Json("gage --tolerance 8 --data " + Sample("gage.csv"));
+  EXPECT_EQ(found["Study"], "gage");
+  EXPECT_EQ(found["Version"], 1);
+  EXPECT_EQ(found["Options"]["Tolerance"]["From"], "command");
+  EXPECT_EQ(found["Options"]["Pool"]["Value"], 0.25);
+  EXPECT_TRUE(found["Selection"].is_null());
+  EXPECT_EQ(found["Parts"], 10);
+  EXPECT_EQ(found["Pooled"], true);
+  EXPECT_EQ(found["NDC"], 4);
+  const auto& rr = found["Components"][0];
+  EXPECT_EQ(rr["Source"], "Gauge R&R");
+  EXPECT_NEAR(rr["SD"]["Value"].get<double>(), 0.302372, 1e-6);
+  EXPECT_NEAR(rr["PctTolerance"].get<double>(), 100.0 * 6.0 * 0.302372 / 8.0, 1e-3);
+  EXPECT_EQ(found["Judgement"]["Study"], "marginal");
+  EXPECT_EQ(found["Cells"].size(), 30U);
+  EXPECT_EQ(found["Cells"][0]["Values"].size(), 3U);
+  EXPECT_EQ(Json("gage --method average-range --tables --data " + Sample("gage.csv"))["NDC"], 5);
+  EXPECT_EQ(Json("gage --method nested --data " + Sample("gage-nested.csv"))["Parts"], 5);
+}
+
+TEST_F(GageStudies, EveryFormat) {
+  for (const char* study :
+       {"gage --tolerance 8 --data gage", "linearity --data linearity", "bias --data linearity",
+        "agreement --data agreement", "type1 --reference 25 --tolerance 0.03 --data type1"}) {
+    const std::string words(study);
+    const auto at = words.rfind(' ') + 1;
+    const auto line = "study " + words.substr(0, at) + Sample(words.substr(at) + ".csv");
+    EXPECT_EQ(Run(line).status, 0) << line;
+    for (const char* file : {"a.svg", "a.html", "a.json", "a.txt"}) {
+      EXPECT_EQ(Run(line + " -o " + file).status, 0) << line;
+      EXPECT_EQ(Text(folder_.File(file)).find("nan"), std::string::npos) << line << file;
+    }
+  }
+}
+
+TEST_F(GageStudies, GageOfADatabase) {
+  std::string csv = "part,process,test,subgroup,time,serial,employee,value\n";
+  int minute = 0;
+  for (const char* by : {"Ann", "Bob"})
+    for (int part = 1; part <= 5; ++part)
+      for (int trial = 0; trial < 2; ++trial) {
+        const auto value = std::to_string(part + 0.1 * trial + (by[0] == 'A' ? 0.0 : 0.2));
+        const auto at = std::to_string(10 + minute++);
+        csv += "Ring,Press,Diameter," + at + ",2024-05-02T08:" + at + ":00,S" +
+               std::to_string(part) + "," + by + "," + value + "\n";
+      }
+  Write("v.csv", csv);
+  Write("l.csv", "part,test,usl,lsl\nRing,Diameter,10,-2\n");
+  ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
+  ASSERT_EQ(Run("import l.csv --kind specification-limits --db q.db").status, 0);
+  const auto found = Json("gage --db q.db --part Ring --test Diameter");
+  EXPECT_EQ(found["Parts"], 5);
+  EXPECT_EQ(found["Operators"], 2);
+  EXPECT_EQ(found["Trials"], 2);
+  EXPECT_EQ(found["Options"]["USL"]["Value"], 10.0);
+  EXPECT_EQ(found["Options"]["USL"]["From"], "database");
+  const auto& rr = found["Components"][0];
+  EXPECT_NEAR(rr["PctTolerance"].get<double>(), 50.0 * rr["SD"]["Value"].get<double>(), 1e-9);
+  EXPECT_FALSE(found["Selection"].is_null());
+  const auto bias = Json("bias --db q.db --part Ring --test Diameter --reference 3");
+  EXPECT_EQ(bias["Biases"][0]["N"], 20);
+  EXPECT_NEAR(bias["Biases"][0]["Bias"]["Value"].get<double>(), 0.15, 1e-9);
+}
+
+TEST_F(GageStudies, WrongFilesAreRefusedWithTheirPlace) {
+  Write("a.csv", "part,operator,trial,value\n1,A,1,2\n1,A,2,x\n");
+  Refused("gage --data a.csv", 1, "a.csv: line 3, column \"value\", value \"x\": is no number");
+  Write("a.csv", "part,operator,trial,value\n1,A,1,2\n1,A,1,3\n");
+  Refused("gage --data a.csv", 1,
+          "a.csv: line 3, column \"trial\", value \"1\": part 1 and operator A have this trial "
+          "already");
+  Write("a.csv", "part,operator,value\n1,A,2\n1,A,3\n1,B,2\n1,B,3\n2,A,1\n2,A,2\n2,B,1\n");
+  Refused("gage --data a.csv", 1, "a.csv: operator B has 1 reading of part 2, others have 2");
+  Write("a.csv", "part,value\n1,2\n");
+  Refused("gage --data a.csv", 1, "a.csv: line 1: there is no column \"operator\"");
+  Write("a.csv", "reference,value\n1,2\n2,2\n");
+  Refused("type1 --tolerance 1 --data a.csv", 1,
+          "a.csv: line 3, column \"reference\", value \"2\": differs from the first reading's; the "
+          "study takes one part");
+  Write("a.csv", "part,operator,rating,reference\n1,A,y,y\n1,B,y,n\n");
+  Refused("agreement --data a.csv", 1,
+          "a.csv: line 3, column \"reference\", value \"n\": part 1 has another reference in an "
+          "earlier line");
+}
+
+TEST_F(GageStudies, Misuse) {
+  Write("a.csv", "part,operator,value\n1,A,2\n");
+  Refused("gage", 2, "--data FILE.csv or --db FILE is missing");
+  Refused("gage --data a.csv --db q.db", 2, "--data and --db do not go together");
+  Refused("gage --data a.csv --part Ring", 2, "--part Ring goes with --db");
+  Refused("gage --data a.csv --tolerance 0", 2,
+          "--tolerance takes a number above 0 to below 1e+300, not 0");
+  Refused("gage --data a.csv --pool often", 2,
+          "--pool takes always, never or a number from 0 to 1, not \"often\"");
+  Refused("gage --data a.csv --method nested --pool never", 2, "--pool goes with --method anova");
+  Refused("type1 --data a.csv --reference 1", 2, "--tolerance, or --usl and --lsl, are missing");
+  Refused("bias --mean 1 --reference 1", 2, "--mean, --sd and --n go together");
+  Refused("plan --aql 0.06", 2, "--rql takes a number above --aql to below 1, not 0.05");
+  Refused("plan --aql 1", 2, "--aql takes a number above 0 to below 1, not 1");
+  Refused("plan --n 50", 2, "--c is missing");
+  Refused("plan --n 50 --c 1 --lot 20", 2,
+          "--lot takes a number from the samples on, which are 50, not 20");
+}
+
+TEST_F(GageStudies, Plans) {
+  const auto single = Json("plan --aql 0.01 --alpha 0.05 --rql 0.05 --beta 0.1");
+  EXPECT_EQ(single["N"], 132);
+  EXPECT_EQ(single["C"], 3);
+  EXPECT_EQ(single["P"].size(), single["OC"].size());
+  EXPECT_TRUE(single["ATI"][0].is_null());
+  EXPECT_NEAR(single["Risks"]["Producer"].get<double>(), 0.0442525, 1e-6);
+  const auto given = Json("plan --n 52 --c 3 --lot 10000");
+  EXPECT_NEAR(given["AOQL"].get<double>(), 0.0371901, 1e-6);
+  EXPECT_EQ(given["ATI"][0], 52.0);
+  EXPECT_TRUE(given["Risks"]["Producer"].is_null());
+  EXPECT_EQ(Json("plan --variables unknown --rql 0.06")["N"], 42);
+  EXPECT_EQ(Json("plan --double twice")["N2"].get<int>(),
+            2 * Json("plan --double twice")["N1"].get<int>());
+  EXPECT_EQ(Json("plan --lot 200")["Model"], "hypergeometric");
+  const auto none = Json("plan --aql 0.01 --rql 0.0101 --alpha 0.001 --beta 0.001");
+  EXPECT_TRUE(none["N"].is_null());
+  EXPECT_EQ(none["Notes"][0]["Code"], "no-plan");
+}
+
+}  // namespace
+}  // namespace orvspc::host

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: Apache-2.0
+// orvspc capability --law and --quantiles, as a user runs them.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "tests/host/ParsedJson.h"
+#include "tests/host/ProgramTest.h"
+
+namespace orvspc::host {
+namespace {
+
+class LawsProgram : public ProgramTest {
+ protected:
+  // 60 subgroups of 2; the values are exact quantiles of a Weibull law of shape 2 and scale 10, in
+  // an order that is not theirs.
+  void Import() {
+    std::string csv = "part,process,test,subgroup,time,value\n";
+    for (int i = 0; i < 120; ++i) {
+      const double share = (static_cast<double>(i * 37 % 120) + 0.5) / 120.0;
+      const auto subgroup = std::to_string(i / 2 + 1);
+      const auto minute = std::to_string(10 + i / 2 % 50), hour = i / 2 < 50 ? "06" : "07";
+      csv += "Shaft,Grinder,Run-out," + subgroup + ",2024-03-04T" + hour + ":" + minute + ":00," +
+             std::to_string(10.0 * std::sqrt(-std::log1p(-share))) + "\n";
+    }
+    Write("values.csv", csv);
+    ASSERT_EQ(Run("import values.csv --db q.db").status, 0);
+  }
+
+  ParsedJson Json(const std::string& options) {
+    const Outcome outcome = Run("capability --db q.db --format json " + options);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return ParseJson(outcome.out);
+  }
+};
+
+TEST_F(LawsProgram, JsonHasTheLawBesideAnUnchangedAnalysis) {
+  Import();
+  const auto plain = Json("--usl 35"), with = Json("--usl 35 --law weibull");
+  auto keys = plain.Keys();
+  for (const char* key : {"Options", "Laws", "Law", "Quantiles", "Indices", "Plot"})
+    keys.emplace_back(key);
+  EXPECT_EQ(with.Keys(), keys);
+  EXPECT_EQ(with.At("Statistics.PPs.Ppk").number, plain.At("Statistics.PPs.Ppk").number);
+  EXPECT_EQ(with.At("Fit.Law").text, "normal");
+  EXPECT_EQ(with.At("Law").text, "weibull");
+  EXPECT_EQ(with.At("Laws[0].Parameters").Keys(), (std::vector<std::string>{"shape", "scale"}));
+  EXPECT_NEAR(with.At("Laws[0].Parameters.shape").number, 2.0, 0.05);
+  EXPECT_NEAR(with.At("Laws[0].Parameters.scale").number, 10.0, 0.05);
+  EXPECT_EQ(with.At("Laws[0].PLow").number, 0.25);
+  EXPECT_NEAR(with.At("Quantiles.Median.Value").number, 10.0 * std::sqrt(std::log(2.0)), 0.1);
+  EXPECT_EQ(with.At("Indices.Pp").kind, ParsedJson::Kind::Null);
+  EXPECT_EQ(with.At("Indices.Ppk").number, with.At("Indices.Ppu").number);
+  EXPECT_EQ(with.At("Plot").elements.size(), 120U);
+  EXPECT_EQ(with.At("Plot[0].P").number, 0.5 / 120.0);
+}
+
+TEST_F(LawsProgram, BestNamesItsChoiceAndWhatElseFits) {
+  Import();
+  const auto best = Json("--law best --draws 99");
+  EXPECT_EQ(best.At("Laws").elements.size(), 14U);
+  EXPECT_NE(best.At("Law").text, "");
+  bool said = false;
+  for (const auto& note : best.At("Notes").elements)
+    said = said || note.At("Code").text == "laws-tried";
+  EXPECT_TRUE(said);
+}
+
+TEST_F(LawsProgram, QuantilesGoWithoutALaw) {
+  Import();
+  const auto document = Json("--usl 35 --quantiles");
+  EXPECT_EQ(document.At("Law").kind, ParsedJson::Kind::Null);
+  EXPECT_GT(document.At("Indices.Ppu").number, 0.0);
+  EXPECT_EQ(document.At("Quantiles.Low.Lower").kind, ParsedJson::Kind::Null);
+  EXPECT_NEAR(document.At("Quantiles.Median.Value").number, 8.3, 0.1);
+}
+
+TEST_F(LawsProgram, EveryFormatShowsTheLaw) {
+  Import();
+  for (const std::string format : {"text", "svg", "html"}) {
+    const Outcome outcome = Run("capability --db q.db --usl 35 --law weibull --format " + format);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_NE(outcome.out.find("shape 2"), std::string::npos) << format;
+    if (format != "text") {
+      EXPECT_NE(outcome.out.find("Probability plot, weibull"), std::string::npos);
+    }
+  }
+}
+
+TEST_F(LawsProgram, ValuesOutsideOfALawAreANoteNotAnError) {
+  Write("values.csv",
+        "part,test,subgroup,value\nShaft,Run-out,1,-1\nShaft,Run-out,2,2\nShaft,Run-out,3,3\n"
+        "Shaft,Run-out,4,4.5\nShaft,Run-out,5,5\nShaft,Run-out,6,6.5\n");
+  ASSERT_EQ(Run("import values.csv --db q.db").status, 0);
+  const auto document = Json("--law weibull");
+  EXPECT_EQ(document.At("Law").kind, ParsedJson::Kind::Null);
+  EXPECT_EQ(document.At("Laws[0].AIC").kind, ParsedJson::Kind::Null);
+  EXPECT_EQ(document.At("Quantiles.Low.Value").kind, ParsedJson::Kind::Null);
+}
+
+TEST_F(LawsProgram, Misuse) {
+  Import();
+  const struct {
+    const char* options;
+    const char* said;
+  } rows[] = {
+      {"--law weibull --fit johnson", "--law goes without --fit"},
+      {"--law weibull --quantiles", "--quantiles goes without --law"},
+      {"--law cauchy", "--law"},
+      {"--draws 500", "--draws goes with --law"},
+      {"--level 0.9", "--level goes with --law or --quantiles"},
+      {"--law gamma --draws 50", "--draws takes a number from 99 to 100000, not 50"},
+      {"--law gamma --draws 100.5", "--draws takes a whole number, not 100.5"},
+      {"--quantiles --level 1", "--level takes a number above 0 to below 1, not 1"},
+      {"--law gamma --format xml", "--format xml has no place for --law"},
+  };
+  for (const auto& row : rows) {
+    const auto outcome = Run(std::string("capability --db q.db ") + row.options);
+    EXPECT_EQ(outcome.status, 2) << row.options;
+    EXPECT_NE(outcome.err.find(row.said), std::string::npos) << outcome.err;
+    EXPECT_EQ(outcome.out, "") << row.options;
+  }
+}
+
+}  // namespace
+}  // namespace orvspc::host

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/host/ParsedJson.h"
+#include "tests/host/ProgramTest.h"
+
+namespace orvspc::host {
+namespace {
+
+class RunLengthCommands : public ProgramTest {
+ protected:
+  ParsedJson Json(const std::string& arguments) {
+    const Outcome outcome = Run("study " + arguments + " --format json");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return ParseJson(outcome.out);
+  }
+  void ImportWafers() {
+    const std::string samples = std::string(ORVSPC_TESTS_DIR) + "/../host/samples/";
+    ASSERT_EQ(Run("import '" + samples + "flow-width.csv' --db q.db").status, 0);
+  }
+};
+
+TEST_F(RunLengthCommands, JsonHasTheFiguresOfEachShift) {
+  const auto document = Json("arl --scheme cusum --h 4 --shifts 0,1");
+  EXPECT_EQ(document.Keys(),
+            (std::vector<std::string>{"Study", "Version", "Options", "Selection", "Scheme",
+                                      "Method", "States", "Runs", "Seed", "Shifts", "ARL", "SDRL",
+                                      "P05", "Median", "P95", "Notes"}));
+  EXPECT_NEAR(document.At("ARL[0]").number, 167.68, 0.005);
+  EXPECT_NEAR(document.At("ARL[1]").number, 8.383, 0.0005);
+  EXPECT_EQ(document.At("Options.H.From").text, "command");
+  EXPECT_EQ(document.At("Options.K.From").text, "default");
+}
+
+TEST_F(RunLengthCommands, ASimulationSaysSo) {
+  const auto document =
+      Json("arl --scheme shewhart --rules nelson --shifts 0 --runs 1000 --seed 5");
+  EXPECT_EQ(document.At("Method").text, "simulation");
+  EXPECT_EQ(document.At("Runs").number, 1000.0);
+  EXPECT_EQ(document.At("Seed").number, 5.0);
+  EXPECT_NEAR(document.At("ARL[0]").number, 74.3, 4.0 * document.At("StandardError[0]").number);
+}
+
+TEST_F(RunLengthCommands, RulesOfAFileAreThoseOfTheirSet) {
+  Write("rules.csv", "number,kind,k,m,zone,side\n1,limit,,,,\n5,zone,2,3,2,same\n");
+  const auto document = Json("arl --scheme shewhart --rules rules.csv --shifts 0");
+  EXPECT_NEAR(document.At("ARL[0]").number, 225.44, 0.005);
+}
+
+TEST_F(RunLengthCommands, ABadFileOfRulesIsRefusedWithItsPlace) {
+  Write("rules.csv", "number,kind,k,m\n1,limit,,\n5,zone,2,3x\n");
+  const auto outcome = Run("study arl --scheme shewhart --rules rules.csv");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_EQ(outcome.err, "orvspc study: rules.csv line 3: column m: \"3x\" is no number\n");
+}
+
+// The alarms of a new database are Nelson's eight rules, and a point has five pieces.
+TEST_F(RunLengthCommands, TheChartInUseHasItsRulesAndItsSize) {
+  ImportWafers();
+  const auto document = Json("arl --db q.db --shifts 0,0.5 --runs 2000");
+  EXPECT_EQ(document.At("Rules").elements.size(), 8U);
+  EXPECT_EQ(document.At("Size").number, 5.0);
+  EXPECT_EQ(document.At("Method").text, "simulation");
+  EXPECT_EQ(document.At("Streams[0].Part").text, "Wafer");
+  EXPECT_EQ(document.At("Streams[0].Schemes").elements.size(), 3U);
+}
+
+TEST_F(RunLengthCommands, AlarmsThatAreSwitchedOffAreNotInUse) {
+  ImportWafers();
+  Write("alarms.csv", "number,on\n1,yes\n5,yes\n");
+  ASSERT_EQ(Run("import alarms.csv --db q.db --kind alarms").status, 0);
+  const auto document = Json("arl --db q.db --shifts 0");
+  EXPECT_EQ(document.At("Rules").elements.size(), 2U);
+  EXPECT_EQ(document.At("Method").text, "chain");
+  EXPECT_NEAR(document.At("ARL[0]").number, 225.44, 0.5);  // windows must be whole
+}
+
+TEST_F(RunLengthCommands, ADesignHasTheRunLengthThatWasAskedFor) {
+  const auto document = Json("design --arl0 370 --shift 1 --arl 2");
+  EXPECT_NEAR(document.At("Cusum.H").number, 4.7738, 0.0001);
+  EXPECT_NEAR(document.At("Shewhart.Width").number, 2.9997, 0.0001);
+  for (const auto* const scheme : {"[0]", "[1]", "[2]"}) {
+    EXPECT_NEAR(document.At("Schemes" + std::string(scheme) + ".ARL[0]").number, 370.0, 1e-6);
+  }
+  EXPECT_EQ(document.At("Shewhart.Size").number, 9.0);
+}
+
+TEST_F(RunLengthCommands, MisuseIsOneLine) {
+  const struct {
+    const char *arguments, *line;
+  } rows[] = {{"arl", "which chart? --scheme cusum, ewma, shewhart or cusum-counts, or --db FILE"},
+              {"arl --scheme cusum --k 4", "--k must be 0 to 3, not 4"},
+              {"arl --scheme cusum --weight 0.1", "--weight goes with --scheme ewma"},
+              {"arl --scheme cusum --h 4 --head-start 4",
+               "--head-start must be 0 or more and below h, not 4"},
+              {"arl --scheme cusum --shifts 0,x",
+               "--shifts takes numbers with commas between them, not \"x\""},
+              {"arl --scheme cusum --part A", "--part goes with --db"},
+              {"arl --scheme shewhart --points defects",
+               "counts need --mean, their proportion or defects a unit"},
+              {"design --shift 20", "--shift takes a number from 0.05 to 10, not 20"}};
+  for (const auto& row : rows) {
+    const auto outcome = Run(std::string("study ") + row.arguments);
+    EXPECT_EQ(outcome.status, 2) << row.arguments;
+    EXPECT_EQ(outcome.err, "orvspc study: " + std::string(row.line) + "\n");
+  }
+}
+
+}  // namespace
+}  // namespace orvspc::host
