@@ -2,13 +2,16 @@
 #pragma once
 
 #include "engine/studies/Agreement.h"
+#include "engine/studies/Autocorrelation.h"
 #include "engine/studies/Bias.h"
 #include "engine/studies/ChartRules.h"
 #include "engine/studies/ChartsInUse.h"
+#include "engine/studies/CountCharts.h"
 #include "engine/studies/Design.h"
 #include "engine/studies/Figures.h"
 #include "engine/studies/Gage.h"
 #include "engine/studies/Laws.h"
+#include "engine/studies/RareEvents.h"
 #include "engine/studies/RunLengths.h"
 #include "engine/studies/SamplingPlan.h"
 #include "engine/studies/StudyData.h"

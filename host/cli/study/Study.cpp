@@ -60,15 +60,20 @@ studies::StudyData StreamsOf(const Analysis& run, const studies::ReadOptions& op
 
 std::vector<Command> StudyCommands() {
   return {
+      AcfStudyCommand(),        //
       AgreementStudyCommand(),  //
+      Ar1StudyCommand(),        //
       ArlStudyCommand(),        //
       BiasStudyCommand(),       //
       CusumStudyCommand(),      //
       DesignStudyCommand(),     //
       EwmaStudyCommand(),       //
+      GStudyCommand(),          //
       GageStudyCommand(),       //
+      LaneyStudyCommand(),      //
       LinearityStudyCommand(),  //
       PlanStudyCommand(),       //
+      TStudyCommand(),          //
       Type1StudyCommand(),      //
   };
 }

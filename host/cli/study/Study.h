@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -65,18 +67,45 @@ std::string FormattedStudy(const Document& document, const Presentation& shown,
                                 : render::RenderStudyText(made, shown.text);
 }
 
+inline constexpr Number kStudyMax = MaximumOption("the newest N subgroups at most; 0: all", "all");
+
+// A study of the selected streams, of measurements or counts; fill(document) makes it of what was
+// read.
+template <class Document>
+int RunOnStreams(const Arguments& arguments, Console& console, Document document,
+                 std::string (*json)(const Document&, const render::Names&),
+                 render::StudyView (*view)(const Document&, const render::Names&),
+                 const std::function<void(Document&)>& fill,
+                 const studies::ReadOptions& read = {}) {
+  const auto types = read.counts ? kCounts : std::int32_t{ttVariable};
+  return RunAnalysis(arguments, console, kDrawn, kStudyMax, types, [&](Analysis& run) -> Outcome {
+    run.database.JoinPhases(arguments.Has(kAllPhases));
+    document.head.select = run.select;
+    document.data = StreamsOf(run, read, document.head.notes);
+    const bool empty = document.data.Empty();
+    if (empty) NoteEmpty(run, kStudyMax, document.head.notes);
+    fill(document);
+    return {FormattedStudy(document, run, json, view), empty};
+  });
+}
+
 // Every study: "orvspc study WORD". The name of such a command is "study WORD".
 std::vector<Command> StudyCommands();
 
+Command AcfStudyCommand();
 Command AgreementStudyCommand();
+Command Ar1StudyCommand();
 Command ArlStudyCommand();
 Command BiasStudyCommand();
 Command CusumStudyCommand();
 Command DesignStudyCommand();
 Command EwmaStudyCommand();
+Command GStudyCommand();
 Command GageStudyCommand();
+Command LaneyStudyCommand();
 Command LinearityStudyCommand();
 Command PlanStudyCommand();
+Command TStudyCommand();
 Command Type1StudyCommand();
 
 }  // namespace orvspc::cli

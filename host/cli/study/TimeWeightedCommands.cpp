@@ -6,7 +6,6 @@ namespace orvspc::cli {
 
 namespace {
 
-constexpr Number kMax = MaximumOption("the newest N subgroups at most; 0: all", "all");
 constexpr RealInside kTarget{{"target", "X", "what points are compared with", "the line in force"},
                              -1e300,
                              1e300,
@@ -38,24 +37,7 @@ constexpr RealInside kReference{{"k", "X", "reference value in sigmas", "0.5"}, 
 constexpr RealInside kDecision{{"h", "X", "decision interval in sigmas", "5"}, 0.0, 50.0, true};
 constexpr RealInside kHeadStart{
     {"head-start", "X", "of both arms, in sigmas; below h", "0"}, 0.0, 50.0};
-constexpr Option kShared[] = {kMax, kTarget, kSigma, kReset, kPhase, kAllPhases};
-
-// study(run, options) sets out the document of a selection of measurements.
-template <class Document>
-int RunOnStreams(const Arguments& arguments, Console& console, Document document,
-                 std::string (*json)(const Document&, const render::Names&),
-                 render::StudyView (*view)(const Document&, const render::Names&),
-                 const std::function<void(Document&)>& fill) {
-  return RunAnalysis(arguments, console, kDrawn, kMax, ttVariable, [&](Analysis& run) -> Outcome {
-    run.database.JoinPhases(arguments.Has(kAllPhases));
-    document.head.select = run.select;
-    document.data = StreamsOf(run, {}, document.head.notes);
-    const bool empty = document.data.Empty();
-    if (empty) NoteEmpty(run, kMax, document.head.notes);
-    fill(document);
-    return {FormattedStudy(document, run, json, view), empty};
-  });
-}
+constexpr Option kShared[] = {kStudyMax, kTarget, kSigma, kReset, kPhase, kAllPhases};
 
 int RunEwma(const Arguments& arguments, Console& console) {
   StudyOptions options(arguments);

@@ -5,55 +5,11 @@
 #include <cmath>
 
 #include "host/render/core/Numbers.h"
+#include "host/render/study/StretchPlots.h"
 
 namespace orvspc::render {
 
 namespace {
-
-// A column of a stretch at its places.
-std::vector<double> Places(const StretchPlace& place, std::size_t count) {
-  std::vector<double> x(count);
-  for (std::size_t i = 0; i < count; ++i) x[i] = place.first + static_cast<double>(i);
-  return x;
-}
-
-// Raw values, faint, below what is drawn of them.
-void AddFaint(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch) {
-  SymbolLook look;
-  look.style = "faint";
-  look.size = 2.4;
-  plot.symbols.push_back({look, Places(place, stretch.points.size()), stretch.points, {}, {}});
-}
-
-// Points of a statistic: used ones, those that are forgotten, and those with a signal.
-void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
-               const std::vector<double>& values, const std::vector<std::uint8_t>& signals) {
-  PlotSymbols used, forgotten, marked;
-  forgotten.look.style = "pu";
-  marked.look.style = "m";
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    auto& to = stretch.IsUsed(i) ? used : forgotten;
-    const double x = place.first + static_cast<double>(i);
-    const auto tip = IsoTime(stretch.times[i]) + ": " + Significant(values[i], 6);
-    to.x.push_back(x);
-    to.y.push_back(values[i]);
-    to.tips.push_back(tip);
-    if (signals[i] == 0) continue;
-    marked.x.push_back(x);
-    marked.y.push_back(values[i]);
-    marked.tips.push_back(tip + ", signal");
-    marked.labels.emplace_back("1");
-  }
-  for (auto* symbols : {&used, &forgotten, &marked}) {
-    if (!symbols->x.empty()) plot.symbols.push_back(std::move(*symbols));
-  }
-}
-
-std::string FigureText(const studies::Figure& figure) {
-  const auto text = Significant(figure.value, 7);
-  if (figure.estimator.empty()) return text;
-  return text + " (" + EstimatorText(figure.estimator) + ")";
-}
 
 // One row a stretch.
 template <class Study>
@@ -71,29 +27,6 @@ Table StretchTable(const StreamStudies<Study>& document, const Names& names) {
     }
   }
   return table;
-}
-
-// A plot a stream; draw(plot, place, stretch, study) adds what a stretch has.
-template <class Study, class Draw>
-void AddPlots(StudyView& view, const StreamStudies<Study>& document, const Names& names,
-              const std::string& title, Draw draw) {
-  for (std::size_t s = 0; s < document.data.streams.size(); ++s) {
-    const auto& stream = document.data.streams[s];
-    Plot plot;
-    plot.title = title;
-    plot.caption = StreamName(names, stream.part, stream.process, stream.test);
-    plot.x.title = "subgroup";
-    plot.height = document.data.streams.size() == 1 ? 330.0 : 230.0;
-    plot.borders = PhaseBordersOf(stream);
-    for (const auto& place : PlacesOf(document.data, s)) {
-      draw(plot, place, stream.stretches[place.stretch], document.studies[s][place.stretch]);
-    }
-    view.plots.push_back(std::move(plot));
-  }
-}
-
-std::string LimitLabel(const char* name, const std::vector<double>& line) {
-  return line.empty() ? std::string() : std::string(name) + " " + Significant(line.back(), 5);
 }
 
 }  // namespace

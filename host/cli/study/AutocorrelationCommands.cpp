@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/cli/study/Study.h"
+#include "host/render/study/Autocorrelation.h"
+
+namespace orvspc::cli {
+
+namespace {
+
+constexpr Number kLags{{"lags", "N", "how many", "20, at most a quarter of the points"}, 1, 10000};
+constexpr Number kTested{
+    {"tested", "N", "lags of the test", "10, at most a fifth of the points"}, 1, 10000};
+constexpr RealInside kLevel{
+    {"level", "X", "confidence of the bounds of a correlation", "0.95"}, 0.5, 0.9999};
+constexpr RealInside kPhi{
+    {"phi", "X", "known dependence on the point before, with --mean and --sigma", "estimated"},
+    -0.999,
+    0.999};
+constexpr RealInside kMean{{"mean", "X", "known mean", "estimated"}, -1e300, 1e300, true, true};
+constexpr RealInside kSigma{
+    {"sigma", "X", "known standard deviation of the residuals", "estimated"},
+    0.0,
+    1e300,
+    true,
+    true};
+
+std::optional<std::int32_t> Count(StudyOptions& options, const Arguments& arguments,
+                                  const char* key, const Number& option) {
+  const auto value = arguments.Get(option);
+  if (value) {
+    options.Add(key, static_cast<double>(*value), true);
+  } else {
+    options.Add(key, std::monostate(), false);
+  }
+  return value;
+}
+
+int RunAcf(const Arguments& arguments, Console& console) {
+  StudyOptions options(arguments);
+  studies::AcfOptions asked;
+  asked.lags = Count(options, arguments, "Lags", kLags);
+  asked.tested = Count(options, arguments, "Tested", kTested);
+  asked.level = options.Get("Level", kLevel, asked.level);
+  render::AcfDocument document;
+  document.head = {"acf", options.Take(), {}, {}};
+  return RunOnStreams<render::AcfDocument>(
+      arguments, console, document, render::AcfJson, render::MakeAcfView,
+      [&](render::AcfDocument& filled) {
+        filled.Fill([&](const auto& stretch) { return studies::StudyAcf(stretch, asked); });
+      });
+}
+
+int RunAr1(const Arguments& arguments, Console& console) {
+  StudyOptions options(arguments);
+  const auto phi = options.Get("Phi", kPhi), mean = options.Get("Mean", kMean),
+             sigma = options.Get("Sigma", kSigma);
+  const bool known = phi && mean && sigma;
+  if (!known && (phi || mean || sigma)) throw Misuse("--phi, --mean and --sigma go together");
+  render::Ar1Document document;
+  document.head = {"ar1", options.Take(), {}, {}};
+  return RunOnStreams<render::Ar1Document>(
+      arguments, console, document, render::Ar1Json, render::MakeAr1View,
+      [&](render::Ar1Document& filled) {
+        for (const auto& stream : filled.data.streams) {
+          auto& row = filled.studies.emplace_back();
+          for (const auto& stretch : stream.stretches) {
+            std::optional<studies::Ar1Parameters> holding;
+            if (known) {
+              holding = {*phi, *mean, *sigma};
+            } else if (stretch.limits_of < row.size() && row[stretch.limits_of].sigma.value > 0.0) {
+              // The phase that this one is judged by.
+              holding = row[stretch.limits_of].Parameters();
+            }
+            row.push_back(studies::StudyAr1(stretch, holding));
+          }
+        }
+      });
+}
+
+}  // namespace
+
+Command AcfStudyCommand() {
+  return {"study acf",
+          "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
+          "Autocorrelation of points, with the test of Ljung and Box",
+          "Says whether points depend on those before them, which makes limits from moving ranges "
+          "wrong. Each phase is by itself.\n"
+          "Formats: text, json, svg, html.",
+          "orvspc study acf --db q.db --part Ring --test Diameter -o acf.svg",
+          Together(SelectionOptions(),
+                   std::vector<Option>{kStudyMax, kLags, kTested, kLevel, kPhase, kAllPhases},
+                   kPageOptions),
+          RunAcf};
+}
+
+Command Ar1StudyCommand() {
+  return {
+      "study ar1",
+      "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
+      "Chart of what points add to what the point before gives",
+      "For points that depend on the one before: an autoregression is fitted, and its residuals "
+      "are judged.\n"
+      "Formats: text, json, svg, html.",
+      "orvspc study ar1 --db q.db --part Ring --test Diameter -o residuals.svg",
+      Together(SelectionOptions(),
+               std::vector<Option>{kStudyMax, kPhi, kMean, kSigma, kPhase, kAllPhases},
+               kPageOptions),
+      RunAr1};
+}
+
+}  // namespace orvspc::cli

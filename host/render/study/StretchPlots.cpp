@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/render/study/StretchPlots.h"
+
+#include "host/render/core/Numbers.h"
+
+namespace orvspc::render {
+
+std::vector<double> Places(const StretchPlace& place, std::size_t count) {
+  std::vector<double> x(count);
+  for (std::size_t i = 0; i < count; ++i) x[i] = place.first + static_cast<double>(i);
+  return x;
+}
+
+void AddFaint(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch) {
+  SymbolLook look;
+  look.style = "faint";
+  look.size = 2.4;
+  plot.symbols.push_back({look, Places(place, stretch.points.size()), stretch.points, {}, {}});
+}
+
+void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
+               const std::vector<double>& values, const std::vector<std::uint8_t>& signals) {
+  PlotSymbols used, forgotten, marked;
+  forgotten.look.style = "pu";
+  marked.look.style = "m";
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    auto& to = stretch.IsUsed(i) ? used : forgotten;
+    const double x = place.first + static_cast<double>(i);
+    const auto tip = IsoTime(stretch.times[i]) + ": " + Significant(values[i], 6);
+    to.x.push_back(x);
+    to.y.push_back(values[i]);
+    to.tips.push_back(tip);
+    if (signals[i] == 0) continue;
+    marked.x.push_back(x);
+    marked.y.push_back(values[i]);
+    marked.tips.push_back(tip + ", signal");
+    marked.labels.emplace_back("1");
+  }
+  for (auto* symbols : {&used, &forgotten, &marked}) {
+    if (!symbols->x.empty()) plot.symbols.push_back(std::move(*symbols));
+  }
+}
+
+std::string FigureText(const studies::Figure& figure) {
+  const auto text = Significant(figure.value, 7);
+  if (figure.estimator.empty()) return text;
+  return text + " (" + EstimatorText(figure.estimator) + ")";
+}
+
+std::string LimitLabel(const char* name, const std::vector<double>& line) {
+  return line.empty() ? std::string() : std::string(name) + " " + Significant(line.back(), 5);
+}
+
+}  // namespace orvspc::render

@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/studies/RareEvents.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <stdexcept>
+
+#include "tests/engine/studies/cases.h"
+
+namespace orvspc::studies {
+namespace {
+
+using platform::kNaN;
+
+std::vector<double> LimitsOf(const GStudy& study) {
+  return {study.lower, study.centre, study.upper};
+}
+
+TEST(StudyG, OpportunitiesBetweenEvents) {
+  const Case known("g-chart");
+  const auto between = known.Column("between");
+  GOptions options;
+  options.alpha = known.Param("alpha");
+  const auto unbiased = StudyG(between, options);
+  known.Check("mean", unbiased.mean.value);
+  known.Check("p_unbiased", unbiased.p.value);
+  known.Check("prob_limits_p_unbiased", LimitsOf(unbiased));
+  options.unbiased = false;
+  const auto likely = StudyG(between, options);
+  known.Check("p_ml", likely.p.value);
+  known.Check("prob_limits_p_ml", LimitsOf(likely));
+  options.probability = false;
+  const auto sigmas = StudyG(between, options);
+  known.Check("sigma_limits", std::vector<double>{sigmas.lower, sigmas.upper});
+  EXPECT_EQ(sigmas.centre, sigmas.mean.value);
+}
+
+// Each limit by adding up the probabilities.
+TEST(StudyG, LimitsAreTheLeastCountsThatReachTheShare) {
+  for (const double level : {1.0, 5.0, 60.0, 2000.0}) {
+    std::vector<double> between(40, level);
+    between[0] = level + 1.0;
+    for (const double alpha : {0.0001, 0.0027, 0.1}) {
+      GOptions options;
+      options.alpha = alpha;
+      const auto study = StudyG(between, options);
+      const auto least = [&](double share) {
+        double x = 0.0, sum = study.p.value;
+        for (double term = sum; sum < share; ++x) sum += term *= 1.0 - study.p.value;
+        return x;
+      };
+      EXPECT_EQ(LimitsOf(study), (std::vector{least(alpha / 2), least(0.5), least(1 - alpha / 2)}))
+          << level << ' ' << alpha;
+    }
+  }
+}
+
+TEST(StudyG, ALongGapAndTwoZerosInARow) {
+  std::vector<double> between(30, 3.0);
+  between[4] = 100.0;
+  between[10] = between[11] = 0.0;
+  GOptions options;
+  options.run_rule = 0;
+  const auto study = StudyG(between, options);
+  EXPECT_EQ(study.lower, 0.0);
+  EXPECT_EQ(study.marks[4], 2U);
+  EXPECT_EQ(std::ranges::count(study.marks, 0U), 29);
+  EXPECT_EQ(study.zeros[10], 0);
+  EXPECT_EQ(study.zeros[11], 1);
+  EXPECT_EQ(study.notes.back().code, "no-lower-limit");
+}
+
+TEST(StudyG, BelowALowerLimitIsASignal) {
+  std::vector<double> between(30, 3000.0);
+  between[7] = 0.0;
+  GOptions options;
+  options.run_rule = 0;
+  const auto study = StudyG(between, options);
+  EXPECT_GT(study.lower, 0.0);
+  EXPECT_EQ(study.marks[7], 2U);
+  EXPECT_TRUE(std::ranges::all_of(study.zeros, [](auto zero) { return zero == 0; }));
+}
+
+TEST(StudyG, RunsAreCountedAboutTheMedian) {
+  // The mean is above most counts, and the median in the middle of them.
+  std::vector<double> between = {1, 20, 1, 20, 1, 20, 1, 20, 1, 20};
+  between.insert(between.end(), 9, 15.0);
+  GOptions options;
+  for (const auto& [rule, length] : {std::pair{2, 9}, {9, 8}, {10, 7}}) {
+    options.run_rule = rule;
+    const auto study = StudyG(between, options);
+    ASSERT_LT(study.centre, 15.0);
+    // The 20 before is of the run too.
+    for (std::size_t i = 9; i < between.size(); ++i) {
+      const bool marked = (study.marks[i] >> rule & 1U) != 0;
+      EXPECT_EQ(marked, i - 9 + 1 >= static_cast<std::size_t>(length)) << rule << ' ' << i;
+    }
+  }
+}
+
+TEST(StudyG, TooFewAndAllEqual) {
+  const std::vector<double> two = {1, 2}, equal(25, 4.0), few = {1, 2, 4};
+  EXPECT_TRUE(std::isnan(StudyG(two).upper));
+  EXPECT_EQ(StudyG(two).notes[0].code, "too-few");
+  EXPECT_TRUE(std::isnan(StudyG(equal).upper));
+  EXPECT_EQ(StudyG(equal).notes[0].code, "all-equal");
+  EXPECT_FALSE(std::isnan(StudyG(few).upper));
+  EXPECT_EQ(StudyG(few).notes[0].code, "few-data");
+}
+
+TEST(StudyG, RefusesWhatLiesOutside) {
+  const std::vector<double> right = {1, 2, 3};
+  for (const auto& wrong : {std::vector<double>{1, -2, 3}, {1, 2.5, 3}, {1, kNaN, 3}}) {
+    EXPECT_THROW(StudyG(wrong), std::invalid_argument);
+  }
+  GOptions options;
+  options.alpha = 0.2;
+  EXPECT_THROW(StudyG(right, options), std::invalid_argument);
+  options.alpha = 0.0027;
+  options.run_rule = 3;
+  EXPECT_THROW(StudyG(right, options), std::invalid_argument);
+}
+
+TEST(StudyT, Power) {
+  const Case known("t-chart-power");
+  TOptions options;
+  options.law = TimeLaw::Power;
+  const auto study = StudyT(known.Column("hours"), options);
+  known.Check("cl", study.centre);
+  known.Check("ucl", study.upper);
+  known.Check("lcl", study.lower);
+  known.Check("transformed_cl", study.transformed_centre);
+  known.Check("transformed_mr", study.transformed_range);
+  EXPECT_TRUE(std::isnan(study.shape.value));
+}
+
+// The likelihood falls off whichever way the parameters are moved.
+TEST(StudyT, WeibullIsTheMostLikely) {
+  const auto times = Case("t-chart-power").Column("hours");
+  const auto study = StudyT(times);
+  const auto likelihood = [&](double shape, double scale) {
+    double sum = 0.0;
+    for (const double time : times) {
+      const double share = time / scale;
+      sum += std::log(shape / scale) + (shape - 1) * std::log(share) - std::pow(share, shape);
+    }
+    return sum;
+  };
+  const double shape = study.shape.value, scale = study.scale.value;
+  for (const double step : {1e-4, 1e-2, 0.3}) {
+    EXPECT_GT(likelihood(shape, scale), likelihood(shape * (1 + step), scale));
+    EXPECT_GT(likelihood(shape, scale), likelihood(shape * (1 - step), scale));
+    EXPECT_GT(likelihood(shape, scale), likelihood(shape, scale * (1 + step)));
+    EXPECT_GT(likelihood(shape, scale), likelihood(shape, scale * (1 - step)));
+  }
+  const auto below = [&](double time) { return -std::expm1(-std::pow(time / scale, shape)); };
+  EXPECT_NEAR(below(study.lower), 0.00135, 1e-12);
+  EXPECT_NEAR(below(study.centre), 0.5, 1e-12);
+  EXPECT_NEAR(1 - below(study.upper), 0.00135, 1e-12);
+}
+
+TEST(StudyT, WeibullFollowsTheUnit) {
+  auto times = Case("t-chart-power").Column("hours");
+  const auto hours = StudyT(times);
+  for (auto& time : times) time *= 3.6e12;
+  const auto tiny = StudyT(times);
+  EXPECT_NEAR(tiny.shape.value / hours.shape.value, 1.0, 1e-11);
+  EXPECT_NEAR(tiny.upper / hours.upper / 3.6e12, 1.0, 1e-10);
+}
+
+TEST(StudyT, ExponentialHasTheMeanAsScale) {
+  const auto times = Case("t-chart-power").Column("hours");
+  TOptions options;
+  options.law = TimeLaw::Exponential;
+  const auto study = StudyT(times, options);
+  double sum = 0.0;
+  for (const double time : times) sum += time;
+  const double mean = sum / static_cast<double>(times.size());
+  EXPECT_NEAR(study.scale.value, mean, 1e-12 * mean);
+  EXPECT_EQ(study.shape.value, 1.0);
+  EXPECT_NEAR(study.upper, -std::log(0.00135) * mean, 1e-9);
+  EXPECT_NEAR(study.centre, std::numbers::ln2 * mean, 1e-9);
+}
+
+TEST(StudyT, ATimeOfZeroIsHalfOfTheResolution) {
+  auto times = Case("t-chart-power").Column("hours");
+  times[3] = 0.0;
+  TOptions options;
+  options.resolution = 0.5;
+  const auto zero = StudyT(times, options);
+  EXPECT_EQ(zero.notes.back().code, "zero-times");
+  times[3] = 0.25;
+  EXPECT_EQ(zero.upper, StudyT(times, options).upper);
+  times[3] = 0.0;
+  options.law = TimeLaw::Power;
+  const auto power = StudyT(times, options);
+  EXPECT_TRUE(std::ranges::none_of(power.notes,
+                                   [](const Note& note) { return note.code == "zero-times"; }));
+}
+
+TEST(StudyT, TheOpenTimeIsOverdueAboveTheUpperLimit) {
+  const auto times = Case("t-chart-power").Column("hours");
+  TOptions options;
+  const auto plain = StudyT(times, options);
+  options.open = plain.upper;
+  EXPECT_FALSE(StudyT(times, options).overdue);
+  options.open = plain.upper * 1.001;
+  const auto late = StudyT(times, options);
+  EXPECT_TRUE(late.overdue);
+  EXPECT_EQ(late.upper, plain.upper);
+}
+
+TEST(StudyT, TooFewAndAllEqual) {
+  const std::vector<double> two = {1, 2}, equal(25, 4.0);
+  for (const auto law : {TimeLaw::Weibull, TimeLaw::Exponential, TimeLaw::Power}) {
+    TOptions options;
+    options.law = law;
+    EXPECT_TRUE(std::isnan(StudyT(two, options).upper));
+    EXPECT_TRUE(std::isnan(StudyT(equal, options).upper));
+    EXPECT_EQ(StudyT(equal, options).notes[0].code, "all-equal");
+  }
+}
+
+TEST(StudyT, RefusesWhatLiesOutside) {
+  const std::vector<double> right = {1, 2, 3}, wrong = {1, -2, 3};
+  EXPECT_THROW(StudyT(wrong), std::invalid_argument);
+  TOptions options;
+  options.resolution = 0.0;
+  EXPECT_THROW(StudyT(right, options), std::invalid_argument);
+  options.resolution = 1.0;
+  options.open = -1.0;
+  EXPECT_THROW(StudyT(right, options), std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace orvspc::studies
