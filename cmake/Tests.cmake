@@ -73,6 +73,7 @@ foreach(dir engine engine/chunks engine/store engine/audit engine/charts engine/
   orvspc_tests(${dir} orvspc_embedded)
 endforeach()
 orvspc_tests(engine/studies orvspc_studies orvspc_embedded)
+target_sources(test_engine_studies_slow PRIVATE ${PROJECT_SOURCE_DIR}/tests/engine/studies/simulated_runs.cpp)
 orvspc_tests(certified orvspc_analysis orvspc_embedded)
 foreach(dir contract hostile)
   orvspc_tests(${dir} orvspc_test_fake orvspc_analysis orvspc_embedded EXPAT::EXPAT)

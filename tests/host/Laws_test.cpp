@@ -21,7 +21,8 @@ class LawsProgram : public ProgramTest {
     for (int i = 0; i < 120; ++i) {
       const double share = (static_cast<double>(i * 37 % 120) + 0.5) / 120.0;
       const auto subgroup = std::to_string(i / 2 + 1);
-      const auto minute = std::to_string(10 + i / 2 % 50), hour = i / 2 < 50 ? "06" : "07";
+      const auto minute = std::to_string(10 + i / 2 % 50);
+      const std::string hour = i / 2 < 50 ? "06" : "07";
       csv += "Shaft,Grinder,Run-out," + subgroup + ",2024-03-04T" + hour + ":" + minute + ":00," +
              std::to_string(10.0 * std::sqrt(-std::log1p(-share))) + "\n";
     }
