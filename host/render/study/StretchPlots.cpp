@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/study/StretchPlots.h"
 
+#include <cmath>
+
 #include "host/render/core/Numbers.h"
 
 namespace orvspc::render {
@@ -48,7 +50,9 @@ std::string FigureText(const studies::Figure& figure) {
 }
 
 std::string LimitLabel(const char* name, const std::vector<double>& line) {
-  return line.empty() ? std::string() : std::string(name) + " " + Significant(line.back(), 5);
+  if (line.empty()) return {};
+  const int digits = std::abs(line.back()) < 1.0 ? 3 : 5;  // zeros in front take room
+  return std::string(name) + " " + Significant(line.back(), digits);
 }
 
 }  // namespace orvspc::render
