@@ -23,8 +23,8 @@ class DatedRows {
   DatedRows(const std::string& table, std::string object, std::vector<FigureColumn> figures);
 
   // Where the row that a line has just stored takes over from another one of its time with other
-  // figures, the log gets an entry with those that differ. The former row is kept, so that no reason
-  // is needed.
+  // figures, the log gets an entry with those that differ. The former row is kept, so that no
+  // reason is needed.
   void AddReplaced(ImportFile& file, const std::array<std::int32_t, 3>& version,
                    sql::Reference process = {}) const;
 

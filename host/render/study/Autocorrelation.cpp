@@ -11,8 +11,6 @@ namespace orvspc::render {
 
 namespace {
 
-std::string ShareText(double p) { return p < 0.001 ? "< 0.001" : Significant(p, 3); }
-
 std::string DegreesText(const studies::TestOfSignificance& test) {
   return test.degrees.empty() ? std::string() : Significant(test.degrees[0], 6);
 }
