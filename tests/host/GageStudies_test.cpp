@@ -77,7 +77,7 @@ TEST_F(GageStudies, GageOfADatabase) {
   Write("v.csv", csv);
   Write("l.csv", "part,test,usl,lsl\nRing,Diameter,10,-2\n");
   ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
-  ASSERT_EQ(Run("import l.csv --kind specification-limits --db q.db").status, 0);
+  ASSERT_EQ(Run("import l.csv --kind limits --db q.db").status, 0);
   const auto found = Json("gage --db q.db --part Ring --test Diameter");
   EXPECT_EQ(found["Parts"], 5);
   EXPECT_EQ(found["Operators"], 2);

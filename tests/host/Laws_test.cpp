@@ -91,9 +91,13 @@ TEST_F(LawsProgram, EveryFormatShowsTheLaw) {
 }
 
 TEST_F(LawsProgram, ValuesOutsideOfALawAreANoteNotAnError) {
-  Write("values.csv",
-        "part,test,subgroup,value\nShaft,Run-out,1,-1\nShaft,Run-out,2,2\nShaft,Run-out,3,3\n"
-        "Shaft,Run-out,4,4.5\nShaft,Run-out,5,5\nShaft,Run-out,6,6.5\n");
+  std::string csv = "part,process,test,subgroup,time,value\n";
+  int subgroup = 0;
+  for (const char* value : {"-1", "2", "3", "4.5", "5", "6.5"}) {
+    const auto number = std::to_string(++subgroup);
+    csv += "Shaft,Grinder,Run-out," + number + ",2024-03-0" + number + "," + value + "\n";
+  }
+  Write("values.csv", csv);
   ASSERT_EQ(Run("import values.csv --db q.db").status, 0);
   const auto document = Json("--law weibull");
   EXPECT_EQ(document.At("Law").kind, ParsedJson::Kind::Null);

@@ -8,8 +8,9 @@ namespace orvspc::cli {
 namespace {
 
 std::string BoundsText(const RealInside& option) {
-  return std::string(option.low_is_open ? "above " : "from ") + render::Shortest(option.low) +
-         (option.high_is_open ? " to below " : " to ") + render::Shortest(option.high);
+  return std::string(option.low_is_open ? "above " : "from ") +
+         render::Significant(option.low, 12) + (option.high_is_open ? " to below " : " to ") +
+         render::Significant(option.high, 12);
 }
 
 }  // namespace
