@@ -139,7 +139,7 @@ Place Climb(const Weighted& sample, const Spread& spread, Start& at, double tole
       const Start next{at.intercept + step.intercept, at.slope + step.slope};
       if (next.slope > 0.0) {
         const auto there = SumsAt<Slopes, kWeighted>(sample, spread, next);
-        // Near the top the slopes tell more than values do.
+        // Near the top slopes are more exact than values.
         const auto steep = [](const PlaceSums& each) {
           return std::max(std::abs(each.by_intercept), std::abs(each.by_slope));
         };

@@ -37,7 +37,7 @@ struct TestOfSignificance {
   std::string method;
 };
 
-// A P that cannot be told from 0.
+// A P below this is shown as 0.
 inline constexpr double kLeastP = 1e-300;
 
 }  // namespace orvspc::studies

@@ -31,7 +31,7 @@ struct EwmaOptions : AboutOptions {
 struct EwmaStudy {
   std::vector<double> z, centre, upper, lower;
   std::vector<std::uint8_t> signals;  // not 0: z is beyond a limit
-  Figure mean, sigma;                 // behind the line in force; given, or of the stretch
+  Figure mean, sigma;                 // given, or those of the line in force
   std::vector<Note> notes;
 };
 

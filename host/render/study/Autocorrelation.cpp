@@ -135,22 +135,12 @@ StudyView MakeAr1View(const Ar1Document& document, const Names& names) {
              plot.lines.push_back({"d", x, study.fitted, false, ""});
              AddFaint(plot, place, stretch);
            });
-  Table table{"Phases",
-              {"stream", "phase", "#points", "#phi", "#mean", "sigma", "#P Ljung-Box", "#signals"},
-              {}};
-  for (std::size_t s = 0; s < document.studies.size(); ++s) {
-    const auto& stream = document.data.streams[s];
-    for (std::size_t p = 0; p < document.studies[s].size(); ++p) {
-      const auto& study = document.studies[s][p];
-      const auto signals = std::ranges::count_if(study.signals, [](auto on) { return on != 0; });
-      table.rows.push_back(
-          {StreamName(names, stream.part, stream.process, stream.test),
-           stream.stretches[p].phase.name, std::to_string(stream.stretches[p].points.size()),
-           Significant(study.phi.value, 4), Significant(study.mean.value, 7),
-           FigureText(study.sigma), ShareText(study.ljung_box.p), std::to_string(signals)});
-    }
-  }
-  view.tables.push_back(std::move(table));
+  view.tables.push_back(
+      StretchTable(document, names, {"#phi", "#mean", "sigma", "#P Ljung-Box"},
+                   [](const studies::Ar1Study& study) -> std::vector<std::string> {
+                     return {Significant(study.phi.value, 4), Significant(study.mean.value, 7),
+                             FigureText(study.sigma), ShareText(study.ljung_box.p)};
+                   }));
   return view;
 }
 

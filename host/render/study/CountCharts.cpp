@@ -33,25 +33,15 @@ StudyView MakeLaneyView(const LaneyDocument& document, const Names& names) {
            [](Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
               const studies::LaneyStudy& study) {
              const auto x = Places(place, study.z.size());
-             plot.lines.push_back({"lim", x, study.upper, true, LimitLabel("UCL", study.upper)});
-             plot.lines.push_back({"cl", x, study.centre, true, LimitLabel("CL", study.centre)});
-             plot.lines.push_back({"lim", x, study.lower, true, LimitLabel("LCL", study.lower)});
+             AddLimits(plot, place, {study.upper, study.centre, study.lower});
              plot.lines.push_back({"d", x, stretch.points, false, ""});
              AddPoints(plot, place, stretch, stretch.points, study.signals);
            });
-  Table table{"Phases", {"stream", "phase", "#points", "mean", "#sigma z", "#signals"}, {}};
-  for (std::size_t s = 0; s < document.studies.size(); ++s) {
-    const auto& stream = document.data.streams[s];
-    for (std::size_t p = 0; p < document.studies[s].size(); ++p) {
-      const auto& study = document.studies[s][p];
-      const auto signals = std::ranges::count_if(study.signals, [](auto on) { return on != 0; });
-      table.rows.push_back(
-          {StreamName(names, stream.part, stream.process, stream.test),
-           stream.stretches[p].phase.name, std::to_string(stream.stretches[p].points.size()),
-           FigureText(study.mean), Significant(study.sigma_z.value, 5), std::to_string(signals)});
-    }
-  }
-  view.tables.push_back(std::move(table));
+  view.tables.push_back(
+      StretchTable(document, names, {"mean", "#sigma z"},
+                   [](const studies::LaneyStudy& study) -> std::vector<std::string> {
+                     return {FigureText(study.mean), Significant(study.sigma_z.value, 5)};
+                   }));
   return view;
 }
 

@@ -55,4 +55,11 @@ std::string LimitLabel(const char* name, const std::vector<double>& line) {
   return std::string(name) + " " + Significant(line.back(), digits);
 }
 
+void AddLimits(Plot& plot, const StretchPlace& place, const LineColumns& lines) {
+  const auto x = Places(place, lines.centre.size());
+  plot.lines.push_back({"lim", x, lines.upper, true, LimitLabel("UCL", lines.upper)});
+  plot.lines.push_back({"cl", x, lines.centre, true, LimitLabel("CL", lines.centre)});
+  plot.lines.push_back({"lim", x, lines.lower, true, LimitLabel("LCL", lines.lower)});
+}
+
 }  // namespace orvspc::render

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/render/study/StudyDocument.h"
@@ -23,6 +25,36 @@ void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& st
 std::string FigureText(const studies::Figure& figure);
 // "UCL 74.02", the newest
 std::string LimitLabel(const char* name, const std::vector<double>& line);
+
+// Centre and limits as steps, with their labels.
+struct LineColumns {
+  const std::vector<double>&upper, &centre, &lower;
+};
+void AddLimits(Plot& plot, const StretchPlace& place, const LineColumns& lines);
+
+// One row a stretch: its stream, phase, number of points, what figures(study) gives for these
+// headings, and its number of signals.
+template <class Study, class Figures>
+Table StretchTable(const StreamStudies<Study>& document, const Names& names,
+                   const std::vector<std::string>& headings, Figures figures) {
+  Table table{"Phases", {"stream", "phase", "#points"}, {}};
+  table.headings.insert(table.headings.end(), headings.begin(), headings.end());
+  table.headings.emplace_back("#signals");
+  for (std::size_t s = 0; s < document.studies.size(); ++s) {
+    const auto& stream = document.data.streams[s];
+    for (std::size_t p = 0; p < document.studies[s].size(); ++p) {
+      const auto& study = document.studies[s][p];
+      const auto& stretch = stream.stretches[p];
+      std::vector<std::string> row = {StreamName(names, stream.part, stream.process, stream.test),
+                                      stretch.phase.name, std::to_string(stretch.points.size())};
+      for (auto& text : figures(study)) row.push_back(std::move(text));
+      const auto signals = std::ranges::count_if(study.signals, [](auto on) { return on != 0; });
+      row.push_back(std::to_string(signals));
+      table.rows.push_back(std::move(row));
+    }
+  }
+  return table;
+}
 
 // A plot a stream; draw(plot, place, stretch, study) adds what a stretch has.
 template <class Study, class Draw>

@@ -11,22 +11,11 @@ namespace orvspc::render {
 
 namespace {
 
-// One row a stretch.
+const std::vector<std::string> kEstimates = {"mean", "sigma"};
+
 template <class Study>
-Table StretchTable(const StreamStudies<Study>& document, const Names& names) {
-  Table table{"Phases", {"stream", "phase", "#points", "mean", "sigma", "#signals"}, {}};
-  for (std::size_t s = 0; s < document.studies.size(); ++s) {
-    const auto& stream = document.data.streams[s];
-    for (std::size_t p = 0; p < document.studies[s].size(); ++p) {
-      const auto& study = document.studies[s][p];
-      const auto signals = std::ranges::count_if(study.signals, [](auto on) { return on != 0; });
-      table.rows.push_back(
-          {StreamName(names, stream.part, stream.process, stream.test),
-           stream.stretches[p].phase.name, std::to_string(stream.stretches[p].points.size()),
-           FigureText(study.mean), FigureText(study.sigma), std::to_string(signals)});
-    }
-  }
-  return table;
+std::vector<std::string> EstimatesOf(const Study& study) {
+  return {FigureText(study.mean), FigureText(study.sigma)};
 }
 
 }  // namespace
@@ -55,13 +44,12 @@ StudyView MakeEwmaView(const EwmaDocument& document, const Names& names) {
               const studies::EwmaStudy& study) {
              AddFaint(plot, place, stretch);
              const auto x = Places(place, study.z.size());
-             plot.lines.push_back({"lim", x, study.upper, true, LimitLabel("UCL", study.upper)});
-             plot.lines.push_back({"cl", x, study.centre, true, LimitLabel("CL", study.centre)});
-             plot.lines.push_back({"lim", x, study.lower, true, LimitLabel("LCL", study.lower)});
+             AddLimits(plot, place, {study.upper, study.centre, study.lower});
              plot.lines.push_back({"d", x, study.z, false, ""});
              AddPoints(plot, place, stretch, study.z, study.signals);
            });
-  view.tables.push_back(StretchTable(document, names));
+  view.tables.push_back(StretchTable(document, names, kEstimates,
+                                     [](const auto& study) { return EstimatesOf(study); }));
   return view;
 }
 
@@ -125,7 +113,8 @@ StudyView MakeCusumView(const CusumDocument& document, const Names& names) {
                signals[i] = study.signals[i] != 0 && study.lower[i] > h ? 1 : 0;
              AddPoints(plot, place, stretch, down, signals);
            });
-  view.tables.push_back(StretchTable(document, names));
+  view.tables.push_back(StretchTable(document, names, kEstimates,
+                                     [](const auto& study) { return EstimatesOf(study); }));
   Table table{"Shifts", {"stream", "signal at", "arm", "begins at", "#new mean"}, {}};
   for (std::size_t s = 0; s < document.studies.size(); ++s) {
     const auto& stream = document.data.streams[s];
