@@ -212,8 +212,7 @@ TEST_F(CopyTest, ADamagedChunkOfTheSourceIsItsFailure) {
 TEST_F(CopyTest, ASelectionIsCopiedAlsoWhereAnotherStreamIsDamaged) {
   Import(ManyOfOneStream());
   Import("part,process,test,subgroup,time,value\nB,P,T,S1,2024-02-01,4\nB,P,T,S2,2024-02-02,5\n");
-  Opened()->Write(
-      [&](Connection& db) { db.Execute("UPDATE measurement_chunk SET packed = zeroblob(64)"); });
+  RunSql(Path(), "UPDATE measurement_chunk SET packed = zeroblob(64)");
   FlatSelection flat;
   flat.List(FlatSelection::kPart, {Id(ItemKind::Part, "B")});
   const auto path = folder_.File("part.db");
