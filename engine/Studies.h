@@ -10,10 +10,13 @@
 #include "engine/studies/Design.h"
 #include "engine/studies/Figures.h"
 #include "engine/studies/Gage.h"
+#include "engine/studies/GroupChart.h"
 #include "engine/studies/Laws.h"
 #include "engine/studies/RareEvents.h"
 #include "engine/studies/RunLengths.h"
 #include "engine/studies/SamplingPlan.h"
+#include "engine/studies/ShortRun.h"
+#include "engine/studies/Steps.h"
 #include "engine/studies/StudyData.h"
 #include "engine/studies/TimeWeighted.h"
 

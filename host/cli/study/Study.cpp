@@ -65,15 +65,19 @@ std::vector<Command> StudyCommands() {
       AgreementStudyCommand(),  //
       Ar1StudyCommand(),        //
       ArlStudyCommand(),        //
+      BaselineStudyCommand(),   //
       BiasStudyCommand(),       //
       CusumStudyCommand(),      //
       DesignStudyCommand(),     //
       EwmaStudyCommand(),       //
       GStudyCommand(),          //
       GageStudyCommand(),       //
+      GroupStudyCommand(),      //
       LaneyStudyCommand(),      //
       LinearityStudyCommand(),  //
       PlanStudyCommand(),       //
+      ShortRunStudyCommand(),   //
+      StepsStudyCommand(),      //
       TStudyCommand(),          //
       Type1StudyCommand(),      //
   };
