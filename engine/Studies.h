@@ -16,6 +16,7 @@
 #include "engine/studies/RunLengths.h"
 #include "engine/studies/SamplingPlan.h"
 #include "engine/studies/ShortRun.h"
+#include "engine/studies/SpreadGraph.h"
 #include "engine/studies/Steps.h"
 #include "engine/studies/StudyData.h"
 #include "engine/studies/TimeWeighted.h"

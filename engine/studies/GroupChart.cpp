@@ -5,6 +5,7 @@
 #include <cmath>
 #include <numeric>
 #include <set>
+#include <string>
 
 #include "engine/statistics/ChartFormulas.h"
 #include "engine/statistics/Estimators.h"
@@ -127,7 +128,7 @@ GroupStudy StudyGroup(const Stretch& stretch, const GroupOptions& options,
     if (!missing.empty()) ++incomplete;
     study.missing.emplace_back(missing.begin(), missing.end());
   }
-  bool is_enough = HasEnough(groups.size(), kLeast, "groups", study.notes);
+  bool is_enough = limits_of != nullptr || HasEnough(groups.size(), kLeast, "groups", study.notes);
   if (is_enough && study.streams < 2) {
     study.notes.push_back({"one-stream", "There is one stream, so none is extreme.", {}});
     is_enough = false;

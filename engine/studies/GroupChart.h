@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "engine/studies/Figures.h"
-#include "engine/studies/ShortRun.h"
+#include "engine/studies/SpreadGraph.h"
 #include "engine/studies/StudyData.h"
 #include "platform/Reports.h"
 

@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <span>
+#include <string>
 #include <utility>
 
 #include "engine/statistics/ChartFormulas.h"
@@ -88,7 +91,7 @@ void SetPartSigmas(const Columns& columns, const ShortRunOptions& options, Short
     if (own.used >= least) {
       part.sigma = AsFigure(own, static_cast<std::size_t>(part.subgroups));
     } else {
-      part.sigma.estimator += ", all parts";
+      if (study.sigma.used > 0) part.sigma.estimator += ", all parts";
       ++pooled;
     }
   }
@@ -157,15 +160,14 @@ void MakeGraphs(const Stretch& stretch, const Columns& columns, const ShortRunOp
                 ShortRunStudy& study) {
   const bool scores = options.kind == ShortRunKind::Score;
   const bool moving = columns.Moving();
-  std::vector<PointLimits> lines;  // of graph 1
   for (std::size_t i = 0; i < columns.levels.size(); ++i) {
     const auto n = columns.sizes[i];
     const double sigma = SigmaAt(stretch, columns, options, study, i);
     const double unit = !scores ? 1.0 : sigma > 0.0 ? sigma : kNaN;
     const double point = columns.levels[i] / (scores ? unit / std::sqrt(n) : 1.0);
-    lines.push_back(scores ? PointLimits{0.0, 3.0, -3.0, 1.0}
-                           : statistics::MeanLimits(study.mean.value, sigma, n));
-    Add(study.level, point, lines.back());
+    Add(study.level, point,
+        scores ? PointLimits{0.0, 3.0, -3.0, 1.0}
+               : statistics::MeanLimits(study.mean.value, sigma, n));
     if (!moving) {
       Add(study.spread, columns.Spreads()[i] / unit,
           SpreadLimits(columns.graph, scores ? 1.0 : sigma, n));
@@ -241,6 +243,7 @@ ShortRunStudy StudyShortRun(const Stretch& stretch, const ShortRunOptions& optio
   const LeastAmounts least{stored ? std::size_t{1} : std::size_t{2},
                            columns.Moving() ? kFewSingles : kFewSubgroups};
   const bool is_enough =
+      limits_of != nullptr ||
       HasEnough(UsedPoints(stretch), least, columns.Moving() ? "points" : "subgroups", study.notes);
   const auto count = stretch.points.size();
   if (limits_of == nullptr && is_enough) {
@@ -274,10 +277,15 @@ ShortRunStudy StudyShortRun(const Stretch& stretch, const ShortRunOptions& optio
     study.notes.push_back(
         {"no-sigma", "Where no control limits are stored, points have no score.", {}});
   }
-  if (options.kind == ShortRunKind::Deviation && study.spreads.p < kSignificant) {
-    study.notes.push_back({"spreads-differ",
-                           "The parts do not spread alike; scores suit them better (--kind z).",
+  if (is_enough && study.parts.size() > 1 && std::isnan(study.spreads.value)) {
+    study.notes.push_back({"no-test",
+                           "A part that does not spread, or has too few subgroups, leaves nothing "
+                           "to compare spreads by.",
                            {}});
+  }
+  if (options.kind == ShortRunKind::Deviation && study.spreads.p < kSignificant) {
+    study.notes.push_back(
+        {"spreads-differ", "The parts do not spread alike; scores suit them better.", {}});
   }
   return study;
 }

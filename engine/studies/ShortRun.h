@@ -8,6 +8,7 @@
 
 #include "engine/studies/ChartRules.h"
 #include "engine/studies/Figures.h"
+#include "engine/studies/SpreadGraph.h"
 #include "engine/studies/StudyData.h"
 #include "platform/Reports.h"
 
@@ -21,9 +22,6 @@ enum class ShortRunKind { Deviation, Score };
 enum class PartSigma { ByPart, Constant, Relative, Stored };
 // Target of the specification in force, or without one the mean of the part; or always the mean.
 enum class PartNominal { Target, Mean };
-// What graph 2 has. Auto: ranges of sizes 2 to 10, else deviations; of single pieces all are moving
-// ranges.
-enum class SpreadGraph { Auto, Range, Deviation, MovingRange };
 
 struct ShortRunOptions {
   ShortRunKind kind = ShortRunKind::Deviation;

@@ -8,7 +8,7 @@
 #include "engine/statistics/ChartFormulas.h"
 #include "engine/statistics/Estimators.h"
 #include "engine/studies/Figures.h"
-#include "engine/studies/ShortRun.h"
+#include "engine/studies/SpreadGraph.h"
 #include "engine/studies/StudyData.h"
 
 // What studies estimate from the subgroups of several parts or streams.

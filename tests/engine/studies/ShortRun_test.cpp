@@ -223,6 +223,7 @@ TEST(StudyShortRun, NoSpreadTooFewAndOnePart) {
   EXPECT_TRUE(std::isnan(flat.level.upper[0]));
   EXPECT_EQ(flat.level.centre[0], 0.0);
   EXPECT_TRUE(std::isnan(flat.spreads.p));
+  EXPECT_TRUE(HasNote(flat, "no-test"));
   Stretch one;
   Add(one, 1, 5.0, {5.0, 6.0});
   EXPECT_TRUE(HasNote(StudyShortRun(one), "too-few"));
