@@ -127,13 +127,13 @@ class Painter {
       if (!x.Shows(border.x)) continue;
       scene_.Line(x(border.x), top, x(border.x), bottom, border.style);
       // A name ends where the next border is; one that has hardly any room is left out.
-      double width = std::min(room / 3.0, right - x(border.x));
+      double free = std::min(room / 3.0, right - x(border.x));
       for (const auto& next : plot.borders) {
-        if (next.x > border.x) width = std::min(width, x(next.x) - x(border.x) - 6.0);
+        if (next.x > border.x) free = std::min(free, x(next.x) - x(border.x) - 6.0);
       }
-      if (!border.text.empty() && width > 12.0) {
+      if (!border.text.empty() && free > 12.0) {
         scene_.Text(x(border.x) + 4.0, top + 12.0, "ph", Anchor::Start,
-                    FittingText(border.text, width));
+                    FittingText(border.text, free));
       }
     }
     std::vector<Label> labels;
