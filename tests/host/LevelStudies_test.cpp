@@ -17,7 +17,7 @@ using nlohmann::json;
 using studies::Case;
 
 std::string TimeOf(std::size_t minutes) {
-  char text[32];
+  char text[64];
   std::snprintf(text, sizeof text, "2024-03-%02zuT%02zu:%02zu:00", 1 + minutes / 1440,
                 minutes / 60 % 24, minutes % 60);
   return text;
@@ -208,7 +208,7 @@ TEST_F(LevelStudies, GroupHasTheExtremesOfItsStreams) {
 TEST_F(LevelStudies, BaselineLeavesOutInRoundsWhatHasACause) {
   std::vector<Row> rows;
   for (std::size_t i = 0; i < 30; ++i) {
-    const double at = 10.0 + 0.1 * (static_cast<double>(i * 7 % 5) - 2.0);
+    const double at = 10.0 + 0.25 * (static_cast<double>(i * 7 % 5) - 2.0);
     const double half = i == 4 ? 3.0 : 0.5, off = i == 8 ? 2.0 : 0.0;
     rows.push_back({"Ring", "Press", 60 * i, {at + off - half, at + off, at + off + half}});
   }
