@@ -38,7 +38,7 @@ render::BaselineStudy StudyOf(const QualityDatabase& database, const studies::St
                               const studies::Stretch& stretch, LimitRequest request) {
   render::BaselineStudy study;
   study.left_out.assign(stretch.points.size(), 0);
-  study.signals = study.left_out;
+  study.marks.resize(stretch.points.size());
   request.part = stream.part;
   request.process = stream.process;
   request.test = stream.test;
@@ -64,7 +64,7 @@ render::BaselineStudy StudyOf(const QualityDatabase& database, const studies::St
   }
   for (const auto& each : study.proposal.signals) {
     const auto i = place(each.subgroup);
-    if (each.graph == 1 && i < study.signals.size()) study.signals[i] = 1;
+    if (each.graph == 1 && i < study.marks.size()) study.marks[i] = each.rules;
   }
   for (const auto& text : study.proposal.missing) {
     study.notes.push_back({"not-to-be-proposed", "Not to be proposed: " + text + ".", {}});

@@ -144,7 +144,7 @@ StudyView MakeBaselineView(const BaselineDocument& document, const Names& names)
              for (std::size_t i = 0; i < count; ++i) {
                if (study.left_out[i] != 0) shown.used[i] = 0;
              }
-             AddPoints(plot, place, shown, stretch.points, study.signals);
+             AddPoints(plot, place, shown, stretch.points, study.marks);
            });
   view.tables = {LimitsTable(document, names), RoundsTable(document, names)};
   return view;

@@ -20,8 +20,9 @@ struct BaselineStudy {
   bool made = false;  // false: a note says why there are none
   LimitProposal proposal;
   std::vector<BaselineRound> rounds;
-  // One element a subgroup: not 0 where it was left out, and where graph 1 has a signal.
-  std::vector<std::uint8_t> left_out, signals;
+  // One element a subgroup: not 0 where it was left out, and the rules that it breaks on graph 1.
+  std::vector<std::uint8_t> left_out;
+  std::vector<std::vector<std::int32_t>> marks;
   std::vector<Note> notes;
 };
 
