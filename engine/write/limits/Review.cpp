@@ -235,7 +235,7 @@ std::string StreamReview::Why(const RunOfPoints& run, const std::string& cause) 
 }
 
 LimitReview StreamReview::Withdraw(const ListedLimit& waiting) {
-  Reject(writing_, waiting.id, {});
+  limits::Withdraw(writing_, waiting.id);
   const auto text = "limits " + std::to_string(waiting.id) +
                     " are withdrawn: the run was over before there were " +
                     std::to_string(MinimumOf(waiting.rule)) + " points";

@@ -127,6 +127,14 @@ ListedLimit Stepping(log::Writing& writing, std::int32_t id, Expected expected) 
                     ", not " + std::string(needed));
 }
 
+void EndProposed(log::Writing& writing, std::int32_t id, Expected expected, LimitState state) {
+  const auto before = Stepping(writing, id, expected);
+  if (before.state != LimitState::Proposed) RefuseState(before, "proposed");
+  auto after = before;
+  after.state = state;
+  StoreState(writing, before, after);
+}
+
 // Both of them, or one, agree to what only one proposed.
 void CheckApprover(const log::Writing& writing, const ListedLimit& row) {
   sql::Query setting(writing.Db(),
@@ -375,11 +383,11 @@ void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approv
 }
 
 void Reject(log::Writing& writing, std::int32_t id, Expected expected) {
-  const auto before = Stepping(writing, id, expected);
-  if (before.state != LimitState::Proposed) RefuseState(before, "proposed");
-  auto after = before;
-  after.state = LimitState::Rejected;
-  StoreState(writing, before, after);
+  EndProposed(writing, id, expected, LimitState::Rejected);
+}
+
+void Withdraw(log::Writing& writing, std::int32_t id) {
+  EndProposed(writing, id, {}, LimitState::Void);
 }
 
 void Retire(log::Writing& writing, std::int32_t id, std::int32_t at, Expected expected) {

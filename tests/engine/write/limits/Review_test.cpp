@@ -144,10 +144,26 @@ TEST_F(ReviewTest, ARunOverBeforeItsMinimumIsWithdrawn) {
   EXPECT_EQ(said[0].text,
             "A / P / singles: limits 2 are withdrawn: the run was over before there were 12 "
             "points");
-  EXPECT_EQ(Row(2).state, LimitState::Rejected);
+  EXPECT_EQ(Row(2).state, LimitState::Void);
   EXPECT_EQ(Events(), (std::vector<std::string>{"Control limits proposed",
                                                 "Proposed control limits withdrawn"}));
   EXPECT_EQ(Code(), "");
+}
+
+// The review is no person who was against it.
+TEST_F(ReviewTest, ARunThatGoesOnAfterAWithdrawalIsProposedAgain) {
+  Add(11, 105.0);
+  AddCause(30);
+  EXPECT_EQ(Code(), "proposed");
+  Add(2, 95.0);
+  EXPECT_EQ(Code(), "withdrawn");
+  Data().DeleteSubgroups({42, 43}, {}, {ann_, "mistyped"});
+  Add(11, 105.0);
+  EXPECT_EQ(Code(), "proposed");
+  ASSERT_EQ(Proposed().size(), 1U);
+  EXPECT_EQ(Proposed()[0].id, 3);
+  EXPECT_EQ(Proposed()[0].used, 12);
+  EXPECT_EQ(Proposed()[0].start, TimeAt(30));
 }
 
 TEST_F(ReviewTest, ARunThatLastedIsProposedAfterItsEnd) {
