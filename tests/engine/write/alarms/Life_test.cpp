@@ -216,7 +216,14 @@ TEST_F(LifeTest, RefusalsSayWhatIsMissing) {
   const auto close = [&](const AlarmClosing& closing) {
     return RefusalOf([&] { Data().CloseAlarm(id, closing, {}); });
   };
-  EXPECT_EQ(close({"TW", "TCHANGE", ""}), "acc: there is no cause code \"TW\"");
+  EXPECT_EQ(close({"TW", "TCHANGE", ""}),
+            "acc: there is no cause code \"TW\"; did you mean \"TWEAR\"?");
+  EXPECT_EQ(close({"T", "TCHANGE", ""}), "acc: there is no cause code \"T\"")
+      << "one letter says too little";
+  EXPECT_EQ(close({"TWEAR", "tch", ""}),
+            "cac: there is no action code \"tch\"; did you mean \"TCHANGE\"?");
+  EXPECT_EQ(close({"WEAR", "TCHANGE", ""}),
+            "acc: there is no cause code \"WEAR\"; did you mean \"TWEAR\"?");
   EXPECT_EQ(close({"TWER", "TCHANGE", ""}),
             "acc: there is no cause code \"TWER\"; did you mean \"TWEAR\"?");
   EXPECT_EQ(close({"TWEAR", "TCHANG", ""}),
