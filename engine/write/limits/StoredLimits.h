@@ -25,7 +25,8 @@ std::vector<LimitExclusion> LeftOut(sql::Connection& db, const store::StreamIds&
 // Stores what was computed as a proposed row that holds from the end of its data on. Code "missing"
 // where something keeps it from being proposed, unless the request forces it.
 std::int32_t Propose(log::Writing& writing, const LimitRequest& request, const Computed& computed);
-// Puts other figures, data and words into a row that is proposed.
+// Puts other figures, data, words and, where the request has one, effective time into a row that is
+// proposed.
 void Revise(log::Writing& writing, std::int32_t id, const LimitRequest& request,
             const Computed& computed);
 
