@@ -29,7 +29,7 @@ class MultivariateCommands : public ProgramTest {
   // The subgroups of a sample as a database: of two tests, with minutes as times.
   void ImportPairs() {
     std::ifstream file(ORVSPC_TESTS_DIR "/../host/samples/studies/two-variables.csv");
-    std::string line, csv = "part,process,test,subgroup,time,piece,value\n";
+    std::string line, csv = "part,process,test,subgroup,time,tsno,value\n";
     std::getline(file, line);
     int piece = 0;
     for (std::string before; std::getline(file, line); ++piece) {
@@ -116,10 +116,11 @@ TEST_F(MultivariateCommands, PhasesAreChartsSideBySide) {
   const auto early = Json("mewma --db q.db --until 2024-05-02T08:20:30")["Streams"][0]["Phases"][0];
   const auto late = Json("mewma --db q.db --since 2024-05-02T08:20:30")["Streams"][0]["Phases"][0];
   const auto late_t2 = Json("t2 --db q.db --since 2024-05-02T08:20:30")["Streams"][0]["Phases"][0];
-  const auto added = Run("phase add --db q.db --part Ring --start 2024-05-02T08:00 --name Old");
-  ASSERT_EQ(added.status, 0) << added.err;
-  ASSERT_EQ(Run("phase add --db q.db --part Ring --start 2024-05-02T08:20:30 --name New").status,
-            0);
+  for (const char* phase : {"--name Old --start 2024-05-02T08:00 --end 2024-05-02T08:20:30",
+                            "--name New --start 2024-05-02T08:20:30"}) {
+    const auto added = Run("phase add --db q.db --part Ring --reason tool " + std::string(phase));
+    ASSERT_EQ(added.status, 0) << added.err;
+  }
   const auto both = Json("mewma --db q.db")["Streams"][0]["Phases"];
   ASSERT_EQ(both.size(), 2U);
   EXPECT_EQ(both[0]["Name"], "Old");
@@ -209,7 +210,7 @@ TEST_F(MultivariateCommands, Misuse) {
   Refused("t2 --db q.db --columns a,b", 2, "--columns goes with --data");
   Refused("t2 --data a.csv --columns a,b --all-phases", 2, "--all-phases goes with --db");
   Refused("t2 --data a.csv --columns a,b --alpha 0.6", 2,
-          "--alpha takes a number from 0.000001 to 0.5, not 0.6");
+          "--alpha takes a number from 1e-06 to 0.5, not 0.6");
   Refused("t2 --data a.csv --columns a,b --mean 1,2", 2, "--mean and --matrix go together");
   Refused("t2 --data a.csv --columns a,b --mean 1,2,3 --matrix 1,0,0,1", 2,
           "--mean takes 2 numbers for 2 variables, not 3");

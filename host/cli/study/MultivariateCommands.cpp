@@ -156,7 +156,8 @@ void ReadFile(const Arguments& arguments, Document& document) {
   }
   document.data.streams.push_back({0, 0, 0, {std::move(stretch)}});
   document.variables.push_back(names);
-  document.titles.push_back(path);
+  const auto folder = path.find_last_of("/\\");
+  document.titles.push_back(folder == path.npos ? path : path.substr(folder + 1));
 }
 
 std::string TextOf(const studies::LeftOfJoin& left) {
@@ -207,6 +208,24 @@ void ReadSelection(Analysis& run, Document& document) {
   document.data = std::move(joined.data);
 }
 
+// The estimator of single vectors is no option where there are none.
+template <class Document>
+void ResolveCovariance(Document& document) {
+  for (const auto& row : document.studies) {
+    for (const auto& study : row) {
+      if (study.estimates.estimator == "sample" || study.estimates.estimator == "successive")
+        return;
+    }
+  }
+  for (auto& option : document.head.options) {
+    if (option.key != "Covariance") continue;
+    option.value = std::monostate();
+    if (option.from == "default") continue;
+    document.head.notes.push_back(
+        {"pooled", "The covariance is not that of single vectors; --covariance has no say.", {}});
+  }
+}
+
 // study(stretch, variables, limits_of) is that of a stretch.
 template <class Document, class Study>
 void Fill(Document& document, const studies::VectorOptions& asked, Study study) {
@@ -234,6 +253,7 @@ void Fill(Document& document, const studies::VectorOptions& asked, Study study) 
       for (auto& note : row.back().notes) note.stream = document.titles[s];
     }
   }
+  ResolveCovariance(document);
 }
 
 template <class Document, class Study>

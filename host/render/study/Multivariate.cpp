@@ -114,7 +114,7 @@ template <class Document>
 Plot PlotOf(const Document& document, std::size_t s, const std::string& title) {
   Plot plot;
   plot.title = title;
-  plot.caption = document.titles[s];
+  if (document.titles.size() > 1) plot.caption = document.titles[s];
   plot.x.title = "subgroup";
   plot.height = document.data.streams.size() == 1 ? 300.0 : 230.0;
   plot.borders = PhaseBordersOf(document.data.streams[s]);
@@ -140,7 +140,7 @@ Plot StatisticPlot(const Document& document, std::size_t s, const std::string& t
 Plot VariancePlot(const T2Document& document, std::size_t s) {
   const auto p = document.variables[s].size();
   auto plot = PlotOf(document, s, "Generalized variance");
-  plot.caption = "|S| to the power 1/" + std::to_string(p);
+  plot.caption = Joined({plot.caption, "|S| to the power 1/" + std::to_string(p)}, ", ");
   plot.height = 200.0;
   for (const auto& place : PlacesOf(document.data, s)) {
     const auto& variance = document.studies[s][place.stretch].variance;
@@ -189,7 +189,8 @@ Plot EllipsePlot(const T2Document& document, std::size_t s) {
     const auto ellipse = studies::EllipseOf(study.estimates, NewestOf(study.upper) / size);
     plot.lines.push_back({"lim", ellipse.x, ellipse.y, false, ""});
   }
-  plot.caption = std::string("dashed: ") + kT2 + " at its newest limit";
+  plot.caption = document.titles.size() > 1 ? document.titles[s] + ", " : "";
+  plot.caption += std::string("dashed: ") + kT2 + " at its newest limit";
   if (sizes_differ) plot.caption += ", of a subgroup of " + Significant(size, 6);
   for (auto* symbols : {&means, &marked}) {
     if (!symbols->x.empty()) plot.symbols.push_back(std::move(*symbols));
@@ -202,7 +203,8 @@ Plot TermsPlot(const T2Document& document, std::size_t s) {
   constexpr std::size_t kMost = 6;
   Plot plot;
   plot.title = "Terms of the newest signals";
-  plot.caption = "filled: given the others; outlined: alone; + above and - below the centre";
+  plot.caption = document.titles.size() > 1 ? document.titles[s] + "; " : "";
+  plot.caption += "filled: given the others; outlined: alone; + above and - below the centre";
   plot.height = 230.0;
   std::vector<std::pair<std::size_t, std::size_t>> signals;  // stretch and point
   std::vector<double> firsts;
@@ -216,7 +218,7 @@ Plot TermsPlot(const T2Document& document, std::size_t s) {
   if (signals.size() > kMost) {
     signals.erase(signals.begin(), signals.end() - static_cast<std::ptrdiff_t>(kMost));
   }
-  double x = 0.0;
+  double x = 0.0, highest = 0.0;
   for (const auto& signal : signals) {
     const auto& study = document.studies[s][signal.first];
     const auto number = static_cast<std::size_t>(firsts[signal.first]) + signal.second;
@@ -224,6 +226,7 @@ Plot TermsPlot(const T2Document& document, std::size_t s) {
     std::size_t j = 0;
     for (const auto& term : study.TermsOf(signal.second)) {
       x += 1.0;
+      highest = std::max({highest, term.conditional, term.unconditional});
       const auto name = PlainText(document.variables[s][j++]);
       plot.x.ticks.emplace_back(x, name + (term.deviation < 0.0 ? " -" : " +"));
       plot.bars.push_back({x - 0.36, x - 0.02, 0.0, term.conditional, "bar",
@@ -233,7 +236,9 @@ Plot TermsPlot(const T2Document& document, std::size_t s) {
     }
     x += 0.5;
   }
-  plot.x.range = Range{0.4, x + 0.2};
+  constexpr double kLeastPlaces = 9.0;  // wider bars are ugly
+  plot.x.range = Range{0.4, std::max(x + 0.2, kLeastPlaces)};
+  plot.y.range = Range{0.0, highest * 1.15};  // room for the names
   return plot;
 }
 
