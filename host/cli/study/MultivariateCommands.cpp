@@ -343,7 +343,7 @@ Command MewmaStudyCommand() {
       "Finds small shifts of the means of several variables that last. The limit follows from "
       "how often it may signal without one.\n"
       "Formats: text, json, svg, html.",
-      "orvspc study mewma --data fibres.csv --columns strength,diameter -o mewma.svg",
+      "orvspc study mewma --data coating.csv --columns thickness,hardness -o mewma.svg",
       Together(ReadingOptions(true), kShared, std::vector<Option>{kWeight, kLimit, kArl0, kLimits}),
       RunMewma};
 }
