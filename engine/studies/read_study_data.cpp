@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/studies/StudyData.h"
-
 #include <cmath>
 #include <memory>
 
 #include "engine/charts/AttributeRun.h"
 #include "engine/charts/VariableRun.h"
 #include "engine/store/Store.h"
+#include "engine/studies/StudyData.h"
 #include "engine/studies/study_streams.h"
 #include "platform/NaN.h"
 

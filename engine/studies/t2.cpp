@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "engine/studies/Multivariate.h"
-
 #include <algorithm>
 #include <cmath>
 #include <map>
@@ -8,6 +6,7 @@
 #include <utility>
 
 #include "engine/statistics/Distributions.h"
+#include "engine/studies/Multivariate.h"
 #include "engine/studies/study_notes.h"
 #include "engine/studies/vectors.h"
 
