@@ -114,7 +114,7 @@ template <class Document>
 Plot PlotOf(const Document& document, std::size_t s, const std::string& title) {
   Plot plot;
   plot.title = title;
-  if (document.titles.size() > 1) plot.caption = document.titles[s];
+  if (document.labels.empty()) plot.caption = document.titles[s];
   plot.x.title = "subgroup";
   plot.height = document.data.streams.size() == 1 ? 300.0 : 230.0;
   plot.borders = PhaseBordersOf(document.data.streams[s]);
@@ -189,7 +189,7 @@ Plot EllipsePlot(const T2Document& document, std::size_t s) {
     const auto ellipse = studies::EllipseOf(study.estimates, NewestOf(study.upper) / size);
     plot.lines.push_back({"lim", ellipse.x, ellipse.y, false, ""});
   }
-  plot.caption = document.titles.size() > 1 ? document.titles[s] + ", " : "";
+  plot.caption = document.labels.empty() ? document.titles[s] + ", " : "";
   plot.caption += std::string("dashed: ") + kT2 + " at its newest limit";
   if (sizes_differ) plot.caption += ", of a subgroup of " + Significant(size, 6);
   for (auto* symbols : {&means, &marked}) {
@@ -203,7 +203,7 @@ Plot TermsPlot(const T2Document& document, std::size_t s) {
   constexpr std::size_t kMost = 6;
   Plot plot;
   plot.title = "Terms of the newest signals";
-  plot.caption = document.titles.size() > 1 ? document.titles[s] + "; " : "";
+  plot.caption = document.labels.empty() ? document.titles[s] + "; " : "";
   plot.caption += "filled: given the others; outlined: alone; + above and - below the centre";
   plot.height = 230.0;
   std::vector<std::pair<std::size_t, std::size_t>> signals;  // stretch and point
