@@ -167,13 +167,17 @@ VectorBasis BasisOf(const Stretch& stretch, std::span<const std::string> variabl
     ++subgroups;
     values.insert(values.end(), of.begin(), of.end());
   }
+  basis.is_single = basis.is_single && subgroups > 0;
   const auto count = values.size() / p;
   const auto total = static_cast<double>(count);
   estimates.subgroups = static_cast<std::int64_t>(subgroups);
   estimates.used = static_cast<std::int64_t>(count);
-  estimates.estimator = !basis.is_single                                     ? "pooled"
-                        : options.covariance == VectorCovariance::Successive ? "successive"
-                                                                             : "sample";
+  if (basis.is_single) {
+    const bool successive = options.covariance == VectorCovariance::Successive;
+    estimates.estimator = successive ? "successive" : "sample";
+  } else if (subgroups > 0) {
+    estimates.estimator = "pooled";
+  }
   const auto least =
       basis.is_single ? LeastAmounts{p + 2, std::max<std::size_t>(20, 5 * p)} : LeastAmounts{2, 20};
   const auto* const what = basis.is_single ? "single vectors" : "subgroups";

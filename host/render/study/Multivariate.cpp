@@ -129,7 +129,9 @@ Plot StatisticPlot(const Document& document, std::size_t s, const std::string& t
   for (const auto& place : PlacesOf(document.data, s)) {
     const auto& study = document.studies[s][place.stretch];
     const auto x = Places(place, study.t2.size());
-    plot.lines.push_back({"lim", x, study.upper, true, NewestLabel(limit, study.upper)});
+    const bool is_last = place.stretch + 1 == document.studies[s].size();
+    plot.lines.push_back(
+        {"lim", x, study.upper, true, is_last ? NewestLabel(limit, study.upper) : ""});
     plot.lines.push_back({"d", x, study.t2, false, ""});
     AddPoints(plot, place, document.data.streams[s].stretches[place.stretch], study.t2,
               study.signals);
@@ -255,6 +257,7 @@ void AddEstimates(StudyView& view, const Document& document) {
       const auto& stretch = document.data.streams[s].stretches[p];
       if (stretch.limits_of != p) continue;
       const auto& estimates = document.studies[s][p].estimates;
+      if (std::isnan(estimates.centre[0])) continue;
       Table table{Joined({"Variables", document.titles[s], PlainText(stretch.phase.name)}, ", "),
                   {"variable", "#mean", "#sd"},
                   {}};

@@ -420,7 +420,9 @@ TEST(StudyT2, TooFewAndFew) {
   EXPECT_TRUE(Has(StudyT2(process.Points(1, 9), kThree).notes, "too-few"));
   EXPECT_TRUE(Has(StudyT2(process.Points(3, 2), kThree).notes, "too-few"));
   EXPECT_FALSE(Has(StudyT2(process.Points(4, 2), kThree).notes, "too-few"));
-  EXPECT_TRUE(Has(StudyT2({}, kThree).notes, "too-few"));
+  const auto none = StudyT2({}, kThree);
+  EXPECT_EQ(none.notes.at(0).text, "0 subgroups are too few: 2 are needed.");
+  EXPECT_EQ(none.estimates.estimator, "");
 }
 
 TEST(StudyT2, SubgroupsWithNoMoreVectorsThanVariablesHaveNoGeneralizedVariance) {
