@@ -73,7 +73,9 @@ std::vector<Command> StudyCommands() {
       GageStudyCommand(),       //
       LaneyStudyCommand(),      //
       LinearityStudyCommand(),  //
+      MewmaStudyCommand(),      //
       PlanStudyCommand(),       //
+      T2StudyCommand(),         //
       TStudyCommand(),          //
       Type1StudyCommand(),      //
   };

@@ -104,7 +104,9 @@ Command GStudyCommand();
 Command GageStudyCommand();
 Command LaneyStudyCommand();
 Command LinearityStudyCommand();
+Command MewmaStudyCommand();
 Command PlanStudyCommand();
+Command T2StudyCommand();
 Command TStudyCommand();
 Command Type1StudyCommand();
 
