@@ -63,6 +63,31 @@ TEST_F(GageStudies, EveryFormat) {
   }
 }
 
+// What a picture says beside lines and below axes is there whole.
+TEST_F(GageStudies, LabelsOfPicturesAreWhole) {
+  const struct {
+    const char* arguments;
+    std::vector<const char*> texts;
+  } rows[] = {
+      {"gage --tolerance 8 --data ",
+       {"gage.csv", ">Repeatability<", ">Reproducibility<", ">Operator<", ">CL 0.001444<",
+        ">LCL -0.3482<", ">points outside the limits are good<"}},
+      {"type1 --reference 25 --tolerance 0.03 --data ", {"type1.csv", ">mean 25.001<"}},
+      {"linearity --process-sd 2.5 --data ", {"linearity.csv", "process SD 2.5"}},
+      {"plan --lot-size 10000", {"", ">AOQL 0.0145<"}},
+  };
+  for (const auto& row : rows) {
+    const std::string file(row.texts[0]);
+    const auto line = std::string("study ") + row.arguments + (file.empty() ? "" : Sample(file));
+    ASSERT_EQ(Run(line + " -o a.svg").status, 0) << line;
+    const auto picture = Text(folder_.File("a.svg"));
+    for (std::size_t i = 1; i < row.texts.size(); ++i) {
+      EXPECT_NE(picture.find(row.texts[i]), std::string::npos) << row.texts[i];
+    }
+    EXPECT_EQ(picture.find("…"), std::string::npos) << line;
+  }
+}
+
 TEST_F(GageStudies, GageOfADatabase) {
   std::string csv = "part,process,test,subgroup,time,serial,employee,value\n";
   int minute = 0;
