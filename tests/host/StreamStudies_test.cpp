@@ -225,10 +225,16 @@ TEST_F(StreamStudies, EachPhaseIsAStudyOfItsOwn) {
 TEST_F(StreamStudies, EveryFormatAndAnEmptySelection) {
   ImportValues(Scattered(60));
   ImportCounts(Counts(60), std::vector<double>(60, 200.0), "defects");
-  for (const char* study :
-       {"ewma", "cusum", "cusum --counts --mu1 0.1 --h 4", "laney", "acf", "ar1"}) {
-    const auto line = std::string("study ") + study + " --db q.db";
-    EXPECT_EQ(Run(line).status, 0) << line;
+  const struct {
+    const char *arguments, *text;
+  } rows[] = {
+      {"ewma", "EWMA"},     {"cusum", "Shifts"},  {"cusum --counts --mu1 0.1 --h 4", "of counts"},
+      {"laney", "sigma z"}, {"acf", "Ljung-Box"}, {"ar1", "phi"}};
+  for (const auto& row : rows) {
+    const auto line = std::string("study ") + row.arguments + " --db q.db";
+    const auto text = Run(line);
+    EXPECT_EQ(text.status, 0) << line;
+    EXPECT_NE(text.out.find(row.text), std::string::npos) << text.out;
     for (const char* file : {"a.svg", "a.html", "a.json", "a.txt"}) {
       EXPECT_EQ(Run(line + " -o " + file).status, 0) << line;
       EXPECT_EQ(Text(folder_.File(file)).find("nan"), std::string::npos) << line << file;
