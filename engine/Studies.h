@@ -12,6 +12,7 @@
 #include "engine/studies/Gage.h"
 #include "engine/studies/Laws.h"
 #include "engine/studies/Multivariate.h"
+#include "engine/studies/LotDecision.h"
 #include "engine/studies/RareEvents.h"
 #include "engine/studies/RunLengths.h"
 #include "engine/studies/SamplingPlan.h"

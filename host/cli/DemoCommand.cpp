@@ -133,7 +133,7 @@ constexpr Picture kPictures[] = {
      "study mewma --data coating.csv --columns thickness,hardness --base 30"},
     {"study-plan", "Acceptance sampling",
      "The least plan for 1 percent accepted and 5 percent rejected.",
-     "study plan --aql 0.01 --alpha 0.05 --rql 0.05 --beta 0.1 --lot 10000", true},
+     "study plan --aql 0.01 --alpha 0.05 --rql 0.05 --beta 0.1 --lot-size 10000", true},
 };
 
 // The words of a command line whose only quotes are '.

@@ -69,15 +69,15 @@ std::string FormattedStudy(const Document& document, const Presentation& shown,
 
 inline constexpr Number kStudyMax = MaximumOption("the newest N subgroups at most; 0: all", "all");
 
-// A study of the selected streams, of measurements or counts; fill(document) makes it of what was
-// read.
+// A study of the selected streams, of measurements or counts, or of tests of these types alone;
+// fill(document) makes it of what was read.
 template <class Document>
 int RunOnStreams(const Arguments& arguments, Console& console, Document document,
                  std::string (*json)(const Document&, const render::Names&),
                  render::StudyView (*view)(const Document&, const render::Names&),
-                 const std::function<void(Document&)>& fill,
-                 const studies::ReadOptions& read = {}) {
-  const auto types = read.counts ? kCounts : std::int32_t{ttVariable};
+                 const std::function<void(Document&)>& fill, const studies::ReadOptions& read = {},
+                 std::int32_t types = 0) {
+  if (types == 0) types = read.counts ? kCounts : std::int32_t{ttVariable};
   return RunAnalysis(arguments, console, kDrawn, kStudyMax, types, [&](Analysis& run) -> Outcome {
     run.database.JoinPhases(arguments.Has(kAllPhases));
     document.head.select = run.select;

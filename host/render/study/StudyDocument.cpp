@@ -95,7 +95,7 @@ std::string OptionsText(const StudyHead& head) {
   std::vector<std::string> pieces;
   for (const auto& option : head.options) {
     const auto key = [&] {
-      // "HeadStart" as "head start", "ARL0" as it is.
+      // "HeadStart" as "head start", "ProcessSD" as "process SD", "ARL0" as it is.
       std::string words;
       bool was_capital = true;
       for (std::size_t i = 0; i < option.key.size(); ++i) {
@@ -105,6 +105,7 @@ std::string OptionsText(const StudyHead& head) {
         if (!is_capital(c)) {
           words += c;
         } else if (next_is || (was_capital && i > 0)) {
+          if (!was_capital) words += ' ';
           words += c;
         } else {
           if (!words.empty()) words += ' ';
