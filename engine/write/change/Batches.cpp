@@ -67,7 +67,7 @@ std::vector<std::int64_t> TakenOut(sql::Connection& db, const Batch& batch) {
                    "AND before LIKE ?2 ORDER BY seq",
                    batch.entry, mark);
   while (query.Step()) {
-    if (BatchOf(log::ReadJson(query.Text(2))) != batch.id) continue;
+    if (log::BatchOf(log::ReadJson(query.Text(2))) != batch.id) continue;
     std::int32_t subgroup = 0, test = 0;
     const std::string object(query.Text(1));
     if (std::sscanf(object.c_str(), "subgroup %d test %d", &subgroup, &test) != 2) continue;
@@ -171,10 +171,9 @@ void ValuesUndo::TakeOut(std::int64_t stream, std::span<const store::RecordKey> 
   for (auto& record : records) {
     record.subgroup = NeededSubgroup(db_, record.subgroup.id);
     const auto& of = record.subgroup;
-    writing_.Add("delete", record.Object(), BeforeOf(db_, record), after);
+    writing_.Add("delete", record.Object(), DropComments(db_, record), after);
     NoteNames(record);
     subgroups_[{of.part, of.process}].emplace(of.time, of.id);
-    DropComments(db_, record);
   }
   store::StreamWriter writer(db_);
   writer.Remove(stream, keys);
