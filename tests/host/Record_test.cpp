@@ -238,6 +238,9 @@ TEST_F(RecordTest, AKeyThatIsNoneIsTheRefusalOfItsLineAlone) {
     EXPECT_EQ(lines[4]["subgroup"], 3);
     EXPECT_EQ(lines[4]["repeated"], arguments == "--jsonl -");
   }
+  for (const std::string value : {"nan", "inf", "1 --defect X=inf"}) {
+    EXPECT_EQ(Run(kRing + value + " --key k1").status, 1) << value << ": it is no number";
+  }
   const auto one = Run(kRing + "6 --key '\xFF\xFE'");
   EXPECT_EQ(one.status, 1);
   EXPECT_EQ(one.err, "orvspc record: key: must be 1 to 64 printable characters of ASCII\n");

@@ -2,6 +2,7 @@
 #include "engine/write/record/RecordCheck.h"
 
 #include <algorithm>
+#include <cmath>
 #include <set>
 #include <utility>
 
@@ -173,6 +174,11 @@ bool IsStamp(std::int64_t time) { return time > INT32_MIN && time <= INT32_MAX; 
 void CheckKey(const std::string& key) {
   if (IsKey(key)) return;
   Refuse("key", "key", key, "must be 1 to 64 printable characters of ASCII");
+}
+
+bool HasNumbers(const NewRecord& record) {
+  const auto has_number = [](const NewPiece& piece) { return std::isfinite(piece.value); };
+  return std::isfinite(record.size) && std::ranges::all_of(record.pieces, has_number);
 }
 
 void RecordCheck::CheckTexts(const NewRecord& record, bool is_same_stream) const {

@@ -18,6 +18,9 @@ namespace orvspc::engine::record {
 // Throws Refused (code "key") where it is none; an empty one passes. Before it is looked for.
 void CheckKey(const std::string& key);
 
+// Whether its values and its size are numbers, not NaN or infinite, which RecordCheck refuses.
+bool HasNumbers(const NewRecord& record);
+
 struct CheckedRecord {
   const NewRecord* sent = nullptr;
   KnownStream* stream = nullptr;
