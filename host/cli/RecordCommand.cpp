@@ -85,6 +85,7 @@ NewRecord RecordOf(const Arguments& arguments) {
   if (const auto at = arguments.Value(kMeasuredAt)) {
     const auto time = ParseTime(*at);
     if (!time) throw Misuse("--at: \"" + *at + "\" " + std::string(platform::kNoTime));
+    if (*time == 0) throw Refusal("time: " + std::string(kNoTimeOfRecord));
     record.time = *time;
   }
   const auto gage = arguments.Value(kGage).value_or("");
