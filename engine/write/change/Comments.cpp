@@ -154,16 +154,17 @@ void RemoveComment(log::Writing& writing, std::int64_t comment,
   AddEvent(writing, etSubgroupEdit, About(db, stored));
 }
 
-bool RestoreComment(log::Writing& writing, std::int64_t entry,
-                    std::optional<std::int64_t> expected) {
+std::optional<RestoredComment> RestoreComment(log::Writing& writing, std::int64_t entry,
+                                              std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
+  writing.NeedReason();
   std::string object, text, operation;
   {
     sql::Query query(db, "SELECT object, before, operation FROM log WHERE seq = ?1", entry);
     if (query.Step()) query.Read(object, text, operation);
   }
   long long comment = 0;
-  if (std::sscanf(object.c_str(), "comment %lld", &comment) != 1) return false;
+  if (std::sscanf(object.c_str(), "comment %lld", &comment) != 1) return std::nullopt;
   if (text.empty()) {
     throw Refused("entry", "entry", std::to_string(entry),
                   "entry " + std::to_string(entry) +
@@ -192,7 +193,7 @@ bool RestoreComment(log::Writing& writing, std::int64_t entry,
   writing.Add("restore", object, before,
               log::CanonicalText({{"entry", entry}, {"text", former.text}}));
   AddEvent(writing, etSubgroupEdit, About(db, former));
-  return true;
+  return RestoredComment{comment, former.subgroup, former.test};
 }
 
 }  // namespace orvspc::engine::change

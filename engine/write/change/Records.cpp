@@ -488,7 +488,6 @@ std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
                                   std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
   writing.NeedReason();
-  if (RestoreComment(writing, entry, expected)) return {};
   const LaterNames names(db, entry);
   const auto old = BeforeEntry(db, entry, names);
   const auto stored = NeededSubgroup(db, old.subgroup);

@@ -42,10 +42,10 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
 // Takes records out of what analyses read. The entries keep all of them, and the type of a test
 // that has lost its last values.
 std::vector<StoredRecord> Delete(log::Writing& writing, const Which& which);
-// Brings a comment back, or the record that an entry took out or changed, as it was before, under
-// the present names of its items. Returns the record, then what it moved of its subgroup.
+// Brings the record back that an entry took out or changed, as it was before, under the present
+// names of its items. Returns the record, then what it moved of its subgroup.
 //   Refused  "type": the test has values of another type since; "stored": the record was recorded
-//            anew after it was taken out, or the comment is there
+//            anew after it was taken out
 std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
                                   std::optional<std::int64_t> expected);
 

@@ -485,7 +485,12 @@ TEST_F(ChangeTest, CommentsThatWereChangedOrRemovedComeBack) {
   const auto removed = Head();
   EXPECT_EQ(RefusalOf([&] { Data().Restore(edited, bob); }),
             "unknown: there is no comment " + std::to_string(id));
-  EXPECT_TRUE(Data().Restore(removed, bob).empty()) << "of no record";
+  const auto restored = Data().Restore(removed, bob);
+  ASSERT_EQ(restored.size(), 1U) << "the comment, and no record";
+  EXPECT_EQ(restored[0].comment, id);
+  EXPECT_EQ(restored[0].version, Head());
+  EXPECT_EQ(std::tuple(restored[0].subgroup, restored[0].test, restored[0].label),
+            std::tuple(2, test_, std::string("2")));
   EXPECT_EQ(Latest("operation"), "restore");
   EXPECT_EQ(Latest("object"), "comment " + std::to_string(id));
   EXPECT_EQ(RefusalOf([&] { Data().Restore(removed, bob); }),
