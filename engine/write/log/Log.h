@@ -8,6 +8,7 @@
 
 #include "engine/sql/Connection.h"
 #include "platform/Actor.h"
+#include "platform/ItemKind.h"
 #include "platform/LogEntry.h"
 
 // The log of a quality database: what was changed, when, by whom and why, in entries that each
@@ -56,7 +57,7 @@ class Writing {
 
   // Throws Refused (code "reason") where there is none. For every change of what is stored.
   void NeedReason() const;
-  // The employee of that name, who is made if new.
+  // The employee of that name, who is made if new. One who was undone is in use again, by an entry.
   std::int32_t Employee();
 
   // The number that the next entry gets, for what refers to it.
@@ -75,5 +76,10 @@ class Writing {
   std::string head_hash_;
   std::optional<std::int32_t> employee_;
 };
+
+// Of an item that is in use again after an undo.
+void AddActivate(Writing& writing, ItemKind kind, std::int32_t id);
+// ReviveUndone of UndoneNames.h with its entry.
+bool ReviveUndone(Writing& writing, ItemKind kind, std::int32_t id);
 
 }  // namespace orvspc::engine::log
