@@ -11,6 +11,7 @@
 #include "engine/write/change/events.h"
 #include "engine/write/change/version.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/UndoneNames.h"
 #include "engine/write/log/texts.h"
 
 namespace orvspc::engine::change {

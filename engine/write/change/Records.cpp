@@ -20,6 +20,7 @@
 #include "engine/write/last_label.h"
 #include "engine/write/log/FormerTypes.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/UndoneNames.h"
 #include "engine/write/log/texts.h"
 #include "engine/write/record_rules.h"
 #include "platform/Enumerations.h"

@@ -15,6 +15,7 @@
 #include "engine/write/log/AddedNames.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/Log.h"
+#include "engine/write/log/UndoneNames.h"
 #include "system/Sha256.h"
 #include "system/system.h"
 

@@ -8,10 +8,8 @@
 #include <utility>
 
 #include "engine/schema/schema.h"
-#include "engine/sql/counter.h"
 #include "engine/sql/texts.h"
 #include "engine/write/log/Json.h"
-#include "engine/write/log/UndoneNames.h"
 #include "engine/write/log/texts.h"
 #include "system/Sha256.h"
 #include "system/system.h"
@@ -140,25 +138,6 @@ void Writing::NeedReason() const {
   }
 }
 
-std::int32_t Writing::Employee() {
-  if (employee_) return *employee_;
-  {
-    sql::Query known(db_,
-                     "SELECT id, 0 AS is_former FROM employee WHERE name = ?1 UNION ALL "
-                     "SELECT item, 1 FROM alias WHERE kind = 'employee' AND name = ?1 "
-                     "ORDER BY is_former",
-                     who_);
-    if (known.Step()) employee_ = known.Int(0);
-  }
-  if (employee_) {
-    ReviveUndone(*this, ItemKind::Employee, *employee_);
-    return *employee_;
-  }
-  employee_ = static_cast<std::int32_t>(sql::TakeIds(db_, "employee"));
-  sql::Query(db_, "INSERT INTO employee(id, name) VALUES(?1, ?2)", *employee_, who_).Run();
-  return *employee_;
-}
-
 std::int64_t Writing::Add(std::string_view operation, std::string_view object,
                           std::string_view before, std::string_view after) {
   Entry entry;
@@ -181,17 +160,6 @@ std::int64_t Writing::Add(std::string_view operation, std::string_view object,
   entry.hash = head_hash_ = HashOf(entry, head_hash_);
   Insert(db_, entry);
   return head_seq_ = entry.seq;
-}
-
-void AddActivate(Writing& writing, ItemKind kind, std::int32_t id) {
-  writing.Add("activate", std::string(WordOf(kind)) + " " + std::to_string(id),
-              CanonicalText({{"active", false}}), CanonicalText({{"active", true}}));
-}
-
-bool ReviveUndone(Writing& writing, ItemKind kind, std::int32_t id) {
-  const bool was_undone = ReviveUndone(writing.Db(), kind, id);
-  if (was_undone) AddActivate(writing, kind, id);
-  return was_undone;
 }
 
 }  // namespace orvspc::engine::log

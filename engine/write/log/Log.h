@@ -8,7 +8,6 @@
 
 #include "engine/sql/Connection.h"
 #include "platform/Actor.h"
-#include "platform/ItemKind.h"
 #include "platform/LogEntry.h"
 
 // The log of a quality database: what was changed, when, by whom and why, in entries that each
@@ -76,10 +75,5 @@ class Writing {
   std::string head_hash_;
   std::optional<std::int32_t> employee_;
 };
-
-// Of an item that is in use again after an undo.
-void AddActivate(Writing& writing, ItemKind kind, std::int32_t id);
-// ReviveUndone of UndoneNames.h with its entry.
-bool ReviveUndone(Writing& writing, ItemKind kind, std::int32_t id);
 
 }  // namespace orvspc::engine::log

@@ -14,6 +14,7 @@
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
 #include "engine/write/last_label.h"
+#include "engine/write/log/UndoneNames.h"
 #include "engine/write/record_rules.h"
 #include "platform/Enumerations.h"
 
