@@ -268,6 +268,9 @@ struct ChangedRecord {
   std::string label;
   std::int32_t time = 0;
   std::int64_t version = 0;  // now
+  // In place of values a comment of them that was restored, by its number; test 0: of all of the
+  // subgroup. 0: values.
+  std::int64_t comment = 0;
 };
 
 // "enabled", "disabled", "incomplete" as SubgroupFlags; empty for another word.
