@@ -97,6 +97,7 @@ Command AgreementStudyCommand();
 Command Ar1StudyCommand();
 Command ArlStudyCommand();
 Command BiasStudyCommand();
+Command CountCapabilityStudyCommand();
 Command CusumStudyCommand();
 Command DesignStudyCommand();
 Command EwmaStudyCommand();
@@ -106,6 +107,7 @@ Command LaneyStudyCommand();
 Command LinearityStudyCommand();
 Command PlanStudyCommand();
 Command TStudyCommand();
+Command ToleranceStudyCommand();
 Command Type1StudyCommand();
 
 }  // namespace orvspc::cli
