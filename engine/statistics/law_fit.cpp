@@ -394,8 +394,13 @@ Derivatives OfPlace(std::size_t count, double scale, At at) {
     h[2][2] += r * r * (two / (scale * scale) - one / scale + 1.0);
   }
   sums.log_likelihood -= static_cast<double>(count) * std::log(scale);
-  for (const std::size_t i : {0U, 1U}) g[i] /= scale;
-  for (auto* each : {&h[0][0], &h[0][1], &h[1][1], &h[0][2], &h[1][2]}) *each /= scale * scale;
+  const double square = scale * scale;
+  for (const std::size_t i : {0U, 1U}) {
+    g[i] /= scale;
+    h[0][i] /= square;
+    h[i][2] /= square;
+  }
+  h[1][1] /= square;
   return sums;
 }
 

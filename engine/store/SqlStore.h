@@ -119,10 +119,11 @@ class SqlStore final : public Store {
 std::unique_ptr<sql::Connection> OpenConnection(const std::string& path, bool create,
                                                 bool* made = nullptr);
 
-// A database on a server, which may still be empty, for one transaction that begins with the
-// second: tables are then there with their first contents, or not at all. Throw
+// A database on a server, which may still be empty, for one transaction that begins with
+// MakeTablesToFill: tables are then there with their first contents, or not at all. Throw
 // platform::ExternalFailure.
 std::unique_ptr<sql::Connection> OpenToFill(const std::string& address);
+bool HasTables(sql::Connection& connection, const std::string& address);
 void MakeTablesToFill(sql::Connection& connection, const std::string& address);
 
 // Lets every store of the process see at once that another connection has written.

@@ -52,8 +52,8 @@ struct Curve {
 };
 
 // Values are normal after the transform.
-Curve TransformedCurve(std::function<double(double)> transform, std::function<double(double)> back,
-                       double mean, double sd) {
+Curve TransformedCurve(const std::function<double(double)>& transform,
+                       const std::function<double(double)>& back, double mean, double sd) {
   const FittedLaw normal(LawKind::Normal, mean, sd);
   return {[=](double x) {
             const double y = transform(x);

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -15,6 +16,7 @@
 #include "engine/schema/schema.h"
 #include "host/cli/Command.h"
 #include "host/cli/Samples.h"
+#include "host/cli/study/Study.h"
 #include "platform/FixedText.h"
 #include "platform/TimeText.h"
 #include "tests/engine/store/version1_file.h"
@@ -576,6 +578,21 @@ TEST_F(Program, DemoDrawsEveryPictureTwiceOver) {
         << name;
   }
   EXPECT_TRUE(Exists("d/sample.db"));
+}
+
+TEST_F(Program, TheDemoDrawsEachStudy) {
+  ASSERT_EQ(Run("demo d").status, 0);
+  const auto listed = Run("study --help").out;
+  std::set<std::string> drawn;
+  for (const auto& file : std::filesystem::directory_iterator(folder_.File("d"))) {
+    const auto name = file.path().filename().string();
+    if (!name.starts_with("study-") || !name.ends_with(".json")) continue;
+    drawn.insert(ParseJson(Text(file.path().string())).At("Study").text);
+  }
+  for (const auto& command : StudyCommands()) {
+    const std::string word = std::string(command.name).substr(std::string("study ").size());
+    EXPECT_TRUE(drawn.contains(word)) << word;
+  }
 }
 
 // Montgomery's charts of the table: samples 43 and 45 of phase II lie above the limits of phase I.
