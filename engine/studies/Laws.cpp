@@ -7,7 +7,6 @@
 #include <numbers>
 #include <optional>
 
-#include "engine/capability/CapabilityLibrary.h"
 #include "engine/capability/JohnsonChoice.h"
 #include "engine/statistics/Distributions.h"
 #include "engine/statistics/Johnson.h"
@@ -82,15 +81,25 @@ constexpr std::pair<const char*, statistics::JohnsonFamily> kJohnsonWords[] = {
     {"SB", statistics::JohnsonFamily::Bounded},
     {"SL", statistics::JohnsonFamily::Lognormal}};
 
-Curve CurveOf(const LawFigures& figures) {
+std::vector<double> ValuesOf(const LawFigures& figures) {
   std::vector<double> values;
   for (const auto& parameter : figures.parameters) values.push_back(parameter.value);
-  if (IsLikelihoodLaw(figures.law)) return CurveOf(FittedLaw::Of(figures.law, values));
-  if (figures.law == Law::BoxCox) return CurveOfBoxCox(values[0], values[1], values[2]);
+  return values;
+}
+
+statistics::JohnsonCurve JohnsonOf(const LawFigures& figures) {
+  const auto values = ValuesOf(figures);
   auto family = statistics::JohnsonFamily::Lognormal;
   for (const auto& [word, each] : kJohnsonWords)
     if (figures.curve == word) family = each;
-  return CurveOf(statistics::JohnsonCurve({family, values[0], values[1], values[2], values[3]}));
+  return statistics::JohnsonCurve({family, values[0], values[1], values[2], values[3]});
+}
+
+Curve CurveOf(const LawFigures& figures) {
+  const auto values = ValuesOf(figures);
+  if (IsLikelihoodLaw(figures.law)) return CurveOf(FittedLaw::Of(figures.law, values));
+  if (figures.law == Law::BoxCox) return CurveOfBoxCox(values[0], values[1], values[2]);
+  return CurveOf(JohnsonOf(figures));
 }
 
 QuantileIndices IndicesOf(double low, double median, double high, double lsl, double usl) {
@@ -375,10 +384,8 @@ void AddTest(const Work& work, Fitted& to) {
     return;
   }
   if (IsLikelihoodLaw(figures.law)) {
-    std::vector<double> values;
-    for (const auto& parameter : figures.parameters) values.push_back(parameter.value);
     const auto kind = figures.law;
-    figures.ad = statistics::AndersonDarling(work.sample, FittedLaw::Of(kind, values));
+    figures.ad = statistics::AndersonDarling(work.sample, FittedLaw::Of(kind, ValuesOf(figures)));
     if (statistics::HasTable(kind)) {
       const auto tail = statistics::AndersonDarlingP(kind, figures.ad, work.Count());
       figures.p = tail.p;
@@ -656,8 +663,7 @@ QuantilesStudy StudyQuantiles(std::span<const double> values, const Specificatio
   study.median = quantile(0.5);
   study.high = quantile(kHighShare);
   if (!HasEnough(sorted.size(), {2, 100}, "values", study.notes)) return study;
-  study.indices =
-      IndicesOf(study.low.value, study.median.value, study.high.value, limits.lower, limits.upper);
+  study.indices = SampleIndices(sorted, limits);
   if (sorted.front() == sorted.back()) {
     study.notes.push_back({"all-equal", "All values are equal, so there are no indices.", {}});
   } else if (0.5 / n > kLowShare) {
@@ -669,15 +675,57 @@ QuantilesStudy StudyQuantiles(std::span<const double> values, const Specificatio
   return study;
 }
 
-std::vector<double> CapabilityValues(platform::Database& database) {
-  std::vector<double> values;
-  const auto* const sample =
-      capability::CapabilityLibrary::LatestSample(database.ConnectionHandle());
-  if (sample == nullptr) return values;
-  values.reserve(sample->Count());
-  for (const auto& block : sample->Blocks())
-    values.insert(values.end(), block.values.begin(), block.values.end());
-  return values;
+QuantileIndices RefittedIndices(const LawFigures& law, std::vector<double> values,
+                                const LawOptions& options) {
+  const LawSample sample(std::move(values));
+  if (sample.Different() < 3) return {};
+  const auto& limits = options.limits;
+  LawFigures again;
+  again.law = law.law;
+  if (IsLikelihoodLaw(law.law)) {
+    const auto kind = law.law;
+    const auto start = FittedLaw::Of(kind, ValuesOf(law));
+    const auto fit = statistics::FitLaw(sample, kind, {options.lognormal_n_minus_1, &start});
+    if (!fit.Exists()) return {};
+    AddIndices(CurveOf(fit.law), limits, again);
+    return again.indices;
+  }
+  if (law.law == Law::BoxCox) {
+    bool at_edge = false;
+    std::vector<double> transformed;
+    const auto fit = FitBoxCox(sample, options.round_lambda, at_edge, transformed);
+    if (!fit || !(fit->sd > 0.0)) return {};
+    const double parameters[] = {fit->lambda, fit->mean, fit->sd};
+    return FiguresOfLaw(Law::BoxCox, parameters, limits).indices;
+  }
+  const auto chosen = ChooseJohnson(sample);
+  if (chosen.curve) {
+    AddIndices(CurveOf(*chosen.curve), limits, again);
+  } else if (chosen.normal_serves) {
+    AddIndices(CurveOf(statistics::FitLaw(sample, LawKind::Normal).law), limits, again);
+  }
+  return again.indices;
+}
+
+QuantileIndices SampleIndices(const std::vector<double>& sorted,
+                              const SpecificationLimits& limits) {
+  return IndicesOf(statistics::Quantile(sorted, kLowShare), statistics::Quantile(sorted, 0.5),
+                   statistics::Quantile(sorted, kHighShare), limits.lower, limits.upper);
+}
+
+double ValueAcross(const LawFigures& law, double at) {
+  switch (law.law) {
+    case Law::Normal:
+      return at;
+    case Law::Lognormal:
+      return std::exp(at);
+    case Law::BoxCox:
+      return statistics::InverseBoxCox(at, law.parameters[0].value);
+    case Law::Johnson:
+      return JohnsonOf(law).AtScore(at);
+    default:
+      return kNaN;
+  }
 }
 
 }  // namespace orvspc::studies

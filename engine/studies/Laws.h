@@ -10,6 +10,7 @@
 #include "engine/studies/Figures.h"
 #include "platform/Database.h"
 #include "platform/Law.h"
+#include "platform/NaN.h"
 #include "platform/Reports.h"
 
 // Capability with laws other than the normal one, and without a law.
@@ -73,6 +74,9 @@ struct LawFigures {
 // curve: transformed values).
 double PlotAcross(const LawFigures& law, double x);
 double PlotUp(const LawFigures& law, double share);
+// The value that PlotAcross puts there, of laws on whose scale values are normal: normal,
+// lognormal, Box-Cox, Johnson. NaN where no value is.
+double ValueAcross(const LawFigures& law, double at);
 // PlotAcross is ln(x - threshold).
 bool PlotsLogarithms(Law law);
 // The value with that share below.
@@ -113,6 +117,10 @@ LawsStudy StudyLaws(std::span<const double> values, const LawOptions& options = 
 LawFigures FiguresOfLaw(Law law, std::span<const double> parameters,
                         const SpecificationLimits& limits);
 
+// The indices by quantiles of the same law, fitted to other values; all NaN where it cannot be.
+QuantileIndices RefittedIndices(const LawFigures& law, std::vector<double> values,
+                                const LawOptions& options);
+
 struct QuantilesStudy {
   std::int64_t count = 0;
   Interval low, median, high;
@@ -127,8 +135,7 @@ struct QuantilesStudy {
 QuantilesStudy StudyQuantiles(std::span<const double> values, const SpecificationLimits& limits,
                               double level = 0.95);
 
-// The values of this thread's latest capability analysis of the database, as it took them: the same
-// subgroups, normalised as it was asked. Empty when that gave none.
-std::vector<double> CapabilityValues(platform::Database& database);
+// The same of ascending values, without intervals.
+QuantileIndices SampleIndices(const std::vector<double>& sorted, const SpecificationLimits& limits);
 
 }  // namespace orvspc::studies

@@ -61,23 +61,25 @@ studies::StudyData StreamsOf(const Analysis& run, const studies::ReadOptions& op
 
 std::vector<Command> StudyCommands() {
   return {
-      AcfStudyCommand(),        //
-      AgreementStudyCommand(),  //
-      Ar1StudyCommand(),        //
-      ArlStudyCommand(),        //
-      BiasStudyCommand(),       //
-      CusumStudyCommand(),      //
-      DesignStudyCommand(),     //
-      EwmaStudyCommand(),       //
-      GStudyCommand(),          //
-      GageStudyCommand(),       //
-      LaneyStudyCommand(),      //
-      LinearityStudyCommand(),  //
-      MewmaStudyCommand(),      //
-      PlanStudyCommand(),       //
-      T2StudyCommand(),         //
-      TStudyCommand(),          //
-      Type1StudyCommand(),      //
+      AcfStudyCommand(),              //
+      AgreementStudyCommand(),        //
+      Ar1StudyCommand(),              //
+      ArlStudyCommand(),              //
+      BiasStudyCommand(),             //
+      CountCapabilityStudyCommand(),  //
+      CusumStudyCommand(),            //
+      DesignStudyCommand(),           //
+      EwmaStudyCommand(),             //
+      GageStudyCommand(),             //
+      GStudyCommand(),                //
+      LaneyStudyCommand(),            //
+      LinearityStudyCommand(),        //
+      MewmaStudyCommand(),            //
+      PlanStudyCommand(),             //
+      T2StudyCommand(),               //
+      ToleranceStudyCommand(),        //
+      TStudyCommand(),                //
+      Type1StudyCommand(),            //
   };
 }
 

@@ -97,6 +97,7 @@ Command AgreementStudyCommand();
 Command Ar1StudyCommand();
 Command ArlStudyCommand();
 Command BiasStudyCommand();
+Command CountCapabilityStudyCommand();
 Command CusumStudyCommand();
 Command DesignStudyCommand();
 Command EwmaStudyCommand();
@@ -108,6 +109,7 @@ Command MewmaStudyCommand();
 Command PlanStudyCommand();
 Command T2StudyCommand();
 Command TStudyCommand();
+Command ToleranceStudyCommand();
 Command Type1StudyCommand();
 
 }  // namespace orvspc::cli
