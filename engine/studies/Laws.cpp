@@ -702,7 +702,7 @@ QuantileIndices RefittedIndices(const LawFigures& law, std::vector<double> value
   if (chosen.curve) {
     AddIndices(CurveOf(*chosen.curve), limits, again);
   } else if (chosen.normal_serves) {
-    AddIndices(CurveOf(statistics::FitLaw(sample, LawKind::Normal).law), limits, again);
+    AddIndices(CurveOf(statistics::FitLaw(sample, Law::Normal).law), limits, again);
   }
   return again.indices;
 }

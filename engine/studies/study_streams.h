@@ -51,7 +51,7 @@ inline void AddPieces(const engine::charts::VariableRun& run,
   }
 }
 
-// add(stream, stretch) gives a stretch what only this kind of run has.
+// add(s, stretch) gives stretch s of the run what only this kind of run has.
 template <class Run, class Add>
 StudyData Taken(const Run& run, std::int32_t word, Add add) {
   StudyData data;
@@ -66,7 +66,7 @@ StudyData Taken(const Run& run, std::int32_t word, Add add) {
     }
     auto stretch = StretchOf(run, s);
     stretch.limits_of = stream.limits_of < first ? 0 : stream.limits_of - first;
-    add(stream, stretch);
+    add(s, stretch);
     data.streams.back().stretches.push_back(std::move(stretch));
   }
   return data;

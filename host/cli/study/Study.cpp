@@ -65,17 +65,21 @@ std::vector<Command> StudyCommands() {
       AgreementStudyCommand(),        //
       Ar1StudyCommand(),              //
       ArlStudyCommand(),              //
+      BaselineStudyCommand(),         //
       BiasStudyCommand(),             //
       CountCapabilityStudyCommand(),  //
       CusumStudyCommand(),            //
       DesignStudyCommand(),           //
       EwmaStudyCommand(),             //
       GageStudyCommand(),             //
+      GroupStudyCommand(),            //
       GStudyCommand(),                //
       LaneyStudyCommand(),            //
       LinearityStudyCommand(),        //
       MewmaStudyCommand(),            //
       PlanStudyCommand(),             //
+      ShortRunStudyCommand(),         //
+      StepsStudyCommand(),            //
       T2StudyCommand(),               //
       ToleranceStudyCommand(),        //
       TStudyCommand(),                //

@@ -2,6 +2,8 @@
 #include "host/render/study/StretchPlots.h"
 
 #include <cmath>
+#include <string>
+#include <utility>
 
 #include "host/render/core/Numbers.h"
 
@@ -22,6 +24,15 @@ void AddFaint(Plot& plot, const StretchPlace& place, const studies::Stretch& str
 
 void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
                const std::vector<double>& values, const std::vector<std::uint8_t>& signals) {
+  Marks marks(signals.size());
+  for (std::size_t i = 0; i < signals.size(); ++i) {
+    if (signals[i] != 0) marks[i] = {1};
+  }
+  AddPoints(plot, place, stretch, values, marks);
+}
+
+void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
+               const std::vector<double>& values, const Marks& marks) {
   PlotSymbols used, forgotten, marked;
   forgotten.look.style = "pu";
   marked.look.style = "m";
@@ -33,11 +44,13 @@ void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& st
     to.x.push_back(x);
     to.y.push_back(values[i]);
     to.tips.push_back(tip);
-    if (signals[i] == 0) continue;
+    if (marks[i].empty()) continue;
+    std::string rules;
+    for (const auto rule : marks[i]) rules += (rules.empty() ? "" : ",") + std::to_string(rule);
     marked.x.push_back(x);
     marked.y.push_back(values[i]);
     marked.tips.push_back(tip + ", signal");
-    marked.labels.emplace_back("1");
+    marked.labels.push_back(std::move(rules));
   }
   for (auto* symbols : {&used, &forgotten, &marked}) {
     if (!symbols->x.empty()) plot.symbols.push_back(std::move(*symbols));

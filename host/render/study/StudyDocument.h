@@ -65,6 +65,17 @@ struct StreamStudies {
   }
 };
 
+// Calls visit(stream, stretch, study) for each.
+template <class Study, class Visit>
+void ForEachStretch(const StreamStudies<Study>& document, Visit visit) {
+  for (std::size_t s = 0; s < document.studies.size(); ++s) {
+    const auto& stream = document.data.streams[s];
+    for (std::size_t p = 0; p < document.studies[s].size(); ++p) {
+      visit(stream, stream.stretches[p], document.studies[s][p]);
+    }
+  }
+}
+
 // Members of a stretch in "Phases": "ID", "Name", "Kind", "Start", "End", "Times", "Subgroups".
 void WriteStretch(JsonWriter& json, const studies::Stretch& stretch);
 

@@ -130,9 +130,14 @@ class Painter {
     for (const auto& border : plot.borders) {
       if (!x.Shows(border.x)) continue;
       scene_.Line(x(border.x), top, x(border.x), bottom, border.style);
-      if (!border.text.empty()) {
+      // A name ends where the next border is; one that has hardly any room is left out.
+      double free = std::min(room / 3.0, right - x(border.x));
+      for (const auto& next : plot.borders) {
+        if (next.x > border.x) free = std::min(free, x(next.x) - x(border.x) - 6.0);
+      }
+      if (!border.text.empty() && free > 12.0) {
         scene_.Text(x(border.x) + 4.0, top + 12.0, "ph", Anchor::Start,
-                    FittingText(border.text, room / 3.0));
+                    FittingText(border.text, free));
       }
     }
     std::vector<Label> labels;
@@ -144,7 +149,7 @@ class Painter {
     }
     for (const auto& symbols : plot.symbols) Symbols(symbols, x, y);
     for (const auto& text : plot.texts) {
-      scene_.Text(x(text.x), y(text.y), text.style, text.anchor, text.text);
+      scene_.Text(x(text.x), y(text.y) + text.below, text.style, text.anchor, text.text);
     }
     scene_.Rectangle(left, top, room, plot.height, "frame");
   }
