@@ -135,7 +135,7 @@ std::shared_ptr<CAProcessing> MakeProcessing(const Arguments& arguments) {
 struct Asked {
   std::optional<studies::LawOptions> laws;
   std::optional<double> quantiles;  // their level
-  std::vector<render::StudyOption> options;
+  std::vector<render::ResolvedOption> options;
 
   bool Any() const { return laws || quantiles; }
 };

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/cli/study/Study.h"
+#include "host/render/core/Numbers.h"
 #include "host/render/study/TimeWeighted.h"
 
 namespace orvspc::cli {
@@ -40,42 +41,42 @@ constexpr RealInside kHeadStart{
 constexpr Option kShared[] = {kStudyMax, kTarget, kSigma, kReset, kPhase, kAllPhases};
 
 int RunEwma(const Arguments& arguments, Console& console) {
-  StudyOptions options(arguments);
   studies::EwmaOptions asked;
-  asked.weight = options.Get("Weight", kWeight, asked.weight);
-  asked.width = options.Get("Width", kWidth, asked.width);
-  asked.exact = options.Get("Limits", kLimits) == LimitsOf::Exact;
-  asked.fir = options.Get("FIR", kFir);
-  asked.target = options.Get("Target", kTarget);
-  asked.sigma = options.Get("Sigma", kSigma);
-  asked.reset = options.Get("Reset", kReset);
-  if (asked.fir && !asked.exact) throw Misuse("--fir goes with --limits exact");
-  render::EwmaDocument document;
-  document.head = {"ewma", options.Take(), {}, {}};
+  const auto take = [&](StudyOptions& options) {
+    asked = {};
+    asked.weight = options.Get("Weight", kWeight, asked.weight);
+    asked.width = options.Get("Width", kWidth, asked.width);
+    asked.exact = options.Get("Limits", kLimits) == LimitsOf::Exact;
+    asked.fir = options.Get("FIR", kFir);
+    asked.target = options.Get("Target", kTarget);
+    asked.sigma = options.Get("Sigma", kSigma);
+    asked.reset = options.Get("Reset", kReset);
+    if (asked.fir && !asked.exact) throw Misuse("--fir goes with --limits exact");
+  };
   return RunOnStreams<render::EwmaDocument>(
-      arguments, console, document, render::EwmaJson, render::MakeEwmaView,
+      arguments, console, "ewma", render::EwmaJson, render::MakeEwmaView, take,
       [&](render::EwmaDocument& filled) {
         filled.Fill([&](const auto& stretch) { return studies::StudyEwma(stretch, asked); });
       });
 }
 
 int RunCusum(const Arguments& arguments, Console& console) {
-  StudyOptions options(arguments);
   studies::CusumOptions asked;
-  asked.k = options.Get("K", kReference, asked.k);
-  asked.h = options.Get("H", kDecision, asked.h);
-  asked.head_start = options.Get("HeadStart", kHeadStart, asked.head_start);
-  asked.target = options.Get("Target", kTarget);
-  asked.sigma = options.Get("Sigma", kSigma);
-  asked.reset = options.Get("Reset", kReset);
-  if (asked.head_start >= asked.h) {
-    throw Misuse("--head-start takes a number from 0 to below --h, not " +
-                 *arguments.Value(kHeadStart));
-  }
-  render::CusumDocument document;
-  document.head = {"cusum", options.Take(), {}, {}};
+  const auto take = [&](StudyOptions& options) {
+    asked = {};
+    asked.k = options.Get("K", kReference, asked.k);
+    asked.h = options.Get("H", kDecision, asked.h);
+    asked.head_start = options.Get("HeadStart", kHeadStart, asked.head_start);
+    asked.target = options.Get("Target", kTarget);
+    asked.sigma = options.Get("Sigma", kSigma);
+    asked.reset = options.Get("Reset", kReset);
+    if (asked.head_start >= asked.h) {
+      throw Misuse("--head-start takes a number from 0 to below --h, not " +
+                   arguments.Value(kHeadStart).value_or(render::Shortest(asked.head_start)));
+    }
+  };
   return RunOnStreams<render::CusumDocument>(
-      arguments, console, document, render::CusumJson, render::MakeCusumView,
+      arguments, console, "cusum", render::CusumJson, render::MakeCusumView, take,
       [&](render::CusumDocument& filled) {
         filled.Fill([&](const auto& stretch) { return studies::StudyCusum(stretch, asked); });
       });
