@@ -223,6 +223,7 @@ JoinedTests ReadJoinedTests(platform::Database& database, const API_DSInfo& sele
   const auto word = store::AnalyseWithStore(
       database.ConnectionHandle(), info, [&](const std::shared_ptr<store::Store>& store) {
         charts::VariableRun run;
+        run.NoteNoMisfit();
         if (joins_phases) run.JoinPhases();
         API_CCVarOptions asked{};
         asked.Constant = 2;
@@ -231,17 +232,17 @@ JoinedTests ReadJoinedTests(platform::Database& database, const API_DSInfo& sele
         store::PieceReader reader(run.Rows().Data());
         PieceNumbers numbers;
         std::size_t streams = 0;
-        const auto data =
-            Taken(run, made, [&](const charts::ChartStream& stream, Stretch& stretch) {
-              AddPieces(run, stream, reader, stretch);
-              if (stream.number + 1 > streams) numbers.emplace_back();
-              streams = stream.number + 1;
-              auto& of = numbers.back().emplace_back();
-              for (std::size_t i = 0; i < stretch.points.size(); ++i) {
-                if (stretch.PiecesOf(i).empty()) continue;
-                AddNumbers(run.Rows().Data(), run.Points().SubgroupAt(stream.begin + i), of);
-              }
-            });
+        const auto data = Taken(run, made, [&](std::size_t s, Stretch& stretch) {
+          const auto& stream = run.Streams()[s];
+          AddPieces(run, stream, reader, stretch);
+          if (stream.number + 1 > streams) numbers.emplace_back();
+          streams = stream.number + 1;
+          auto& of = numbers.back().emplace_back();
+          for (std::size_t i = 0; i < stretch.points.size(); ++i) {
+            if (stretch.PiecesOf(i).empty()) continue;
+            AddNumbers(run.Rows().Data(), run.Points().SubgroupAt(stream.begin + i), of);
+          }
+        });
         joined = JoinTests(data, numbers, order);
         return made;
       });

@@ -51,6 +51,7 @@ void AddCounts(const charts::AttributeRun& run, const charts::ChartStream& strea
 StudyData ReadVariables(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
                         const ReadOptions& options) {
   charts::VariableRun run;
+  run.NoteNoMisfit();
   if (options.joins_phases) run.JoinPhases();
   API_CCVarOptions asked{};
   asked.ChartWord = options.chart_word;
@@ -68,6 +69,7 @@ StudyData ReadVariables(store::Store& store, API_DSInfo& info, std::span<const s
 StudyData ReadCounts(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
                      const ReadOptions& options) {
   charts::AttributeRun run;
+  run.NoteNoMisfit();
   if (options.joins_phases) run.JoinPhases();
   const auto word = run.Process(store, info, filter, {options.chart_word, 0, 0.0});
   if (word == 0) return {};

@@ -70,9 +70,10 @@ void SetState(log::Writing& writing, const Alarm& alarm, std::string_view state,
 // The next point of a stream after an alarm that counts; 0: there is none.
 std::int32_t SubgroupAfter(sql::Connection& db, std::int64_t stream, const Alarm& alarm) {
   store::RecordKey last{alarm.time, alarm.first_subgroup};
-  store::ForEachSubgroup(
-      db, alarm.last_subgroup, alarm.last_subgroup,
-      [&](const store::SubgroupFacts& subgroup) { last = {subgroup.time, subgroup.id}; });
+  store::ForEachSubgroup(db, alarm.last_subgroup, alarm.last_subgroup,
+                         [&](const store::SubgroupFacts& subgroup) {
+                           last = {subgroup.time, subgroup.id};
+                         });
   std::int32_t next = 0;
   store::StreamWalk(db, stream, true, last.time, INT32_MAX)
       .ForEach([&](const store::RecordView& record) {

@@ -105,7 +105,7 @@ void TakeShared(const Arguments& arguments, StudyOptions& options, studies::Vect
   if (base) asked.base = static_cast<std::size_t>(*base);
   options.Add(
       "Base",
-      base ? decltype(render::StudyOption::value)(static_cast<double>(*base)) : std::monostate(),
+      base ? decltype(render::ResolvedOption::value)(static_cast<double>(*base)) : std::monostate(),
       base.has_value());
   for (const auto& [key, option] : {std::pair("Mean", kMean), std::pair("Matrix", kMatrix)}) {
     options.Add(key, arguments.Value(option).value_or(""), arguments.Has(option));

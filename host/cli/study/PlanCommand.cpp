@@ -292,8 +292,8 @@ int RunPlan(const Arguments& arguments, Console& console) {
     taken.model = studies::CountModel::Hypergeometric;
   }
   options.Add("LotSize",
-              taken.lot ? decltype(render::StudyOption::value)(static_cast<double>(*taken.lot))
-                        : decltype(render::StudyOption::value)(),
+              taken.lot ? decltype(render::ResolvedOption::value)(static_cast<double>(*taken.lot))
+                        : decltype(render::ResolvedOption::value)(),
               taken.lot.has_value());
   const auto to = options.Get("To", kTo);
   auto notes = std::move(document.head.notes);

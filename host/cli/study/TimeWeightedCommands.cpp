@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "host/cli/study/Study.h"
+#include "host/render/core/Numbers.h"
 #include "host/render/study/TimeWeighted.h"
 
 namespace orvspc::cli {
@@ -50,20 +51,20 @@ constexpr RealInside kHeadStartOfCounts{kHeadStart, 0.0, 1000.0};
 constexpr Option kShared[] = {kStudyMax, kTarget, kSigma, kReset, kPhase, kAllPhases};
 
 int RunEwma(const Arguments& arguments, Console& console) {
-  StudyOptions options(arguments);
   studies::EwmaOptions asked;
-  asked.weight = options.Get("Weight", kWeight, asked.weight);
-  asked.width = options.Get("Width", kWidth, asked.width);
-  asked.exact = options.Get("Limits", kLimits) == LimitsOf::Exact;
-  asked.fir = options.Get("FIR", kFir);
-  asked.target = options.Get("Target", kTarget);
-  asked.sigma = options.Get("Sigma", kSigma);
-  asked.reset = options.Get("Reset", kReset);
-  if (asked.fir && !asked.exact) throw Misuse("--fir goes with --limits exact");
-  render::EwmaDocument document;
-  document.head = {"ewma", options.Take(), {}, {}};
+  const auto take = [&](StudyOptions& options) {
+    asked = {};
+    asked.weight = options.Get("Weight", kWeight, asked.weight);
+    asked.width = options.Get("Width", kWidth, asked.width);
+    asked.exact = options.Get("Limits", kLimits) == LimitsOf::Exact;
+    asked.fir = options.Get("FIR", kFir);
+    asked.target = options.Get("Target", kTarget);
+    asked.sigma = options.Get("Sigma", kSigma);
+    asked.reset = options.Get("Reset", kReset);
+    if (asked.fir && !asked.exact) throw Misuse("--fir goes with --limits exact");
+  };
   return RunOnStreams<render::EwmaDocument>(
-      arguments, console, document, render::EwmaJson, render::MakeEwmaView,
+      arguments, console, "ewma", render::EwmaJson, render::MakeEwmaView, take,
       [&](render::EwmaDocument& filled) {
         filled.Fill([&](const auto& stretch) { return studies::StudyEwma(stretch, asked); });
       });
@@ -72,7 +73,7 @@ int RunEwma(const Arguments& arguments, Console& console) {
 void NeedBelowH(const Arguments& arguments, double head_start, double h) {
   if (head_start < h) return;
   throw Misuse("--head-start takes a number from 0 to below --h, not " +
-               *arguments.Value(kHeadStart));
+               arguments.Value(kHeadStart).value_or(render::Shortest(head_start)));
 }
 
 void NeedQuarters(const Arguments& arguments, const Option& option, double value) {
@@ -127,19 +128,19 @@ int RunCusum(const Arguments& arguments, Console& console) {
       throw Misuse("--" + std::string(option.name) + " goes with --counts");
     }
   }
-  StudyOptions options(arguments);
   studies::CusumOptions asked;
-  asked.k = options.Get("K", kReference, asked.k);
-  asked.h = options.Get("H", kDecision, asked.h);
-  asked.head_start = options.Get("HeadStart", kHeadStart, asked.head_start);
-  NeedBelowH(arguments, asked.head_start, asked.h);
-  asked.target = options.Get("Target", kTarget);
-  asked.sigma = options.Get("Sigma", kSigma);
-  asked.reset = options.Get("Reset", kReset);
-  render::CusumDocument document;
-  document.head = {"cusum", options.Take(), {}, {}};
+  const auto take = [&](StudyOptions& options) {
+    asked = {};
+    asked.k = options.Get("K", kReference, asked.k);
+    asked.h = options.Get("H", kDecision, asked.h);
+    asked.head_start = options.Get("HeadStart", kHeadStart, asked.head_start);
+    asked.target = options.Get("Target", kTarget);
+    asked.sigma = options.Get("Sigma", kSigma);
+    asked.reset = options.Get("Reset", kReset);
+    NeedBelowH(arguments, asked.head_start, asked.h);
+  };
   return RunOnStreams<render::CusumDocument>(
-      arguments, console, document, render::CusumJson, render::MakeCusumView,
+      arguments, console, "cusum", render::CusumJson, render::MakeCusumView, take,
       [&](render::CusumDocument& filled) {
         filled.Fill([&](const auto& stretch) { return studies::StudyCusum(stretch, asked); });
       });

@@ -8,29 +8,6 @@
 
 namespace orvspc::render {
 
-namespace {
-
-void WriteOption(JsonWriter& json, const StudyOption& option) {
-  json.Object(
-      option.key,
-      [&] {
-        json.Key("Value");
-        std::visit(
-            [&](const auto& value) {
-              if constexpr (std::is_same_v<std::decay_t<decltype(value)>, std::monostate>) {
-                json.Null();
-              } else {
-                json.Value(value);
-              }
-            },
-            option.value);
-        json.Member("From", option.from);
-      },
-      true);
-}
-
-}  // namespace
-
 std::string StudyJson(const StudyHead& head, const std::function<void(JsonWriter&)>& write) {
   return JsonDocument([&](JsonWriter& json) {
     json.Members("Study", head.word, "Version", 1);
@@ -38,12 +15,6 @@ std::string StudyJson(const StudyHead& head, const std::function<void(JsonWriter
     ObjectMember(json, "Selection", head.select.get(), WriteDataSelect);
     write(json);
     WriteNotes(json, head.notes);
-  });
-}
-
-void WriteOptions(JsonWriter& json, const std::vector<StudyOption>& options) {
-  json.Object("Options", [&] {
-    for (const auto& option : options) WriteOption(json, option);
   });
 }
 
