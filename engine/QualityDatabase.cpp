@@ -17,6 +17,7 @@
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
+#include "engine/store/alarm_rules.h"
 #include "engine/store/backup.h"
 #include "engine/store/check.h"
 #include "engine/store/logs.h"
