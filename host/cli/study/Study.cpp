@@ -61,23 +61,23 @@ studies::StudyData StreamsOf(const Analysis& run, const studies::ReadOptions& op
 
 std::vector<Command> StudyCommands() {
   return {
-      AcfStudyCommand(),              //
-      AgreementStudyCommand(),        //
-      Ar1StudyCommand(),              //
-      ArlStudyCommand(),              //
-      BiasStudyCommand(),             //
-      CountCapabilityStudyCommand(),  //
-      CusumStudyCommand(),            //
-      DesignStudyCommand(),           //
-      EwmaStudyCommand(),             //
-      GStudyCommand(),                //
-      GageStudyCommand(),             //
-      LaneyStudyCommand(),            //
-      LinearityStudyCommand(),        //
-      PlanStudyCommand(),             //
-      TStudyCommand(),                //
-      ToleranceStudyCommand(),        //
-      Type1StudyCommand(),            //
+      AcfStudyCommand(),        //
+      AgreementStudyCommand(),  //
+      Ar1StudyCommand(),        //
+      ArlStudyCommand(),        //
+      BiasStudyCommand(),       //
+      CountsStudyCommand(),     //
+      CusumStudyCommand(),      //
+      DesignStudyCommand(),     //
+      EwmaStudyCommand(),       //
+      GStudyCommand(),          //
+      GageStudyCommand(),       //
+      LaneyStudyCommand(),      //
+      LinearityStudyCommand(),  //
+      PlanStudyCommand(),       //
+      TStudyCommand(),          //
+      ToleranceStudyCommand(),  //
+      Type1StudyCommand(),      //
   };
 }
 

@@ -97,7 +97,7 @@ Command AgreementStudyCommand();
 Command Ar1StudyCommand();
 Command ArlStudyCommand();
 Command BiasStudyCommand();
-Command CountCapabilityStudyCommand();
+Command CountsStudyCommand();
 Command CusumStudyCommand();
 Command DesignStudyCommand();
 Command EwmaStudyCommand();
