@@ -89,6 +89,7 @@ statistics::Tolerance ToleranceOf(const IndexOptions& options) {
 struct Spread {
   double sigma, degrees;
   double degrees_of_m;  // in place of the degrees, of the index against the target
+  double of_bounds;     // the sigma that bounds come from
   char first;           // of the names
 };
 
@@ -107,38 +108,40 @@ class Intervals {
     const auto of = has_sigma
                         ? IndicesOf(statistics::Reach::OfNormal(mean_, spread.sigma), tolerance_)
                         : statistics::CapabilityIndices{kNaN, kNaN, kNaN, kNaN, kNaN, kNaN};
+    const auto at =
+        has_sigma && spread.of_bounds != spread.sigma
+            ? IndicesOf(statistics::Reach::OfNormal(mean_, spread.of_bounds), tolerance_)
+            : of;
     const bool both = tolerance_.usl && tolerance_.lsl;
-    const auto one = [&](double index) {
-      return Made(index, "noncentral t", [&](double level) {
-        return statistics::IntervalOfSide(index, count_, spread.degrees, level);
+    const auto one = [&](double statistics::CapabilityIndices::*index) {
+      return Made(of.*index, "noncentral t", [&](double level) {
+        return statistics::IntervalOfSide(at.*index, count_, spread.degrees, level);
       });
     };
-    const auto scaled = [&](double index, double degrees) {
-      return Made(index, "chi-square",
-                  [&](double level) { return statistics::IntervalOfP(index, degrees, level); });
-    };
     const auto bounds_of_p = [&](double level) {
-      return both ? statistics::IntervalOfP(of.p, spread.degrees, level)
-                  : statistics::IntervalOfSide(of.p, count_, spread.degrees, level);
+      return both ? statistics::IntervalOfP(at.p, spread.degrees, level)
+                  : statistics::IntervalOfSide(at.p, count_, spread.degrees, level);
     };
     const auto p = Made(of.p, both ? "chi-square" : "noncentral t", bounds_of_p);
-    const auto k = both
-                       ? Made(of.k, "Bissell",
-                              [&](double level) {
-                                return statistics::IntervalOfK(of.k, count_, spread.degrees, level);
-                              })
-                       : one(of.k);
+    const auto bounds_of_k = [&](double level) {
+      return statistics::IntervalOfK(at.k, count_, spread.degrees, level);
+    };
+    using Indices = statistics::CapabilityIndices;
+    const auto k = both ? Made(of.k, "Bissell", bounds_of_k) : one(&Indices::k);
     const std::string name(1, spread.first);
     to.push_back({name + "p", p});
     to.push_back({name + "pk", k});
-    if (tolerance_.usl) to.push_back({name + "pu", one(of.upper)});
-    if (tolerance_.lsl) to.push_back({name + "pl", one(of.lower)});
+    if (tolerance_.usl) to.push_back({name + "pu", one(&Indices::upper)});
+    if (tolerance_.lsl) to.push_back({name + "pl", one(&Indices::lower)});
     if (!all) return;
     to.push_back({name + "r", Inverse(of.ratio, p, bounds_of_p)});
     const auto aim = tolerance_.Aim();
-    const double off = aim && has_sigma ? (mean_ - *aim) / spread.sigma : kNaN;
+    const double off = aim && has_sigma ? (mean_ - *aim) / spread.of_bounds : kNaN;
     const double degrees = statistics::DegreesOfM(count_, spread.degrees_of_m, off);
-    to.push_back({spread.first == 'C' ? "Cpm" : "Ppm", aim ? scaled(of.m, degrees) : k});
+    const auto bounds_of_m = [&](double level) {
+      return statistics::IntervalOfP(at.m, degrees, level);
+    };
+    to.push_back({name == "C" ? "Cpm" : "Ppm", aim ? Made(of.m, "chi-square", bounds_of_m) : k});
   }
 
  private:
@@ -167,6 +170,10 @@ class Intervals {
   const IndexOptions& options_;
   statistics::Tolerance tolerance_;
 };
+
+double SigmaOfBounds(const CapabilitySample& sample) {
+  return std::isnan(sample.pooled) ? sample.within.value : sample.pooled;
+}
 
 double DegreesWithin(const CapabilitySample& sample) {
   return statistics::EffectiveDegrees(sample.within.name, sample.sizes, sample.within.used);
@@ -244,6 +251,7 @@ CapabilitySample LatestCapability(platform::Database& database) {
   sample.mean = run->Centre().mean;
   sample.overall = run->Centre().sd;
   sample.within = AsEstimate(run->ShortTerm());
+  sample.pooled = run->ShortTerm().sbar;
   return sample;
 }
 
@@ -256,7 +264,9 @@ CapabilitySample CapabilitySampleOf(std::span<const double> values,
   sample.streams = {sizes.size()};
   sample.mean = statistics::Mean(values);
   sample.overall = values.size() < 2 ? 0.0 : statistics::SampleStandardDeviation(values);
-  sample.within = AsEstimate(WithinOf(ViewOf(sample), estimator));
+  const auto within = WithinOf(ViewOf(sample), estimator);
+  sample.within = AsEstimate(within);
+  sample.pooled = within.sbar;
   return sample;
 }
 
@@ -269,9 +279,11 @@ IndexIntervals StudyIndices(const CapabilitySample& sample, const IndexOptions& 
   study.overall_degrees = count > 1.0 ? count - 1.0 : kNaN;
   study.within_degrees = DegreesWithin(sample);
   const Intervals intervals(sample, options);
-  intervals.Add({sample.within.value, study.within_degrees, study.within_degrees, 'C'}, true,
+  intervals.Add(
+      {sample.within.value, study.within_degrees, study.within_degrees, SigmaOfBounds(sample), 'C'},
+      true, study.indices);
+  intervals.Add({sample.overall, study.overall_degrees, count, sample.overall, 'P'}, true,
                 study.indices);
-  intervals.Add({sample.overall, study.overall_degrees, count, 'P'}, true, study.indices);
   return study;
 }
 
@@ -475,7 +487,8 @@ TransformedStudy StudyTransformed(const CapabilitySample& sample, const LawFigur
   on_scale.target = kNaN;
   NoteMissing(moved, on_scale, study.notes);
   const double degrees = DegreesWithin(moved);
-  Intervals(moved, on_scale).Add({moved.within.value, degrees, degrees, 'C'}, false, study.indices);
+  Intervals(moved, on_scale)
+      .Add({moved.within.value, degrees, degrees, SigmaOfBounds(moved), 'C'}, false, study.indices);
   return study;
 }
 

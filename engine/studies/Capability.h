@@ -21,7 +21,10 @@ struct CapabilitySample {
   std::vector<std::int32_t> sizes;   // of the subgroups
   std::vector<std::size_t> streams;  // subgroups of each part, process and test
   double mean = platform::kNaN;
-  Estimate within;                  // short-term sigma; value 0 or NaN: none
+  Estimate within;  // short-term sigma; value 0 or NaN: none
+  // Where that is a pooled deviation over c4, which is too large on average: the pooled one, from
+  // which bounds come.
+  double pooled = platform::kNaN;
   double overall = platform::kNaN;  // long-term sigma; 0: none
 
   bool Empty() const { return values.empty(); }

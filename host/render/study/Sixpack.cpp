@@ -194,7 +194,8 @@ Plot CapabilityOf(const CapabilityView& view, const CapabilityRead& read) {
   const double ppm =
       1e6 * ((std::isfinite(usl) ? above : 0.0) + (std::isfinite(lsl) ? below : 0.0));
   if (std::isfinite(ppm) && (std::isfinite(usl) || std::isfinite(lsl)))
-    plot.caption = "expected beyond " + Significant(ppm, 4) + " ppm";
+    plot.caption =
+        "expected beyond " + (ppm < 1000.0 ? Significant(ppm, 4) : Fixed(ppm, 0)) + " ppm";
   return plot;
 }
 
