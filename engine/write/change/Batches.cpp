@@ -348,9 +348,10 @@ UndoneBatch UndoValues(log::Writing& writing, const Batch& batch, bool keep_chan
   }
   undo.DropDescriptors(stored.changed_subgroups);
   undo.TidySubgroups();
+  // First, since it uses the name of who undoes it.
+  AddEvent(writing, etSubgroupDelete, {});
   undone.report.names = undo.DeactivateNames();
   undo.ForgetTypes();
-  AddEvent(writing, etSubgroupDelete, {});
   return undone;
 }
 

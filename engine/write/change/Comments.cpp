@@ -6,12 +6,12 @@
 
 #include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
-#include "engine/write/change/Items.h"
 #include "engine/write/change/LaterNames.h"
 #include "engine/write/change/StoredRecord.h"
 #include "engine/write/change/events.h"
 #include "engine/write/change/version.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/UndoneNames.h"
 #include "engine/write/log/texts.h"
 
 namespace orvspc::engine::change {
@@ -179,7 +179,7 @@ std::optional<RestoredComment> RestoreComment(log::Writing& writing, std::int64_
       throw Refused("stored", "comment", std::to_string(comment), object + " is there already");
     }
     const auto author = names.Find(catalogue::ItemKind::Employee, former.who).value_or(0);
-    if (author != 0) ReviveUndone(db, catalogue::ItemKind::Employee, author);
+    if (author != 0) log::ReviveUndone(writing, catalogue::ItemKind::Employee, author);
     sql::Query(db,
                "INSERT INTO comment(id, subgroup, test, tsno, time, employee, note) "
                "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)",

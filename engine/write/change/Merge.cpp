@@ -575,9 +575,10 @@ std::vector<TouchedStream> Merge(log::Writing& writing, ItemKind kind, std::stri
     JoinContexts(db, two, moved);
   }
   MoveRows(db, two);
+  // Before the entry, which is the latest when streams are judged.
+  AddItemEvent(writing, kind, two.into);
   writing.Add("merge", word + " " + std::to_string(two.from), log::CanonicalText({{"name", from}}),
               log::CanonicalText({{"into", two.into}, {"name", into}, {"moved", moved.AsJson()}}));
-  AddItemEvent(writing, kind, two.into);
   return touched;
 }
 

@@ -20,6 +20,7 @@
 #include "engine/write/last_label.h"
 #include "engine/write/log/FormerTypes.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/UndoneNames.h"
 #include "engine/write/log/texts.h"
 #include "engine/write/record_rules.h"
 #include "platform/Enumerations.h"
@@ -263,7 +264,7 @@ std::int32_t NeededAgain(log::Writing& writing, const LaterNames& names, ItemKin
     const std::string word(WordOf(kind));
     throw Refused("unknown", word, name, "there is no " + word + " \"" + name + "\"");
   }
-  ReviveUndone(writing, kind, *id);
+  log::ReviveUndone(writing, kind, *id);
   return *id;
 }
 
@@ -348,9 +349,9 @@ StoredRecord RecordOf(log::Writing& writing, const OldState& old, const LaterNam
   record.batch = old.batch;
   record.flag = old.record.flag;
   record.size = old.record.size;
-  ReviveUndone(writing, ItemKind::Part, record.subgroup.part);
-  ReviveUndone(writing, ItemKind::Process, record.subgroup.process);
-  ReviveUndone(writing, ItemKind::Test, record.test);
+  log::ReviveUndone(writing, ItemKind::Part, record.subgroup.part);
+  log::ReviveUndone(writing, ItemKind::Process, record.subgroup.process);
+  log::ReviveUndone(writing, ItemKind::Test, record.test);
   store::Context context{};
   for (std::size_t i = 0; i < context.size(); ++i) {
     const auto& kind = store::kContextKinds[i];
