@@ -425,15 +425,19 @@ class StreamJudge {
     return alarm;
   }
 
+  // Also one that was withdrawn and comes back with the signal.
+  bool IsClosed(const Alarm& alarm, const Signal& signal, const std::vector<Alarm>& known) const {
+    if (alarm.state != "withdrawn") return alarm.state == "closed";
+    return Find(signal, FirstOf(signal), known) == &alarm && StateBefore(db_, alarm) == "closed";
+  }
+
   // What is marked after an alarm was closed is another one.
   void EndWhereClosed(std::vector<Signal>& signals, const std::vector<Alarm>& known) const {
     for (std::size_t s = 0; s < signals.size(); ++s) {
       for (const auto& each : known) {
         const auto signal = signals[s];
-        if (each.state != "closed" || each.graph != signal.cause.graph ||
-            each.rule != signal.cause.rule) {
-          continue;
-        }
+        if (each.graph != signal.cause.graph || each.rule != signal.cause.rule) continue;
+        if (!IsClosed(each, signal, known)) continue;
         const auto end = PlaceIn(signal, each.last_subgroup);
         if (end >= signal.last) continue;
         auto next = end + 1;
