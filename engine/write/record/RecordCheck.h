@@ -56,8 +56,9 @@ class RecordCheck {
     KnownStream* stream = nullptr;
   };
   void CheckTexts(const NewRecord& record, bool is_same_stream) const;
-  void CheckItem(std::string_view field, ItemKind kind, const std::string& name, bool may_be_new,
-                 NewNames names, std::vector<Note>& notes);
+  void CheckKnown(std::string_view field, ItemKind kind, const std::string& name);
+  void CheckActive(std::string_view field, ItemKind kind, const std::string& name,
+                   std::vector<Note>& notes);
   void CheckItems(const NewRecord& record, bool is_same_stream, NewNames names,
                   std::vector<Note>& notes);
   void SettleType(CheckedRecord& checked);
