@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Every check of the project: ./test.sh [--slow], then ./test.sh --windows
-# --slow also runs the tests with the label "slow", and clang-tidy over the tests. --windows runs
-# something else: it builds the component and the program for Windows, and checks them under Wine.
+# --slow also runs the tests with the label "slow" and generators that take minutes, compiles each
+# source by itself, and looks at the tests with clang-tidy. --windows runs something else: it builds
+# the component and the program for Windows, and checks them under Wine.
 # Each stage's output goes to build/logs; what fails is shown, and at the end the time of each stage
 # beside its processor time. Exit status 0 when every stage passed.
 set -uo pipefail
@@ -93,13 +94,12 @@ run_threads() {
     build/tsan/bin/test_engine_store --gtest_filter='TwoThreadsTest.*:Halves.*'
 }
 
-# The other clang builds know the unity batches alone. Nothing of this one is built, but what a
-# source includes of the build folder is made.
+# Nothing of this preset is built, but what a source includes of the build folder is made.
 tidy() {
   local made=build/tidy/made/members maker=tests/windows/client/make_members.py
   cmake --preset tidy && mkdir -p $made && $maker headers $made/plain_headers.inc &&
     $maker plain $made/plain_members.inc && $maker plain-creators $made/plain_creators.inc &&
-    tools/check_tidy.sh build/tidy "${tidied[@]}"
+    tools/check_tidy.py build/tidy "${tidied[@]}"
 }
 
 # The table of all stages, and the exit status.
@@ -164,7 +164,8 @@ export UBSAN_OPTIONS=print_stacktrace=1
 stage "floors of the includes" floors floors
 stage "left-overs and licence lines" words tools/check_words.sh
 stage "formatting" format tools/check_format.sh
-stage "generated files are current" generated tools/check_generated.sh
+stage "generated files are current" generated tools/check_generated.sh ${slow[@]+"${slow[@]}"}
+if [ ${#slow[@]} -gt 0 ]; then stage "build, file by file" build-dev build dev; fi
 build_and_test ci "g++"
 stage "tests, PostgreSQL" postgres tests/postgres/run.sh build/ci/bin ${slow[@]+"${slow[@]}"}
 stage "each public header alone" headers \

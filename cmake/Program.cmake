@@ -30,6 +30,8 @@ orvspc_library(cli DIR host/cli BASE . PRIVATE EXCLUDE host/cli/main.cpp
                LINK orvspc_render orvspc_render_studies orvspc_analysis orvspc_embedded orvspc_studies orvspc_system)
 file(GLOB samples CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/samples/*.csv)
 orvspc_embed(orvspc_cli Samples HEADER host/cli/Samples.h NAMESPACE orvspc::cli FILES ${samples})
+file(GLOB readings CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/samples/studies/*.csv)
+orvspc_embed(orvspc_cli Readings HEADER host/cli/Samples.h NAMESPACE orvspc::cli FILES ${readings})
 orvspc_build_info(orvspc_cli)
 if(ORVSPC_POSTGRESQL)
   target_link_libraries(orvspc_cli PUBLIC orvspc_postgres)

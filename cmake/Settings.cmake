@@ -34,8 +34,8 @@ endif()
 
 if(CMAKE_UNITY_BUILD)
   # In a batch a name also hides what other sources have at their outermost level, and an included
-  # class may well have a base of an anonymous namespace. The presets dev and tidy, which compile
-  # file by file, keep both warnings.
+  # class may well have a base of an anonymous namespace. The preset dev, which compiles
+  # file by file, keeps both warnings.
   orvspc_compile_options(-Wno-shadow)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     orvspc_compile_options(-Wno-subobject-linkage)

@@ -165,7 +165,7 @@ class Tally {
     }
   }
   // From t points on the same share signals at a time.
-  RunLength End(double t, double alive, double hazard) && {
+  RunLength End(double t, double alive, double hazard) {
     const double kept = 1.0 - hazard;
     sum_ += alive / hazard;
     moment_ += alive * (t / hazard + kept / (hazard * hazard));
@@ -287,7 +287,7 @@ RunLength RuleChain::LengthOf(const PointLaw& law) const {
     hazard_before = hazard;
     const bool has_ended = alive < kGone || hazard > 1.0 - 1e-15;
     if ((steady > 2 * longest_ + 20 && hazard > kLeastHazard) || has_ended) {
-      return std::move(tally).End(t, alive, std::min(1.0, hazard));
+      return tally.End(t, alive, std::min(1.0, hazard));
     }
     tally.Take(t, alive);
     std::ranges::fill(next, 0.0);

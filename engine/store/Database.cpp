@@ -311,6 +311,11 @@ std::unique_ptr<sql::Connection> OpenToFill(const std::string& address) {
   return OpenOnServer(address, [](sql::Connection&) {});
 }
 
+bool HasTables(sql::Connection& connection, const std::string& address) {
+  const sql::Transaction reading(connection, sql::TransactionKind::Read);
+  return SchemaOf(connection, address, true) != 0;
+}
+
 void MakeTablesToFill(sql::Connection& connection, const std::string& address) {
   MakeTables(connection, address, true);
 }

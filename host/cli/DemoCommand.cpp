@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <filesystem>
 #include <ostream>
 #include <sstream>
@@ -20,7 +21,8 @@ struct Picture {
   const char* name;  // of its files
   const char* title;
   const char* text;
-  const char* command;  // without --db and --output
+  const char* command;  // without --output; --db is added, and the folder of a file after --data
+  bool of_options = false;  // no data at all
 };
 
 constexpr Picture kPictures[] = {
@@ -88,6 +90,68 @@ constexpr Picture kPictures[] = {
      "Which of the samples that the same week asked for were taken.",
      "compliance --process Capper --process 'Filler 1' --process 'Filler 2' --since 2024-04-08 "
      "--until 2024-04-13"},
+    {"shaft-laws", "Capability by the law that fits best",
+     "The same run-out of shafts: fourteen laws, and indices by the quantiles of one.",
+     "capability --part Shaft --law best"},
+    {"bottle-sixpack", "Six pictures of one capability",
+     "Bursting strength of 100 glass containers, with intervals of each index.",
+     "capability --part Bottle --intervals --sixpack"},
+    {"study-tolerance", "Tolerance limits",
+     "What 99 percent of all such containers reach, with a confidence of 95 percent.",
+     "study tolerance --part Bottle --content 0.99 --confidence 0.95"},
+    {"study-counts", "Capability of counts", "Purchase orders with an error.",
+     "study counts --part 'Purchase order'"},
+    {"study-ewma", "EWMA with exact limits", "Flow width of wafers; the shift at the end.",
+     "study ewma --part Wafer --max 0"},
+    {"study-cusum", "Cusum of two arms", "The same flow width.",
+     "study cusum --part Wafer --max 0"},
+    {"study-steps", "Steps of the mean", "When the flow width changed.",
+     "study steps --part Wafer --max 0"},
+    {"study-baseline", "Limits of what is left",
+     "The same flow width without the points beyond its limits, in rounds.",
+     "study baseline --part Wafer --max 0 --screening every"},
+    {"study-short-run", "Deviations from the target",
+     "Piston rings against their target; several parts of a press would be on one chart.",
+     "study short-run --part Ring --max 0"},
+    {"study-group", "Group chart", "The greatest and the least mean of two fillers.",
+     "study group --part 'Spring water' --test 'Fill volume' --max 0"},
+    {"study-arl", "Run lengths of the chart in use",
+     "How long the rules of the flow width's chart take to notice a shift.",
+     "study arl --part Wafer"},
+    {"study-design", "Charts with a wanted run length",
+     "Cusum and EWMA that notice a shift of one sigma soonest, with a false alarm in 370 points.",
+     "study design --arl0 370 --shift 1", true},
+    {"study-acf", "Autocorrelation", "Fill volumes of the bottling line.",
+     "study acf --part 'Spring water' --test 'Fill volume' --max 0"},
+    {"study-ar1", "Residuals of an autoregressive process", "Cap torques of the same line.",
+     "study ar1 --part 'Spring water' --test 'Cap torque' --max 0"},
+    {"study-laney", "Laney's p' chart", "Purchase orders with an error (Montgomery, Table 7.4).",
+     "study laney --part 'Purchase order' --max 0"},
+    {"study-g", "g chart: units between rejected ones", "Simulated; rejects become rarer.",
+     "study g --data between-rejects.csv --column units"},
+    {"study-t", "t chart: time between failures", "Failures of a valve (Montgomery, Example 7.6).",
+     "study t --data valve-failures.csv --column hours --open 3000"},
+    {"study-type1", "Type 1 gauge study", "50 simulated readings of one ring.",
+     "study type1 --data type1.csv --reference 25 --tolerance 0.03"},
+    {"study-gage", "Gauge study: repeatability and reproducibility",
+     "10 parts, three operators, three trials (AIAG, Measurement Systems Analysis).",
+     "study gage --data gage.csv --tolerance 8"},
+    {"study-bias", "Bias of a gauge", "5 parts of known size (the same book).",
+     "study bias --data linearity.csv"},
+    {"study-linearity", "Linearity of a gauge", "The same readings.",
+     "study linearity --data linearity.csv --process-sd 2.5"},
+    {"study-agreement", "Agreement of appraisers", "30 parts sorted twice by three appraisers.",
+     "study agreement --data agreement.csv --good good"},
+    {"study-t2", "T2 chart of two variables",
+     "20 subgroups of 4 (Ryan, Statistical Methods for Quality Improvement), and what caused "
+     "signals.",
+     "study t2 --data two-variables.csv --columns x1,x2 --subgroup sample"},
+    {"study-mewma", "MEWMA of two variables",
+     "Simulated; the means of a coating shift by half a sigma each.",
+     "study mewma --data coating.csv --columns thickness,hardness --base 30"},
+    {"study-plan", "Acceptance sampling",
+     "The least plan for 1 percent accepted and 5 percent rejected.",
+     "study plan --aql 0.01 --alpha 0.05 --rql 0.05 --beta 0.1 --lot-size 10000", true},
 };
 
 // The words of a command line whose only quotes are '.
@@ -139,6 +203,19 @@ std::string Printed(const std::vector<std::string>& words, const Console& like) 
   return out.str();
 }
 
+// The words of its command, with the files that it reads.
+std::vector<std::string> CommandOf(const Picture& picture, const fs::path& folder,
+                                   const std::string& database) {
+  auto command = WordsOf(picture.command);
+  const auto data = std::ranges::find(command, "--data");
+  if (data != command.end()) {
+    data[1] = system::TextOf(folder / "data" / data[1]);
+  } else if (!picture.of_options) {
+    command.insert(command.begin() + (command[0] == "study" ? 2 : 1), {"--db", database});
+  }
+  return command;
+}
+
 void MakeDatabase(const fs::path& folder, const std::string& path, const Console& console) {
   RemoveDatabase(path);
   MakeDirectory(folder / "data");
@@ -150,6 +227,9 @@ void MakeDatabase(const fs::path& folder, const std::string& path, const Console
       WriteFile(file, sample.text);
       Printed({"import", file, "--db", path, "--kind", std::string(kind)}, console);
     }
+  for (const auto& sample : Readings()) {
+    WriteFile(system::TextOf(folder / "data" / sample.file), sample.text);
+  }
 }
 
 // The files of a picture, and how the index shows it.
@@ -189,8 +269,7 @@ int Run(const Arguments& arguments, Console& console) {
   std::vector<render::IndexEntry> entries;
   std::string commands;
   for (const auto& picture : kPictures) {
-    auto command = WordsOf(picture.command);
-    command.insert(command.begin() + 1, {"--db", path});
+    const auto command = CommandOf(picture, folder, path);
     if (entries.empty()) console.out << Printed(command, console);
     entries.push_back(Draw(picture, command, folder, console));
     // Not wrapped: each line is to be copied whole.

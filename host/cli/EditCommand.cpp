@@ -21,8 +21,13 @@ constexpr Number kSbno{{"sbno", "N", "the reading inside the piece", "the piece 
 constexpr Option kRemove{"remove", nullptr, "take the value out"};
 constexpr Option kAdd{"add", nullptr, "put a value in; without --tsno as the next piece"};
 constexpr Option kForce{"force", nullptr, "values beyond the reasonable limits, too"};
+constexpr Option MayBeEmpty(Option option) {
+  option.may_be_empty = true;
+  return option;
+}
+
 constexpr Option kOfValue[] = {
-    {"defect", "CODE", "the count of this defect; empty: of none"},
+    MayBeEmpty({"defect", "CODE", "the count of this defect; empty: of none"}),
     {"serial", "NAME", "the value with this serial number; with --add the one that it gets"},
     {"gage", "NAME", "likewise"}};
 constexpr Option kKeepChanged{"keep-changed", nullptr,
@@ -30,12 +35,12 @@ constexpr Option kKeepChanged{"keep-changed", nullptr,
 constexpr Option kTime{"time", "TIME", "the new time of the subgroup"};
 constexpr Option kNewLabel{"new-label", "TEXT", "the new label of the subgroup"};
 constexpr Option kSize{"size", "N", "the new size that was inspected"};
-constexpr Option kContext[] = {{"job", "NAME", "the new job; empty takes it away"},
-                               {"lot", "NAME", "likewise; a new name is added"},
-                               {"shift", "NAME", "likewise"},
-                               {"revision", "NAME", "likewise"},
-                               {"workstation", "NAME", "likewise"},
-                               {"employee", "NAME", "likewise"}};
+constexpr Option kContext[] = {MayBeEmpty({"job", "NAME", "the new job; empty takes it away"}),
+                               MayBeEmpty({"lot", "NAME", "likewise; a new name is added"}),
+                               MayBeEmpty({"shift", "NAME", "likewise"}),
+                               MayBeEmpty({"revision", "NAME", "likewise"}),
+                               MayBeEmpty({"workstation", "NAME", "likewise"}),
+                               MayBeEmpty({"employee", "NAME", "likewise"})};
 
 // What one run of the command works with.
 struct Edit {

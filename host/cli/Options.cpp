@@ -175,14 +175,16 @@ Arguments ParseArguments(std::span<const std::string> words, std::span<const Opt
     }
     if (option->may_lack_value && equals == std::string::npos) continue;
     if (!values.empty() && !option->repeats) throw Misuse("--" + name + " is given twice");
-    std::string value;
+    std::optional<std::string> value;
     if (equals != std::string::npos) {
       value = word.substr(equals + 1);
     } else if (i + 1 < words.size() && !IsOption(words[i + 1], options)) {
       value = words[++i];
     }
-    if (value.empty()) throw Misuse("--" + name + " needs a value: " + option->value);
-    values.push_back(value);
+    if (!value || (value->empty() && !option->may_be_empty)) {
+      throw Misuse("--" + name + " needs a value: " + option->value);
+    }
+    values.push_back(*value);
   }
   return arguments;
 }

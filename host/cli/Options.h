@@ -34,6 +34,7 @@ struct Option {
   bool repeats = false;
   render::WordTable words = {};  // that it takes; empty: any text
   bool may_lack_value = false;   // "--name" or "--name=value"
+  bool may_be_empty = false;     // an empty value is one
 };
 
 // An option whose words are values of an enumeration. Without a fallback the first one is it.

@@ -8,4 +8,7 @@ namespace orvspc::cli {
 // The sample data that the program carries inside itself: the CSV files of host/samples, by name.
 std::span<const platform::EmbeddedFile> Samples();
 
+// Those of host/samples/studies, which studies read as they are.
+std::span<const platform::EmbeddedFile> Readings();
+
 }  // namespace orvspc::cli

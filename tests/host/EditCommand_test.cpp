@@ -114,6 +114,25 @@ TEST_F(EditCommand, CountsAreCorrectedByTheirDefect) {
   EXPECT_EQ(Run("edit subgroup '#1' --test Looks --lot new" + why).status, 0);
 }
 
+TEST_F(EditCommand, AnEmptyNameTakesItAway) {
+  Write(
+      "c.csv",
+      "part,process,test,test-type,subgroup,time,size,count,defect,lot\n"
+      "A,P,Flaws,defects,1,2024-01-01,10,2,SC,wrong\nA,P,Flaws,defects,1,2024-01-01,10,1,,wrong\n");
+  ASSERT_EQ(Run("import c.csv --db q.db").status, 0);
+  const std::string why = " --reason 'typed wrongly' --db q.db";
+  EXPECT_NE(Run("data --db q.db").out.find("wrong"), std::string::npos);
+  EXPECT_EQ(Run("edit subgroup '#1' --lot ''" + why).status, 0);
+  EXPECT_EQ(Run("data --db q.db").out.find("wrong"), std::string::npos);
+  EXPECT_EQ(Run("edit value '#1' --defect '' --to 5" + why).status, 0);
+  const auto data = Run("data --db q.db").out;
+  EXPECT_NE(data.find("x5"), data.npos) << data;
+  const auto lacking = Run("edit subgroup '#1'" + why + " --lot");
+  EXPECT_EQ(lacking.status, 2);
+  EXPECT_NE(lacking.err.find("--lot needs a value: NAME"), lacking.err.npos) << lacking.err;
+  EXPECT_EQ(Run("edit subgroup '#1' --new-label ''" + why).status, 2);
+}
+
 TEST_F(EditCommand, ADryRunSaysWhatWouldBeDone) {
   Make("q.db", true);
   ASSERT_EQ(Run("comment add '#1' old --db q.db").status, 0);

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -15,6 +16,7 @@
 #include "engine/schema/schema.h"
 #include "host/cli/Command.h"
 #include "host/cli/Samples.h"
+#include "host/cli/study/Study.h"
 #include "platform/FixedText.h"
 #include "platform/TimeText.h"
 #include "tests/engine/store/version1_file.h"
@@ -578,6 +580,21 @@ TEST_F(Program, DemoDrawsEveryPictureTwiceOver) {
   EXPECT_TRUE(Exists("d/sample.db"));
 }
 
+TEST_F(Program, TheDemoDrawsEachStudy) {
+  ASSERT_EQ(Run("demo d").status, 0);
+  const auto listed = Run("study --help").out;
+  std::set<std::string> drawn;
+  for (const auto& file : std::filesystem::directory_iterator(folder_.File("d"))) {
+    const auto name = file.path().filename().string();
+    if (!name.starts_with("study-") || !name.ends_with(".json")) continue;
+    drawn.insert(ParseJson(Text(file.path().string())).At("Study").text);
+  }
+  for (const auto& command : StudyCommands()) {
+    const std::string word = std::string(command.name).substr(std::string("study ").size());
+    EXPECT_TRUE(drawn.contains(word)) << word;
+  }
+}
+
 // Montgomery's charts of the table: samples 43 and 45 of phase II lie above the limits of phase I.
 TEST_F(Program, DemoFindsThePublishedPointsOfTheFlowWidth) {
   ASSERT_EQ(Run("demo d").status, 0);
@@ -697,8 +714,8 @@ TEST_F(Program, EveryListHasTextAndJson) {
   EXPECT_EQ(streams.At("stream[0].Subgroups").number, 20);
   EXPECT_EQ(streams.At("stream[0].Last").text, "2024-03-01T19:00:00");
   for (const std::string what :
-       {"streams", "descriptors", "groups", "rule-sets", "settings", "limits", "control-limits",
-        "opportunities", "net-contents", "defects", "acc-code", "state-codes"}) {
+       {"streams", "descriptors", "groups", "rule-sets", "settings", "chart-options", "limits",
+        "control-limits", "opportunities", "net-contents", "defects", "acc-code", "state-codes"}) {
     const Outcome text = Run("list " + what + " --db q.db");
     EXPECT_EQ(text.status, 0) << what << text.err;
     EXPECT_NE(text.out, "") << what;

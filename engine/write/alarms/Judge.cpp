@@ -137,9 +137,9 @@ class StreamJudge {
   std::int64_t OldestToJudge() { return newest_.value_or(touched_.last).time - Horizon(); }
   std::int64_t Horizon() { return SecondsOfHorizon(store_.Setting("alarm_horizon", "")); }
 
-  // Beside a wrong date that was the newest all others were too old.
+  // Beside a wrong date that was the newest all others were too old, or those of its first days.
   void TakeInUnjudged() {
-    if (!mark_ || !newest_ || mark_->time - Horizon() <= newest_->time) return;
+    if (!mark_ || !newest_ || *mark_ <= *newest_) return;
     const auto oldest = std::max<std::int64_t>(OldestToJudge(), INT32_MIN);
     touched_.first = std::min(touched_.first, {static_cast<std::int32_t>(oldest), INT32_MIN});
   }

@@ -9,6 +9,7 @@
 #include <string>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 #include "engine/catalogue/References.h"
 #include "engine/chunks/StreamWalk.h"
@@ -117,9 +118,28 @@ Stored Find(sql::Connection& db, const Batch& batch) {
 
 using Names = std::set<std::pair<ItemKind, std::int32_t>>;
 
-// Subgroups by part and process, with times.
+// Labels of subgroups by part and process, and by time and identifier.
 using Subgroups = std::map<std::pair<std::int32_t, std::int32_t>,
-                           std::set<std::pair<std::int32_t, std::int32_t>>>;
+                           std::map<std::pair<std::int32_t, std::int32_t>, std::string>>;
+
+// Where records are that have the identifiers of their subgroups alone.
+void FindSubgroupsOf(sql::Connection& db, std::span<StoredRecord> records) {
+  std::vector<StoredRecord*> sorted;
+  for (auto& record : records) sorted.push_back(&record);
+  const auto id_of = [](const StoredRecord* record) { return record->subgroup.id; };
+  std::ranges::sort(sorted, {}, id_of);
+  std::vector<std::int32_t> ids;
+  for (const auto* record : sorted) ids.push_back(record->subgroup.id);
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+  auto next = sorted.begin();
+  store::ForEachSubgroup(db, ids, [&](const store::SubgroupFacts& facts) {
+    while (next != sorted.end() && id_of(*next) < facts.id) ++next;
+    for (; next != sorted.end() && id_of(*next) == facts.id; ++next) {
+      (*next)->subgroup = {facts.id, facts.part, facts.process, facts.time,
+                           std::string(facts.label)};
+    }
+  });
+}
 
 class ValuesUndo {
  public:
@@ -167,13 +187,13 @@ void ValuesUndo::TakeOut(std::int64_t stream, std::span<const store::RecordKey> 
         record.test = test;
       },
       keys.front().time, keys.back().time);
+  FindSubgroupsOf(db_, records);
   const auto after = log::CanonicalText({{"undone", batch_.id}});
-  for (auto& record : records) {
-    record.subgroup = NeededSubgroup(db_, record.subgroup.id);
+  for (const auto& record : records) {
     const auto& of = record.subgroup;
     writing_.Add("delete", record.Object(), DropComments(db_, record), after);
     NoteNames(record);
-    subgroups_[{of.part, of.process}].emplace(of.time, of.id);
+    subgroups_[{of.part, of.process}].emplace(std::pair(of.time, of.id), of.label);
   }
   store::StreamWriter writer(db_);
   writer.Remove(stream, keys);
@@ -228,12 +248,14 @@ void ValuesUndo::DropDescriptors(const std::set<std::int32_t>& kept_subgroups) {
 void ValuesUndo::TidySubgroups() {
   std::vector<store::SubgroupFacts> places;
   for (const auto& [of, subgroups] : subgroups_) {
-    for (const auto& [time, id] : subgroups) places.push_back({id, of.first, of.second, time, {}});
+    for (const auto& [place, label] : subgroups) {
+      places.push_back({place.second, of.first, of.second, place.first, label});
+    }
   }
   const auto measured = store::MeasuredAt(db_, places);
   for (const auto& each : places) {
     if (std::ranges::binary_search(measured, each.id)) continue;
-    EmptySubgroup(db_, NeededSubgroup(db_, each.id));
+    EmptySubgroup(db_, {each.id, each.part, each.process, each.time, std::string(each.label)});
   }
 }
 

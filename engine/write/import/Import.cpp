@@ -110,7 +110,7 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
   return file.report;
 }
 
-// What the database asks for. An empty one has no settings yet.
+// What the database asks for.
 std::chrono::seconds PatienceIn(sql::Connection& connection) {
   const sql::Transaction transaction(connection, sql::TransactionKind::Read);
   sql::Query query(connection, "SELECT value FROM setting WHERE key = ?1 ORDER BY id DESC LIMIT 1",
@@ -170,7 +170,9 @@ ImportReport ImportIntoServer(const std::string& file, const std::string& addres
                               const ImportOptions& options) {
   try {
     const auto connection = store::OpenToFill(address);
-    return TakeFile(*connection, file, kind, options, store::kPatience,
+    const auto patience =
+        store::HasTables(*connection, address) ? PatienceIn(*connection) : store::kPatience;
+    return TakeFile(*connection, file, kind, options, patience,
                     [&] { store::MakeTablesToFill(*connection, address); });
   } catch (...) {
     sql::RethrowAsExternal(sql::WithoutPasswords(address), "Import");

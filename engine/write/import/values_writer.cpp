@@ -19,6 +19,9 @@
 namespace orvspc::engine::import {
 namespace {
 
+// Nine tenths of the identifiers that there are.
+constexpr std::int64_t kManySubgroups = std::int64_t{INT32_MAX} / 10 * 9;
+
 // A statement with the columns of the context.
 std::string WithColumns(std::string_view before, std::string_view after) {
   return std::string(before) + store::ContextColumns() + std::string(after);
@@ -48,6 +51,13 @@ void ValuesWriter::Write() {
 
 void ValuesWriter::Finish() {
   file_.digest = digest_.Finish(file_.batch);
+  const auto last = sql::LastId(db_, "subgroup");
+  if (file_.report.subgroups == 0 || last <= kManySubgroups) return;
+  file_.report.notes.push_back({"few-identifiers",
+                                std::to_string(last) + " of " + std::to_string(INT32_MAX) +
+                                    " identifiers of subgroups are used; begin a new database "
+                                    "before the last one",
+                                {}});
   file_.records = digest_.Records();
 }
 

@@ -227,7 +227,14 @@ TEST_F(LifeTest, RefusalsSayWhatIsMissing) {
   const auto close = [&](const AlarmClosing& closing) {
     return RefusalOf([&] { Data().CloseAlarm(id, closing, {}); });
   };
-  EXPECT_EQ(close({"TW", "TCHANGE", ""}), "acc: there is no cause code \"TW\"");
+  EXPECT_EQ(close({"TW", "TCHANGE", ""}),
+            "acc: there is no cause code \"TW\"; did you mean \"TWEAR\"?");
+  EXPECT_EQ(close({"T", "TCHANGE", ""}), "acc: there is no cause code \"T\"")
+      << "one letter says too little";
+  EXPECT_EQ(close({"TWEAR", "tch", ""}),
+            "cac: there is no action code \"tch\"; did you mean \"TCHANGE\"?");
+  EXPECT_EQ(close({"WEAR", "TCHANGE", ""}),
+            "acc: there is no cause code \"WEAR\"; did you mean \"TWEAR\"?");
   EXPECT_EQ(close({"TWER", "TCHANGE", ""}),
             "acc: there is no cause code \"TWER\"; did you mean \"TWEAR\"?");
   EXPECT_EQ(close({"TWEAR", "TCHANG", ""}),
@@ -299,6 +306,46 @@ TEST_F(LifeTest, AClosedAlarmWhoseRunGoesOnInAnotherIsNotReopened) {
   EXPECT_EQ(all[0].state, "closed");
   EXPECT_EQ(all[1].state, "open");
   EXPECT_EQ(all[2].state, "open");
+}
+
+// What the rules are now is no reason to refuse: both alarms are of those of their time.
+TEST_F(LifeTest, AClosedAlarmIsReopenedAfterItsRuleWasTurnedOff) {
+  const AlarmClosing closing{"TWEAR", "TCHANGE", ""};
+  std::vector<std::int32_t> singles, runs;
+  for (int i = 1; i <= 40; ++i) {
+    // Two points beyond a limit side by side, and two runs that are apart.
+    const auto value = i <= 2 ? 14.0 : i == 20 ? 9.9 : 10.2;
+    for (const auto& alarm : Record(i, value)) {
+      (alarm.rule == 2 ? runs : singles).push_back(alarm.event);
+    }
+  }
+  ASSERT_EQ(singles.size(), 2U);
+  ASSERT_EQ(runs.size(), 2U);
+  for (const auto event : {singles[0], singles[1], runs[0]}) Data().CloseAlarm(event, closing, {});
+  Import("number,graph,on\n1,1,no\n2,1,no\n", ImportKind::Alarms);
+  EXPECT_EQ(Data().ReopenAlarm(singles[0], Why()).state, "open") << "one point has no run";
+  EXPECT_EQ(Data().ReopenAlarm(runs[0], Why()).state, "open") << "it was over";
+  for (const auto& each : Data().Alarms()) EXPECT_NE(each.state, "withdrawn") << each.event;
+}
+
+// The point between the two is out of the count, so that the next one that counts is the other's.
+TEST_F(LifeTest, ARunGoesOnAcrossAPointThatIsDisabled) {
+  std::vector<std::int32_t> runs;
+  std::int32_t after = 0;
+  for (int i = 1; i <= 14; ++i) {
+    const auto recorded = Data().Record(RecordOf(i, 10.2), {});
+    for (const auto& alarm : recorded.alarms) runs.push_back(alarm.event);
+    if (i == 11) Data().CloseAlarm(runs.at(0), {"TWEAR", "TCHANGE", ""}, {});
+    if (i == 12) after = recorded.subgroup;
+  }
+  Data().ChangeFlag({after}, {}, sfDisabled, Why());
+  const auto all = Data().Alarms();
+  const auto next = std::ranges::find(all, "open", &Alarm::state);
+  ASSERT_NE(next, all.end());
+  EXPECT_EQ(next->first_subgroup, after + 1);
+  EXPECT_EQ(RefusalOf([&] { Data().ReopenAlarm(runs[0], Why()); }),
+            "alarm " + std::to_string(runs[0]) + ": its run goes on in alarm " +
+                std::to_string(next->event));
 }
 
 TEST_F(LifeTest, AnAcknowledgedRunGoesOnAsTheSameAlarm) {

@@ -966,10 +966,28 @@ TEST_F(ImportTest, AnImportWaitsAsLongAsTheSettingSays) {
   Data().Set("patience", "1");
   const auto writer = OpenAnother(Path());
   const Transaction writing(*writer, TransactionKind::Write);
-  const auto failure = ImportFailure(Values({"A,P,T,1,2024-01-01,5"}));
-  EXPECT_NE(failure.find(": another program has been writing for 1 s; try again"),
-            std::string::npos)
-      << failure;
+  const auto text = Values({"A,P,T,1,2024-01-01,5"});
+  const auto into = [&] { QualityDatabase::ImportInto(Path(), CsvFile(text), ImportKind::Values); };
+  for (const auto& failure : {ImportFailure(text), FailureOf(into)}) {
+    EXPECT_NE(failure.find(": another program has been writing for 1 s; try again"),
+              std::string::npos)
+        << failure;
+  }
+}
+
+TEST_F(ImportTest, ANoteComesBeforeThereAreNoIdentifiersLeft) {
+  Import(Values({"A,P,T,1,2024-01-01,5"}));
+  const auto left_to = [&](const char* last) {
+    RunSql(Path(), std::string("UPDATE counter SET last = ") + last + " WHERE name = 'subgroup'");
+  };
+  left_to("1932735283");
+  EXPECT_TRUE(Import(Values({"A,P,T,2,2024-01-02,5"})).notes.empty());
+  const auto report = Import(Values({"A,P,T,3,2024-01-03,5"}));
+  ASSERT_EQ(report.notes.size(), 1U);
+  EXPECT_EQ(report.notes[0].code, "few-identifiers");
+  EXPECT_EQ(report.notes[0].text,
+            "1932735285 of 2147483647 identifiers of subgroups are used; begin a new database "
+            "before the last one");
 }
 
 }  // namespace
