@@ -181,7 +181,7 @@ TEST_F(CapabilityStudies, NothingSelected) {
       EXPECT_EQ(run.status, 0) << options << format << run.err;
     }
   }
-  for (const char* word : {"tolerance", "count-capability"}) {
+  for (const char* word : {"tolerance", "counts"}) {
     const auto found = Json("study " + std::string(word) + " --db q.db --since 2030-01-01");
     EXPECT_TRUE(found["Streams"].empty()) << word;
     EXPECT_TRUE(Notes(found, "no-data")) << word;
@@ -247,7 +247,7 @@ TEST_F(CapabilityStudies, MisuseOfTolerance) {
 
 TEST_F(CapabilityStudies, CapabilityOfDefectivesAndDefects) {
   Import("purchase-orders.csv");
-  const auto bad = Json("study count-capability --db q.db");
+  const auto bad = Json("study counts --db q.db");
   const auto& phase = bad["Streams"][0]["Phases"][0];
   const double p = phase["Count"].get<double>() / phase["Units"].get<double>();
   EXPECT_EQ(phase["P"]["Value"].get<double>(), p);
@@ -256,11 +256,10 @@ TEST_F(CapabilityStudies, CapabilityOfDefectivesAndDefects) {
   EXPECT_GT(phase["Z"]["Upper"].get<double>(), phase["Z"]["Value"].get<double>());
   EXPECT_EQ(phase["Cumulated"].back().get<double>(), p);
   EXPECT_EQ(phase["Stable"].get<bool>(), !Notes(bad, "not-stable"));
-  EXPECT_TRUE(
-      Notes(Json("study count-capability --db q.db --opportunities 5"), "opportunities-unused"));
+  EXPECT_TRUE(Notes(Json("study counts --db q.db --opportunities 5"), "opportunities-unused"));
   const auto run = Run("import '" + Samples() + "radiators.csv' --db r.db");
   ASSERT_EQ(run.status, 0);
-  const auto defects = Json("study count-capability --db r.db --opportunities 10");
+  const auto defects = Json("study counts --db r.db --opportunities 10");
   const auto& of = defects["Streams"][0]["Phases"][0];
   const double dpu = of["Count"].get<double>() / of["Units"].get<double>();
   EXPECT_EQ(of["DPU"]["Method"], "Garwood");
@@ -268,13 +267,13 @@ TEST_F(CapabilityStudies, CapabilityOfDefectivesAndDefects) {
   EXPECT_NEAR(of["DPMO"]["Value"].get<double>(), 1e5 * dpu, 1e-6);
   EXPECT_NEAR(of["Yield"]["Value"].get<double>(), std::exp(-dpu), 1e-12);
   for (const char* format : {"text", "svg", "html"}) {
-    const auto shown = Run("study count-capability --db r.db --format " + std::string(format));
+    const auto shown = Run("study counts --db r.db --format " + std::string(format));
     EXPECT_EQ(shown.status, 0) << shown.err;
     EXPECT_EQ(shown.out.find("nan"), std::string::npos) << format;
   }
-  Refused("study count-capability --db q.db --level 0", 2,
+  Refused("study counts --db q.db --level 0", 2,
           "--level takes a number above 0 to below 1, not 0");
-  Refused("study count-capability --db q.db --opportunities 0", 2, "--opportunities takes");
+  Refused("study counts --db q.db --opportunities 0", 2, "--opportunities takes");
 }
 
 // What is said of a phase is what is said of its subgroups alone.
@@ -286,8 +285,7 @@ TEST_F(CapabilityStudies, PhasesAreStudiedSideBySide) {
     const auto run = Run("phase add --db q.db --name first --reason trial " + std::string(phase));
     ASSERT_EQ(run.status, 0) << run.err;
   }
-  for (const char* line :
-       {"study tolerance --db q.db --part Wafer", "study count-capability --db q.db"}) {
+  for (const char* line : {"study tolerance --db q.db --part Wafer", "study counts --db q.db"}) {
     const auto all = Json(line), one = Json(std::string(line) + " --phase first");
     ASSERT_GE(all["Streams"][0]["Phases"].size(), 2U) << line;
     ASSERT_EQ(one["Streams"][0]["Phases"].size(), 1U) << line;

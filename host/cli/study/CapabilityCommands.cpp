@@ -95,7 +95,7 @@ int RunCountCapability(const Arguments& arguments, Console& console) {
   studies::ReadOptions read;
   read.counts = true;
   render::CountCapabilityDocument document;
-  document.head = {"count-capability", options.Take(), {}, {}};
+  document.head = {"counts", options.Take(), {}, {}};
   return RunOnStreams<render::CountCapabilityDocument>(
       arguments, console, document, render::CountCapabilityJson, render::MakeCountCapabilityView,
       [&](render::CountCapabilityDocument& filled) {
@@ -126,14 +126,14 @@ Command ToleranceStudyCommand() {
           RunTolerance};
 }
 
-Command CountCapabilityStudyCommand() {
-  return {"study count-capability",
+Command CountsStudyCommand() {
+  return {"study counts",
           "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
           "Capability of a process whose units are counted: bad ones, or defects",
           "Rate with its interval, parts per million, Z or yield, and whether enough was taken: "
           "the rate of all subgroups up to each must have settled.\n"
           "Formats: text, json, svg, html.",
-          "orvspc study count-capability --db q.db --part Can --test Leaks -o leaks.svg",
+          "orvspc study counts --db q.db --part Can --test Leaks -o leaks.svg",
           Together(SelectionOptions(),
                    std::vector<Option>{kStudyMax, kLevel, kOpportunities, kPhase, kAllPhases},
                    kPageOptions),

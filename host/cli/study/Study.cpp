@@ -106,29 +106,29 @@ studies::StudyData StreamsOf(const Analysis& run, const studies::ReadOptions& op
 
 std::vector<Command> StudyCommands() {
   return {
-      AcfStudyCommand(),              //
-      AgreementStudyCommand(),        //
-      Ar1StudyCommand(),              //
-      ArlStudyCommand(),              //
-      BaselineStudyCommand(),         //
-      BiasStudyCommand(),             //
-      CountCapabilityStudyCommand(),  //
-      CusumStudyCommand(),            //
-      DesignStudyCommand(),           //
-      EwmaStudyCommand(),             //
-      GageStudyCommand(),             //
-      GroupStudyCommand(),            //
-      GStudyCommand(),                //
-      LaneyStudyCommand(),            //
-      LinearityStudyCommand(),        //
-      MewmaStudyCommand(),            //
-      PlanStudyCommand(),             //
-      ShortRunStudyCommand(),         //
-      StepsStudyCommand(),            //
-      T2StudyCommand(),               //
-      ToleranceStudyCommand(),        //
-      TStudyCommand(),                //
-      Type1StudyCommand(),            //
+      AcfStudyCommand(),        //
+      AgreementStudyCommand(),  //
+      Ar1StudyCommand(),        //
+      ArlStudyCommand(),        //
+      BaselineStudyCommand(),   //
+      BiasStudyCommand(),       //
+      CountsStudyCommand(),     //
+      CusumStudyCommand(),      //
+      DesignStudyCommand(),     //
+      EwmaStudyCommand(),       //
+      GageStudyCommand(),       //
+      GroupStudyCommand(),      //
+      GStudyCommand(),          //
+      LaneyStudyCommand(),      //
+      LinearityStudyCommand(),  //
+      MewmaStudyCommand(),      //
+      PlanStudyCommand(),       //
+      ShortRunStudyCommand(),   //
+      StepsStudyCommand(),      //
+      T2StudyCommand(),         //
+      ToleranceStudyCommand(),  //
+      TStudyCommand(),          //
+      Type1StudyCommand(),      //
   };
 }
 

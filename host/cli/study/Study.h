@@ -143,7 +143,7 @@ Command Ar1StudyCommand();
 Command ArlStudyCommand();
 Command BaselineStudyCommand();
 Command BiasStudyCommand();
-Command CountCapabilityStudyCommand();
+Command CountsStudyCommand();
 Command CusumStudyCommand();
 Command DesignStudyCommand();
 Command EwmaStudyCommand();
