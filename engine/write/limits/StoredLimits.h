@@ -35,8 +35,8 @@ void Revise(log::Writing& writing, std::int32_t id, const LimitRequest& request,
 //            one also where it began there, and it ends where the next one begins. With new_phase,
 //            a phase of that name begins, too.
 //   Reject   it never holds
-//   Withdraw the same, by the review that proposed it: no person was against it, and it becomes
-//   void Retire   it holds up to and without a time before its end; older rows do not come back
+//   Withdraw the same, by the review that proposed it: it is void, since no person was against it
+//   Retire   it holds up to and without a time before its end; older rows do not come back
 //   Void     it holds nowhere, and what it replaced holds again in its place, a retired row no
 //            longer than it held by itself
 using Expected = std::optional<std::int64_t>;
