@@ -69,7 +69,8 @@ LAYERS = {
     "host/render/core": LIBRARY,
     **{f"host/render/{name}": FAMILY_BASE for name in FAMILIES},
     "host/render/states": FAMILY_BASE + ["host/render/events"],
-    "host/render/study": FAMILY_BASE + ["host/render/capability", "engine/Studies.h"],
+    "host/render/study": FAMILY_BASE
+    + ["host/render/capability", "host/render/chart", "engine/Studies.h"],
     "host/render": LIBRARY,
     "host/cli": LIBRARY + ENGINE_INTERFACE + ["system", "host/render"],
     "host/windows/com": SERVER,

@@ -149,10 +149,10 @@ CapabilityReport CapabilityLibrary::TakeReport(std::int32_t handle) {
   return ThisThread().reports.Take(handle);
 }
 
-const statistics::Sample* CapabilityLibrary::LatestSample(std::int32_t handle) {
+const CapabilityRun* CapabilityLibrary::LatestRun(std::int32_t handle) {
   const auto& state = ThisThread();
   const bool is_there = state.handle == handle && !state.store.expired();
-  return is_there && state.run.Values().Count() > 0 ? &state.run.Values() : nullptr;
+  return is_there && state.run.Values().Count() > 0 ? &state.run : nullptr;
 }
 
 }  // namespace orvspc::engine::capability

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "engine/statistics/Sample.h"
 #include "platform/CapAna6.h"
 #include "platform/Reports.h"
 
 namespace orvspc::engine::capability {
+
+class CapabilityRun;
 
 // The capability library of the embedded engine. Nothing throws: what fails is kept in the open
 // database, and the call returns 0 without having written. The sample of the latest analysis is
@@ -29,8 +30,8 @@ class CapabilityLibrary final : public platform::CapAna6 {
 
   // Of the latest analysis of this thread on the database; empty when that gave none.
   static CapabilityReport TakeReport(std::int32_t handle);
-  // The values of that analysis, normalised, in the order of its subgroups; null when it gave none.
-  static const statistics::Sample* LatestSample(std::int32_t handle);
+  // That analysis; null when it gave no values.
+  static const CapabilityRun* LatestRun(std::int32_t handle);
 };
 
 }  // namespace orvspc::engine::capability

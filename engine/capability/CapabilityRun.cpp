@@ -374,6 +374,7 @@ bool CapabilityRun::Process(store::Store& store, API_DSInfo& info,
 bool CapabilityRun::Analyse(store::Store& store, std::vector<StreamSample>& streams,
                             const API_CAOptions& options, const CapabilityOutput& out) {
   const auto moving = FromMovingRanges(streams);
+  for (const auto& stream : streams) stream_groups_.push_back(stream.sample.Groups());
   auto data = Prepare(store, streams, options);
   const auto centre = CentreOf(data.sample);
   if (!std::isfinite(centre.largest) || !std::isfinite(centre.smallest)) {
@@ -387,6 +388,8 @@ bool CapabilityRun::Analyse(store::Store& store, std::vector<StreamSample>& stre
   Write(data, figures, counted, out, report_);
   centre_ = figures.centre;
   centre_.sd = figures.sd;
+  short_term_ = figures.short_term;
+  short_term_.value = figures.sigma;
   sample_ = std::move(data.sample);
   return true;
 }

@@ -7,6 +7,7 @@
 
 #include "engine/capability/Figures.h"
 #include "engine/capability/StreamSample.h"
+#include "engine/statistics/Estimators.h"
 #include "platform/SelectionRecord.h"
 
 namespace orvspc::engine::capability {
@@ -36,6 +37,10 @@ class CapabilityRun {
   const CapabilityReport& Report() const { return report_; }
   // Of the latest analysis, normalised; empty when that gave none.
   const statistics::Sample& Values() const { return sample_; }
+  const SampleCentre& Centre() const { return centre_; }
+  const statistics::SigmaEstimate& ShortTerm() const { return short_term_; }
+  // Subgroups of each stream, in the order of the values.
+  std::span<const std::size_t> StreamGroups() const { return stream_groups_; }
 
  private:
   bool Analyse(store::Store& store, std::vector<StreamSample>& streams,
@@ -43,6 +48,8 @@ class CapabilityRun {
 
   statistics::Sample sample_;
   SampleCentre centre_;
+  statistics::SigmaEstimate short_term_;
+  std::vector<std::size_t> stream_groups_;
   CapabilityReport report_;
 };
 

@@ -7,18 +7,13 @@
 #include <numeric>
 
 #include "engine/statistics/Distributions.h"
+#include "engine/statistics/Numerics.h"
 
 namespace orvspc::engine::statistics {
 namespace {
 
 double Over(double numerator, double denominator) {
   return denominator > 0.0 ? numerator / denominator : 0.0;
-}
-
-ConfidenceInterval Around(double index, std::int64_t n, double z) {
-  const auto count = static_cast<double>(n);
-  const double half = z * std::sqrt(1.0 / (9.0 * count) + index * index / (2.0 * (count - 1.0)));
-  return {index - half, index + half};
 }
 
 double IndexM(const Reach& reach, const Tolerance& tolerance, double k) {
@@ -65,19 +60,41 @@ double AimRatio(double mean, double sigma, const Tolerance& tolerance) {
   return Over(mean - tolerance.Aim().value_or(mean), 3.0 * sigma);
 }
 
-ConfidenceInterval IntervalOfP(double p, std::int64_t n, double level) {
-  const auto degrees = static_cast<double>(n - 1);
+ConfidenceInterval IntervalOfP(double p, double degrees, double level) {
   const double tail = 0.5 * (1.0 - level);
   return {p * std::sqrt(ChiSquareQuantile(tail, degrees) / degrees),
           p * std::sqrt(ChiSquareQuantile(1.0 - tail, degrees) / degrees)};
 }
 
-ConfidenceInterval IntervalOfK(double k, std::int64_t n, double level) {
-  return Around(k, n, NormalUpperQuantile(0.5 * (1.0 - level)));
+ConfidenceInterval IntervalOfK(double k, double count, double degrees, double level) {
+  const double z = NormalUpperQuantile(0.5 * (1.0 - level));
+  const double half = z * std::sqrt(1.0 / (9.0 * count) + k * k / (2.0 * degrees));
+  return {k - half, k + half};
 }
 
-ConfidenceInterval OneSidedBounds(double index, std::int64_t n, double level) {
-  return Around(index, n, NormalUpperQuantile(1.0 - level));
+ConfidenceInterval IntervalOfSide(double index, double count, double degrees, double level) {
+  constexpr double kMostT = 1000.0;
+  const double scale = 3.0 * std::sqrt(count), t = index * scale;
+  const auto near = IntervalOfK(index, count, degrees, level);
+  if (!(std::fabs(t) <= kMostT)) return near;
+  const double wide = scale * std::max(near.upper - near.lower, 1e-6);
+  // The proportion below t falls as the noncentrality rises.
+  const auto where = [&](double below) {
+    const auto excess = [&](double noncentrality) {
+      return NoncentralTBelow(t, degrees, noncentrality) - below;
+    };
+    double low = t - wide, high = t + wide;
+    for (int i = 0; i < 20 && excess(low) < 0.0; ++i) low -= wide;
+    for (int i = 0; i < 20 && excess(high) > 0.0; ++i) high += wide;
+    return Root(excess, low, high) / scale;
+  };
+  const double tail = 0.5 * (1.0 - level);
+  return {where(1.0 - tail), where(tail)};
+}
+
+double DegreesOfM(double count, double degrees, double off) {
+  const double square = off * off;
+  return (1.0 + square) * (1.0 + square) / (1.0 / degrees + 2.0 * square / count);
 }
 
 double HighestOn(double limit) { return limit + WidthOf(limit); }

@@ -43,17 +43,27 @@ CapabilityIndices IndicesOf(const Reach& reach, const Tolerance& tolerance);
 // (mean - aim)/(3 sigma), signed; the aim is the mean where there is neither target nor middle.
 double AimRatio(double mean, double sigma, const Tolerance& tolerance);
 
-// Confidence intervals of indices from a normal sample of n values; level 0..1.
-//   p            p sqrt(chi2(a/2, n - 1)/(n - 1)), exact
-//   k            k -+ z sqrt(1/(9 n) + k^2/(2(n - 1))), a/2 on either side; k may be 0 or less
-//   one-sided    the same with all of a on each side: each bound by itself holds with the level
-// Source   Bissell, Applied Statistics 39 (1990)
+// Confidence intervals of indices of normal values; level 0..1. count: values behind the mean;
+// degrees: of freedom of sigma, count - 1 of the standard deviation of all. A bound by itself, with
+// all of the risk on its side, is that of the level 2 level - 1.
+//   p     p sqrt(chi2(a/2, degrees)/degrees) to p sqrt(chi2(1 - a/2, degrees)/degrees), exact
+//   k     k -+ z sqrt(1/(9 count) + k^2/(2 degrees)); k may be 0 or less
+//   side  of one limit, exact: the noncentralities at which t = 3 index sqrt(count) leaves a/2
+//   above
+//         or below it, over 3 sqrt(count); beyond a t of 1000 as k
+// Source   Kane, J. Quality Technology 18 (1986) for p; Bissell, Applied Statistics 39 (1990) for
+//          k; Chou, Owen & Borrego, J. Quality Technology 22 (1990) for side
 struct ConfidenceInterval {
   double lower, upper;
 };
-ConfidenceInterval IntervalOfP(double p, std::int64_t n, double level);
-ConfidenceInterval IntervalOfK(double k, std::int64_t n, double level);
-ConfidenceInterval OneSidedBounds(double index, std::int64_t n, double level);
+ConfidenceInterval IntervalOfP(double p, double degrees, double level);
+ConfidenceInterval IntervalOfK(double k, double count, double degrees, double level);
+ConfidenceInterval IntervalOfSide(double index, double count, double degrees, double level);
+
+// The degrees with which the interval of m is that of p; off: (mean - aim)/sigma.
+//   (1 + off^2)^2/(1/degrees + 2 off^2/count), which for degrees = count is Boyles' formula
+// Source   Boyles, J. Quality Technology 23 (1991)
+double DegreesOfM(double count, double degrees, double off);
 
 // Figures made from decimal input can differ by a few units in the last place (ulps): within 8 ulps
 // of a limit a value counts as on it. These are the values at the far ends of those that do; NaN of

@@ -7,7 +7,6 @@
 #include <numbers>
 #include <optional>
 
-#include "engine/capability/CapabilityLibrary.h"
 #include "engine/capability/JohnsonChoice.h"
 #include "engine/statistics/Distributions.h"
 #include "engine/statistics/Johnson.h"
@@ -20,7 +19,6 @@ namespace orvspc::studies {
 
 using namespace engine;
 using statistics::FittedLaw;
-using statistics::LawKind;
 using statistics::LawOutcome;
 using statistics::LawSample;
 using statistics::LogTails;
@@ -40,10 +38,7 @@ constexpr const char* kWords[] = {
     "loglogistic", "loglogistic-3", "largest-extreme", "smallest-extreme", "box-cox",
     "johnson"};
 
-bool IsLikelihoodLaw(Law law) { return static_cast<std::size_t>(law) < statistics::kLawKinds; }
-LawKind KindOf(Law law) { return static_cast<LawKind>(law); }
-static_assert(static_cast<std::size_t>(Law::SmallestExtreme) ==
-              static_cast<std::size_t>(LawKind::SmallestExtreme));
+bool IsLikelihoodLaw(Law law) { return static_cast<std::size_t>(law) < kLikelihoodLaws; }
 
 // A law that has its parameters, whichever it is.
 struct Curve {
@@ -55,7 +50,7 @@ struct Curve {
 // Values are normal after the transform.
 Curve TransformedCurve(const std::function<double(double)>& transform,
                        const std::function<double(double)>& back, double mean, double sd) {
-  const FittedLaw normal(LawKind::Normal, mean, sd);
+  const FittedLaw normal(Law::Normal, mean, sd);
   return {[=](double x) {
             const double y = transform(x);
             return std::isnan(y) ? LogTails{-INFINITY, 0.0} : normal.TailsAt(y);
@@ -86,15 +81,25 @@ constexpr std::pair<const char*, statistics::JohnsonFamily> kJohnsonWords[] = {
     {"SB", statistics::JohnsonFamily::Bounded},
     {"SL", statistics::JohnsonFamily::Lognormal}};
 
-Curve CurveOf(const LawFigures& figures) {
+std::vector<double> ValuesOf(const LawFigures& figures) {
   std::vector<double> values;
   for (const auto& parameter : figures.parameters) values.push_back(parameter.value);
-  if (IsLikelihoodLaw(figures.law)) return CurveOf(FittedLaw::Of(KindOf(figures.law), values));
-  if (figures.law == Law::BoxCox) return CurveOfBoxCox(values[0], values[1], values[2]);
+  return values;
+}
+
+statistics::JohnsonCurve JohnsonOf(const LawFigures& figures) {
+  const auto values = ValuesOf(figures);
   auto family = statistics::JohnsonFamily::Lognormal;
   for (const auto& [word, each] : kJohnsonWords)
     if (figures.curve == word) family = each;
-  return CurveOf(statistics::JohnsonCurve({family, values[0], values[1], values[2], values[3]}));
+  return statistics::JohnsonCurve({family, values[0], values[1], values[2], values[3]});
+}
+
+Curve CurveOf(const LawFigures& figures) {
+  const auto values = ValuesOf(figures);
+  if (IsLikelihoodLaw(figures.law)) return CurveOf(FittedLaw::Of(figures.law, values));
+  if (figures.law == Law::BoxCox) return CurveOfBoxCox(values[0], values[1], values[2]);
+  return CurveOf(JohnsonOf(figures));
 }
 
 QuantileIndices IndicesOf(double low, double median, double high, double lsl, double usl) {
@@ -132,7 +137,7 @@ void SetParameters(Law law, std::span<const double> values, LawFigures& figures)
   static constexpr const char* kJohnson[] = {"gamma", "delta", "xi", "lambda"};
   for (std::size_t i = 0; i < values.size(); ++i) {
     figures.parameters.push_back(
-        {std::string(IsLikelihoodLaw(law) ? statistics::FamilyOf(KindOf(law)).names[i]
+        {std::string(IsLikelihoodLaw(law) ? statistics::FamilyOf(law).names[i]
                      : law == Law::BoxCox ? kBoxCox[i]
                                           : kJohnson[i]),
          values[i]});
@@ -217,7 +222,7 @@ std::string Outcome(LawOutcome outcome) {
 }
 
 void FitLikelihoodLaw(const Work& work, Law law, Fitted& to) {
-  const auto kind = KindOf(law);
+  const auto kind = law;
   const statistics::LawFitOptions how{work.options.lognormal_n_minus_1, nullptr};
   const auto fit = statistics::FitLaw(work.sample, kind, how);
   to.figures.iterations = fit.iterations;
@@ -275,7 +280,7 @@ std::optional<BoxCoxParameters> FitBoxCox(const LawSample& sample, bool round, b
 
 double NormalStatistic(std::vector<double> transformed, double mean, double sd) {
   return statistics::AndersonDarling(LawSample(std::move(transformed)),
-                                     FittedLaw(LawKind::Normal, mean, sd));
+                                     FittedLaw(Law::Normal, mean, sd));
 }
 
 void StudyBoxCox(const Work& work, Fitted& to) {
@@ -366,7 +371,7 @@ void StudyJohnson(const Work& work, Fitted& to) {
     const auto again = ChooseJohnson(sample);
     if (again.curve) return statistic(sample, *again.curve);
     if (!again.normal_serves) return kNaN;
-    return statistics::AndersonDarling(sample, statistics::FitLaw(sample, LawKind::Normal).law);
+    return statistics::AndersonDarling(sample, statistics::FitLaw(sample, Law::Normal).law);
   };
 }
 
@@ -379,10 +384,8 @@ void AddTest(const Work& work, Fitted& to) {
     return;
   }
   if (IsLikelihoodLaw(figures.law)) {
-    std::vector<double> values;
-    for (const auto& parameter : figures.parameters) values.push_back(parameter.value);
-    const auto kind = KindOf(figures.law);
-    figures.ad = statistics::AndersonDarling(work.sample, FittedLaw::Of(kind, values));
+    const auto kind = figures.law;
+    figures.ad = statistics::AndersonDarling(work.sample, FittedLaw::Of(kind, ValuesOf(figures)));
     if (statistics::HasTable(kind)) {
       const auto tail = statistics::AndersonDarlingP(kind, figures.ad, work.Count());
       figures.p = tail.p;
@@ -425,7 +428,7 @@ void AddTest(const Work& work, Fitted& to) {
 
 std::size_t ParametersOf(Law law) {
   if (law == Law::BoxCox) return 3;
-  return law == Law::Johnson ? 4 : statistics::FamilyOf(KindOf(law)).parameters;
+  return law == Law::Johnson ? 4 : statistics::FamilyOf(law).parameters;
 }
 
 Interval Banded(double value, const Fitted& fitted, double share, const Work& work) {
@@ -572,7 +575,7 @@ const char* WordOf(Law law) { return kWords[static_cast<std::size_t>(law)]; }
 
 std::vector<Law> LikelihoodLaws() {
   std::vector<Law> laws;
-  for (std::size_t i = 0; i < statistics::kLawKinds; ++i) laws.push_back(static_cast<Law>(i));
+  for (std::size_t i = 0; i < kLikelihoodLaws; ++i) laws.push_back(static_cast<Law>(i));
   return laws;
 }
 
@@ -584,8 +587,7 @@ double LawFigures::ChoiceP() const {
 double PlotAcross(const LawFigures& law, double x) { return CurveOf(law).across(x); }
 double PlotUp(const LawFigures& law, double share) { return CurveOf(law).up(share); }
 bool PlotsLogarithms(Law law) {
-  return IsLikelihoodLaw(law) &&
-         statistics::FamilyOf(KindOf(law)).scale == statistics::LawScale::Log;
+  return IsLikelihoodLaw(law) && statistics::FamilyOf(law).scale == statistics::LawScale::Log;
 }
 double QuantileOfLaw(const LawFigures& law, double share) { return CurveOf(law).quantile(share); }
 
@@ -661,8 +663,7 @@ QuantilesStudy StudyQuantiles(std::span<const double> values, const Specificatio
   study.median = quantile(0.5);
   study.high = quantile(kHighShare);
   if (!HasEnough(sorted.size(), {2, 100}, "values", study.notes)) return study;
-  study.indices =
-      IndicesOf(study.low.value, study.median.value, study.high.value, limits.lower, limits.upper);
+  study.indices = SampleIndices(sorted, limits);
   if (sorted.front() == sorted.back()) {
     study.notes.push_back({"all-equal", "All values are equal, so there are no indices.", {}});
   } else if (0.5 / n > kLowShare) {
@@ -674,15 +675,57 @@ QuantilesStudy StudyQuantiles(std::span<const double> values, const Specificatio
   return study;
 }
 
-std::vector<double> CapabilityValues(platform::Database& database) {
-  std::vector<double> values;
-  const auto* const sample =
-      capability::CapabilityLibrary::LatestSample(database.ConnectionHandle());
-  if (sample == nullptr) return values;
-  values.reserve(sample->Count());
-  for (const auto& block : sample->Blocks())
-    values.insert(values.end(), block.values.begin(), block.values.end());
-  return values;
+QuantileIndices RefittedIndices(const LawFigures& law, std::vector<double> values,
+                                const LawOptions& options) {
+  const LawSample sample(std::move(values));
+  if (sample.Different() < 3) return {};
+  const auto& limits = options.limits;
+  LawFigures again;
+  again.law = law.law;
+  if (IsLikelihoodLaw(law.law)) {
+    const auto kind = law.law;
+    const auto start = FittedLaw::Of(kind, ValuesOf(law));
+    const auto fit = statistics::FitLaw(sample, kind, {options.lognormal_n_minus_1, &start});
+    if (!fit.Exists()) return {};
+    AddIndices(CurveOf(fit.law), limits, again);
+    return again.indices;
+  }
+  if (law.law == Law::BoxCox) {
+    bool at_edge = false;
+    std::vector<double> transformed;
+    const auto fit = FitBoxCox(sample, options.round_lambda, at_edge, transformed);
+    if (!fit || !(fit->sd > 0.0)) return {};
+    const double parameters[] = {fit->lambda, fit->mean, fit->sd};
+    return FiguresOfLaw(Law::BoxCox, parameters, limits).indices;
+  }
+  const auto chosen = ChooseJohnson(sample);
+  if (chosen.curve) {
+    AddIndices(CurveOf(*chosen.curve), limits, again);
+  } else if (chosen.normal_serves) {
+    AddIndices(CurveOf(statistics::FitLaw(sample, Law::Normal).law), limits, again);
+  }
+  return again.indices;
+}
+
+QuantileIndices SampleIndices(const std::vector<double>& sorted,
+                              const SpecificationLimits& limits) {
+  return IndicesOf(statistics::Quantile(sorted, kLowShare), statistics::Quantile(sorted, 0.5),
+                   statistics::Quantile(sorted, kHighShare), limits.lower, limits.upper);
+}
+
+double ValueAcross(const LawFigures& law, double at) {
+  switch (law.law) {
+    case Law::Normal:
+      return at;
+    case Law::Lognormal:
+      return std::exp(at);
+    case Law::BoxCox:
+      return statistics::InverseBoxCox(at, law.parameters[0].value);
+    case Law::Johnson:
+      return JohnsonOf(law).AtScore(at);
+    default:
+      return kNaN;
+  }
 }
 
 }  // namespace orvspc::studies

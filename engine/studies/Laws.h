@@ -9,31 +9,14 @@
 
 #include "engine/studies/Figures.h"
 #include "platform/Database.h"
+#include "platform/Law.h"
+#include "platform/NaN.h"
 #include "platform/Reports.h"
 
 // Capability with laws other than the normal one, and without a law.
 namespace orvspc::studies {
 
-// A 3, or the 2 of the exponential one: with a threshold, below which nothing lies. The last two
-// transform the values so that they are normal.
-enum class Law : std::uint8_t {
-  Normal,
-  Lognormal,
-  Lognormal3,
-  Weibull,
-  Weibull3,
-  Gamma,
-  Gamma3,
-  Exponential,
-  Exponential2,
-  Logistic,
-  Loglogistic,
-  Loglogistic3,
-  LargestExtreme,
-  SmallestExtreme,
-  BoxCox,
-  Johnson
-};
+using orvspc::Law;
 // "weibull-3"
 const char* WordOf(Law law);
 // The fourteen that are fitted by maximum likelihood.
@@ -91,6 +74,9 @@ struct LawFigures {
 // curve: transformed values).
 double PlotAcross(const LawFigures& law, double x);
 double PlotUp(const LawFigures& law, double share);
+// The value that PlotAcross puts there, of laws on whose scale values are normal: normal,
+// lognormal, Box-Cox, Johnson. NaN where no value is.
+double ValueAcross(const LawFigures& law, double at);
 // PlotAcross is ln(x - threshold).
 bool PlotsLogarithms(Law law);
 // The value with that share below.
@@ -131,6 +117,10 @@ LawsStudy StudyLaws(std::span<const double> values, const LawOptions& options = 
 LawFigures FiguresOfLaw(Law law, std::span<const double> parameters,
                         const SpecificationLimits& limits);
 
+// The indices by quantiles of the same law, fitted to other values; all NaN where it cannot be.
+QuantileIndices RefittedIndices(const LawFigures& law, std::vector<double> values,
+                                const LawOptions& options);
+
 struct QuantilesStudy {
   std::int64_t count = 0;
   Interval low, median, high;
@@ -145,8 +135,7 @@ struct QuantilesStudy {
 QuantilesStudy StudyQuantiles(std::span<const double> values, const SpecificationLimits& limits,
                               double level = 0.95);
 
-// The values of this thread's latest capability analysis of the database, as it took them: the same
-// subgroups, normalised as it was asked. Empty when that gave none.
-std::vector<double> CapabilityValues(platform::Database& database);
+// The same of ascending values, without intervals.
+QuantileIndices SampleIndices(const std::vector<double>& sorted, const SpecificationLimits& limits);
 
 }  // namespace orvspc::studies

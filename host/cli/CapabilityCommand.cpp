@@ -9,6 +9,7 @@
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
 #include "host/render/study/Laws.h"
+#include "host/render/study/Sixpack.h"
 
 namespace orvspc::cli {
 
@@ -74,19 +75,32 @@ constexpr Option kRound{"round", nullptr, "with --law box-cox, lambda in halves"
 constexpr render::Word kPositionWords[] = {{"hazen", 0}, {"median-rank", 1}};
 constexpr Choice<std::int32_t> kPositions{
     {"positions", "WORD", "with --law, where the plot has its points", "", false, kPositionWords}};
-constexpr RealInside kLevel{
-    {"level", "X", "of intervals and bands, with --law or --quantiles", "0.95"},
-    0.0,
-    1.0,
-    true,
-    true};
+constexpr RealInside kLevel{{"level", "X", "of intervals and bands", "0.95"}, 0.0, 1.0, true, true};
 constexpr RealInside kDraws{
     {"draws", "N", "with --law, draws of a simulated P", "1000"}, 99.0, 100000.0};
 constexpr RealInside kSeed{
-    {"seed", "N", "with --law, of these draws", "20260101"}, 0.0, 9007199254740991.0};
-constexpr Option kOfLaws[] = {kDivisor, kRound, kPositions, kDraws, kSeed};
-constexpr Option kStudyOptions[] = {kLaw,       kQuantiles, kDivisor, kRound,
-                                    kPositions, kLevel,     kDraws,   kSeed};
+    {"seed", "N", "of these draws, and of resamples", "20260101"}, 0.0, 9007199254740991.0};
+constexpr Option kTransform{"transform", nullptr,
+                            "with --law box-cox or johnson, short-term indices of the transformed "
+                            "values"};
+constexpr Option kIntervals{"intervals", nullptr, "confidence intervals of the indices"};
+constexpr render::Word kBoundWords[] = {
+    {"both", static_cast<std::int32_t>(studies::Bound::Both)},
+    {"lower", static_cast<std::int32_t>(studies::Bound::Lower)},
+    {"upper", static_cast<std::int32_t>(studies::Bound::Upper)}};
+constexpr Choice<studies::Bound> kBound{
+    {"bound", "WORD", "with --intervals, both bounds or one with all of the risk", "", false,
+     kBoundWords}};
+constexpr Option kBetweenWithin{"between-within", nullptr,
+                                "indices with the spread between subgroups beside that within"};
+constexpr Option kSixpack{"sixpack", nullptr,
+                          "chart, pieces, histogram, probability plot and indices in one picture"};
+constexpr Option kOfLaws[] = {kDivisor, kRound, kPositions, kDraws, kTransform};
+constexpr Option kStudyOptions[] = {kLaw,   kQuantiles,     kDivisor, kRound,     kPositions,
+                                    kLevel, kDraws,         kSeed,    kTransform, kIntervals,
+                                    kBound, kBetweenWithin, kSixpack};
+// Each of them asks for something that the XML document has no place for.
+constexpr Option kAsking[] = {kLaw, kQuantiles, kIntervals, kBetweenWithin, kSixpack};
 constexpr Option kOptions[] = {kMax,      kFit,       kSigma,     kUsl,   kTarget,
                                kLsl,      kNormalize, kBins,      kCurve, kWindow,
                                kWindowSd, kWindowMin, kWindowMax, kPhase, kAllPhases};
@@ -134,10 +148,12 @@ std::shared_ptr<CAProcessing> MakeProcessing(const Arguments& arguments) {
 // What is asked for beside the analysis.
 struct Asked {
   std::optional<studies::LawOptions> laws;
-  std::optional<double> quantiles;  // their level
-  std::vector<render::StudyOption> options;
+  bool quantiles = false, intervals = false, between_within = false, transform = false,
+       sixpack = false;
+  studies::IndexOptions indices;
+  std::vector<render::ResolvedOption> options;
 
-  bool Any() const { return laws || quantiles; }
+  bool Any() const { return laws || quantiles || intervals || between_within; }
 };
 
 double WholeNumber(const Arguments& arguments, const RealInside& option, double value) {
@@ -146,35 +162,72 @@ double WholeNumber(const Arguments& arguments, const RealInside& option, double 
                *arguments.Value(option));
 }
 
-Asked AskedOf(const Arguments& arguments) {
-  Asked asked;
-  const bool has_law = arguments.Has(kLaw), has_quantiles = arguments.Has(kQuantiles);
+std::uint64_t SeedOf(const Arguments& arguments, StudyOptions& options, std::uint64_t usual) {
+  return static_cast<std::uint64_t>(
+      WholeNumber(arguments, kSeed, options.Get("Seed", kSeed, static_cast<double>(usual))));
+}
+
+void CheckTogether(const Arguments& arguments) {
+  const bool has_law = arguments.Has(kLaw), has_quantiles = arguments.Has(kQuantiles),
+             has_intervals = arguments.Has(kIntervals);
   if (has_law && arguments.Has(kFit)) throw Misuse("--law goes without --fit");
   if (has_law && has_quantiles) throw Misuse("--quantiles goes without --law");
+  if (arguments.Has(kSixpack) && has_quantiles) throw Misuse("--sixpack goes without --quantiles");
+  if (arguments.Has(kSixpack) && arguments.Get(kFit) != caFitNormal)
+    throw Misuse("--sixpack goes with --fit normal");
+  if (has_intervals && arguments.Get(kFit) != caFitNormal)
+    throw Misuse("--intervals goes with --fit normal; --law johnson has intervals of its own");
   if (const auto given = arguments.FirstOf(kOfLaws); !has_law && !given.empty())
     throw Misuse(given + " goes with --law");
-  if (arguments.Has(kLevel) && !has_law && !has_quantiles)
-    throw Misuse("--level goes with --law or --quantiles");
+  if (arguments.Has(kLevel) && !has_law && !has_quantiles && !has_intervals)
+    throw Misuse("--level goes with --law, --quantiles or --intervals");
+  if (arguments.Has(kSeed) && !has_law && !has_intervals)
+    throw Misuse("--seed goes with --law or --intervals");
+  if (arguments.Has(kBound) && !has_intervals) throw Misuse("--bound goes with --intervals");
+  const auto law = arguments.Get(kLaw);
+  if (arguments.Has(kTransform) && law != CodeOf(studies::Law::BoxCox) &&
+      law != CodeOf(studies::Law::Johnson))
+    throw Misuse("--transform goes with --law box-cox or johnson");
+}
+
+studies::LawOptions LawOptionsOf(const Arguments& arguments, StudyOptions& options) {
+  studies::LawOptions laws;
+  const auto word = options.Get("Law", kLaw);
+  if (word >= static_cast<std::int32_t>(LawWord::Best)) {
+    laws.laws = studies::LikelihoodLaws();
+  } else {
+    laws.laws = {static_cast<studies::Law>(word)};
+  }
+  laws.lognormal_n_minus_1 = options.Get("Sd", kDivisor) != 0;
+  laws.round_lambda = options.Get("Round", kRound);
+  laws.median_ranks = options.Get("Positions", kPositions) != 0;
+  laws.draws = static_cast<std::int64_t>(WholeNumber(
+      arguments, kDraws, options.Get("Draws", kDraws, static_cast<double>(laws.draws))));
+  return laws;
+}
+
+Asked AskedOf(const Arguments& arguments) {
+  CheckTogether(arguments);
+  Asked asked;
   StudyOptions options(arguments);
-  if (has_law) {
-    studies::LawOptions laws;
-    const auto word = options.Get("Law", kLaw);
-    if (word >= static_cast<std::int32_t>(LawWord::Best)) {
-      laws.laws = studies::LikelihoodLaws();
-    } else {
-      laws.laws = {static_cast<studies::Law>(word)};
-    }
-    laws.lognormal_n_minus_1 = options.Get("Sd", kDivisor) != 0;
-    laws.round_lambda = options.Get("Round", kRound);
-    laws.median_ranks = options.Get("Positions", kPositions) != 0;
-    laws.level = options.Get("Level", kLevel, laws.level);
-    laws.draws = static_cast<std::int64_t>(WholeNumber(
-        arguments, kDraws, options.Get("Draws", kDraws, static_cast<double>(laws.draws))));
-    laws.seed = static_cast<std::uint64_t>(
-        WholeNumber(arguments, kSeed, options.Get("Seed", kSeed, static_cast<double>(laws.seed))));
-    asked.laws = std::move(laws);
-  } else if (options.Get("Quantiles", kQuantiles)) {
-    asked.quantiles = options.Get("Level", kLevel, 0.95);
+  asked.sixpack = arguments.Has(kSixpack);
+  // The picture has the probability plot of a law.
+  if (arguments.Has(kLaw) || asked.sixpack) {
+    asked.laws = LawOptionsOf(arguments, options);
+    asked.transform = options.Get("Transform", kTransform);
+  }
+  asked.quantiles = arguments.Has(kQuantiles) && options.Get("Quantiles", kQuantiles);
+  asked.intervals = arguments.Has(kIntervals) && options.Get("Intervals", kIntervals);
+  asked.between_within =
+      arguments.Has(kBetweenWithin) && options.Get("BetweenWithin", kBetweenWithin);
+  if (asked.intervals) asked.indices.bound = options.Get("Bound", kBound);
+  if (asked.laws || asked.quantiles || asked.intervals)
+    asked.indices.level = options.Get("Level", kLevel, asked.indices.level);
+  if (asked.laws || asked.intervals)
+    asked.indices.seed = SeedOf(arguments, options, asked.indices.seed);
+  if (asked.laws) {
+    asked.laws->level = asked.indices.level;
+    asked.laws->seed = asked.indices.seed;
   }
   asked.options = options.Take();
   return asked;
@@ -184,16 +237,29 @@ render::LawsDocument StudyOf(const Asked& asked, render::CapabilityDocument capa
                              const QualityDatabase& database) {
   render::LawsDocument document{std::move(capability), asked.options, {}, {}};
   const auto& read = document.capability.capability;
-  const studies::SpecificationLimits limits{read.Figure("SpecLim.Lsl"), read.Figure("SpecLim.Usl")};
-  const auto values = studies::CapabilityValues(*database.Database());
-  if (values.empty()) return document;
+  auto indices = asked.indices;
+  indices.limits = {read.Figure("SpecLim.Lsl"), read.Figure("SpecLim.Usl")};
+  indices.target = read.Figure("SpecLim.Tar");
+  const auto sample = studies::LatestCapability(*database.Database());
+  auto laws = asked.laws.value_or(studies::LawOptions());
+  laws.limits = indices.limits;
+  const studies::LawFigures* chosen = nullptr;
   if (asked.laws) {
-    auto options = *asked.laws;
-    options.limits = limits;
-    document.laws = studies::StudyLaws(values, options);
-  } else {
-    document.quantiles = studies::StudyQuantiles(values, limits, *asked.quantiles);
+    document.laws = sample.Empty() ? studies::LawsStudy() : studies::StudyLaws(sample.values, laws);
+    if (!document.laws->laws.empty()) chosen = &document.laws->laws[document.laws->chosen];
+    if (chosen != nullptr && !chosen->Exists()) chosen = nullptr;
   }
+  if (asked.quantiles)
+    document.quantiles =
+        sample.Empty() ? studies::QuantilesStudy()
+                       : studies::StudyQuantiles(sample.values, indices.limits, indices.level);
+  if (asked.intervals) document.intervals = studies::StudyIndices(sample, indices);
+  if (asked.intervals && (chosen != nullptr || asked.quantiles))
+    document.quantile_intervals = studies::StudyQuantileIndices(sample, chosen, laws, indices);
+  if (asked.between_within)
+    document.between_within = studies::StudyBetweenWithin(sample, indices, asked.intervals);
+  if (asked.transform && chosen != nullptr)
+    document.transformed = studies::StudyTransformed(sample, *chosen, indices);
   return document;
 }
 
@@ -205,6 +271,16 @@ std::string FormattedLaws(const render::LawsDocument& document, const Presentati
                                 : render::RenderCapabilityText(view, shown.text);
 }
 
+std::string FormattedSixpack(render::LawsDocument study, const Analysis& run) {
+  render::SixpackDocument document{std::move(study), {}, {}};
+  if (!document.capability.capability.capability.Empty()) {
+    document.chart = RunChart(run.database, run.select, std::make_shared<CCProcessing>());
+    document.pieces = StreamsOf(run, {}, document.chart.notes);
+  }
+  const auto view = render::MakeSixpackView(document, run.names);
+  return run.format == "svg" ? render::RenderStudySvg(view) : render::RenderStudyHtml(view);
+}
+
 int Run(const Arguments& arguments, Console& console) {
   const auto processing = MakeProcessing(arguments);
   const auto asked = AskedOf(arguments);
@@ -212,8 +288,7 @@ int Run(const Arguments& arguments, Console& console) {
       arguments, console, kDrawnAndStored, kMax, ttVariable, [&](Analysis& run) -> Outcome {
         run.database.JoinPhases(arguments.Has(kAllPhases));
         if (run.format == "xml" && asked.Any())
-          throw Misuse("--format xml has no place for " +
-                       std::string(asked.laws ? "--law" : "--quantiles"));
+          throw Misuse("--format xml has no place for " + arguments.FirstOf(kAsking));
         if (run.format == "xml") {
           auto [results, report] = Analysed<CAAnalysis>(run.database, run.select, processing);
           std::string text = results->GetXML() + "\n";
@@ -225,7 +300,10 @@ int Run(const Arguments& arguments, Console& console) {
         const bool empty = document.capability.bins.empty();
         if (empty) NoteEmpty(run, kMax, document.notes);
         if (!asked.Any()) return {Formatted(document, run), empty};
-        return {FormattedLaws(StudyOf(asked, std::move(document), run.database), run), empty};
+        auto study = StudyOf(asked, std::move(document), run.database);
+        const bool is_picture = run.format == "svg" || run.format == "html";
+        if (!asked.sixpack || !is_picture) return {FormattedLaws(study, run), empty};
+        return {FormattedSixpack(std::move(study), run), empty};
       });
 }
 
@@ -266,19 +344,21 @@ std::string SettingsText(const CAProcessing& processing, const render::TextOptio
 }
 
 Command CapabilityCommand() {
-  return {"capability",
-          "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
-          "Histogram, fitted curve and capability indices against the limits",
-          "Takes every selected subgroup unless --max says otherwise. Limits are the stored "
-          "specification limits; with --usl, --target or --lsl only those that are given here "
-          "count. Of a stream with phases the newest one is taken. --law changes none of this: its "
-          "figures come beside it. --law best fits fourteen laws and takes the least AIC of those "
-          "with P 0.05 or more; all shows the same table.\n"
-          "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a "
-          "database.",
-          "orvspc capability --db q.db --part Ring --test Diameter --fit johnson -o ring.html",
-          Together(SelectionOptions(), kOptions, kStudyOptions, kPageOptions),
-          Run};
+  return {
+      "capability",
+      "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
+      "Histogram, fitted curve and capability indices against the limits",
+      "Takes every selected subgroup unless --max says otherwise. Limits are the stored "
+      "specification limits; with --usl, --target or --lsl only those that are given here "
+      "count. Of a stream with phases the newest one is taken. --law, --quantiles, --intervals and "
+      "--between-within change none of this: their figures come beside it. --law best fits "
+      "fourteen laws and takes the least AIC of those with P 0.05 or more; all shows the same "
+      "table.\n"
+      "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a "
+      "database.",
+      "orvspc capability --db q.db --part Ring --test Diameter --fit johnson -o ring.html",
+      Together(SelectionOptions(), kOptions, kStudyOptions, kPageOptions),
+      Run};
 }
 
 }  // namespace orvspc::cli

@@ -93,6 +93,14 @@ constexpr Picture kPictures[] = {
     {"shaft-laws", "Capability by the law that fits best",
      "The same run-out of shafts: fourteen laws, and indices by the quantiles of one.",
      "capability --part Shaft --law best"},
+    {"bottle-sixpack", "Six pictures of one capability",
+     "Bursting strength of 100 glass containers, with intervals of each index.",
+     "capability --part Bottle --intervals --sixpack"},
+    {"study-tolerance", "Tolerance limits",
+     "What 99 percent of all such containers reach, with a confidence of 95 percent.",
+     "study tolerance --part Bottle --content 0.99 --confidence 0.95"},
+    {"study-counts", "Capability of counts", "Purchase orders with an error.",
+     "study counts --part 'Purchase order'"},
     {"study-ewma", "EWMA with exact limits", "Flow width of wafers; the shift at the end.",
      "study ewma --part Wafer --max 0"},
     {"study-cusum", "Cusum of two arms", "The same flow width.",
@@ -134,9 +142,16 @@ constexpr Picture kPictures[] = {
      "study linearity --data linearity.csv --process-sd 2.5"},
     {"study-agreement", "Agreement of appraisers", "30 parts sorted twice by three appraisers.",
      "study agreement --data agreement.csv --good good"},
+    {"study-t2", "T2 chart of two variables",
+     "20 subgroups of 4 (Ryan, Statistical Methods for Quality Improvement), and what caused "
+     "signals.",
+     "study t2 --data two-variables.csv --columns x1,x2 --subgroup sample"},
+    {"study-mewma", "MEWMA of two variables",
+     "Simulated; the means of a coating shift by half a sigma each.",
+     "study mewma --data coating.csv --columns thickness,hardness --base 30"},
     {"study-plan", "Acceptance sampling",
      "The least plan for 1 percent accepted and 5 percent rejected.",
-     "study plan --aql 0.01 --alpha 0.05 --rql 0.05 --beta 0.1 --lot 10000", true},
+     "study plan --aql 0.01 --alpha 0.05 --rql 0.05 --beta 0.1 --lot-size 10000", true},
 };
 
 // The words of a command line whose only quotes are '.

@@ -115,7 +115,7 @@ TEST_F(LawsProgram, Misuse) {
       {"--law weibull --quantiles", "--quantiles goes without --law"},
       {"--law cauchy", "--law"},
       {"--draws 500", "--draws goes with --law"},
-      {"--level 0.9", "--level goes with --law or --quantiles"},
+      {"--level 0.9", "--level goes with --law, --quantiles or --intervals"},
       {"--law gamma --draws 50", "--draws takes a number from 99 to 100000, not 50"},
       {"--law gamma --draws 100.5", "--draws takes a whole number, not 100.5"},
       {"--quantiles --level 1", "--level takes a number above 0 to below 1, not 1"},

@@ -40,28 +40,41 @@ void WriteIndices(JsonWriter& json, const QuantileIndices& indices) {
 
 void WriteLaw(JsonWriter& json, const LawFigures& law) {
   json.Member("Law", studies::WordOf(law.law));
-  json.MemberIf(!law.curve.empty(), "Curve", law.curve);
-  json.Object(
-      "Parameters",
-      [&] {
-        for (const auto& parameter : law.parameters) json.Member(parameter.name, parameter.value);
-      },
-      true);
-  json.Members("LogLik", law.log_likelihood, "AIC", law.aic, "AD", law.ad);
-  // Beyond the ends of a table there is a bound in place of P.
-  if (!std::isnan(law.p_above)) {
-    json.Member("PLow", law.p_above);
-  } else if (!std::isnan(law.p_below)) {
-    json.Member("PHigh", law.p_below);
-  } else {
-    json.Member("P", law.p < studies::kLeastP ? 0.0 : law.p);
-  }
-  json.MemberIf(!law.p_method.empty(), "PMethod", law.p_method);
-  json.MemberIf(law.draws > 0, "Draws", law.draws);
-  json.Members("Iterations", law.iterations, "Converged", law.converged);
+  WriteLawFit(json, law);
   WriteQuantiles(json, law.low, law.median, law.high);
   WriteIndices(json, law.indices);
   json.Members("BelowPPM", law.ppm_below, "AbovePPM", law.ppm_above);
+}
+
+void WriteNamed(JsonWriter& json, const char* key,
+                const std::vector<studies::NamedInterval>& indices) {
+  json.Object(key, [&] {
+    for (const auto& each : indices) WriteInterval(json, each.name.c_str(), each.interval);
+  });
+}
+
+void WriteFacts(JsonWriter& json, const studies::BootstrapFacts& facts) {
+  json.Members("Resamples", facts.draws, "Failed", facts.failed);
+}
+
+void WriteBetweenWithin(JsonWriter& json, const studies::BetweenWithinStudy& study) {
+  json.Object("BetweenWithin", [&] {
+    WriteFigure(json, "Within", study.within);
+    WriteFigure(json, "Means", study.means);
+    json.Member("HarmonicSize", study.harmonic_size);
+    WriteFigure(json, "Between", study.between);
+    WriteFigure(json, "Both", study.both);
+    WriteNamed(json, "Indices", study.indices);
+    WriteFacts(json, study.bootstrap);
+  });
+}
+
+void WriteTransformed(JsonWriter& json, const studies::TransformedStudy& study) {
+  json.Object("Transformed", [&] {
+    json.Members("Mean", study.mean, "Within", study.within.value, "Estimator", study.within.name,
+                 "Lsl", study.limits.lower, "Usl", study.limits.upper);
+    WriteNamed(json, "Indices", study.indices);
+  });
 }
 
 void WritePlot(JsonWriter& json, const studies::ProbabilityPlot& plot) {
@@ -74,12 +87,6 @@ void WritePlot(JsonWriter& json, const studies::ProbabilityPlot& plot) {
     json.EndObject();
   }
   json.EndArray();
-}
-
-std::string PText(const LawFigures& law) {
-  if (!std::isnan(law.p_above)) return "> " + Significant(law.p_above, 3);
-  if (!std::isnan(law.p_below)) return "< " + Significant(law.p_below, 3);
-  return law.p < 0.001 ? "< 0.001" : Significant(law.p, 3);
 }
 
 std::string ParametersText(const LawFigures& law) {
@@ -130,6 +137,37 @@ std::vector<Table> QuantileTables(const std::string& title, const Interval& low,
   return tables;
 }
 
+Table IntervalTable(const std::string& title, const std::vector<studies::NamedInterval>& indices) {
+  Table table{title, {"", "#value", "#from", "#to", "method"}, {}};
+  for (const auto& [name, interval] : indices) {
+    const bool has_bounds = !std::isnan(interval.lower) || !std::isnan(interval.upper);
+    table.rows.push_back({name, IndexText(interval.value), IndexText(interval.lower),
+                          IndexText(interval.upper), has_bounds ? interval.method : ""});
+  }
+  return table;
+}
+
+std::string LevelText(const std::vector<studies::NamedInterval>& indices) {
+  return indices.empty() ? "" : ", " + Significant(100.0 * indices[0].interval.level, 4) + " %";
+}
+
+std::vector<Table> BetweenWithinTables(const studies::BetweenWithinStudy& study) {
+  Table table{"Between and within subgroups", {"", "#sigma", "from"}, {}};
+  const auto row = [&](const char* name, const studies::Figure& figure) {
+    table.rows.push_back({name, std::isnan(figure.value) ? "" : Significant(figure.value, 6),
+                          figure.estimator.empty() ? "" : EstimatorText(figure.estimator)});
+  };
+  row("within subgroups", study.within);
+  row("of subgroup means", study.means);
+  row("between subgroups", study.between);
+  row("both together", study.both);
+  std::vector<Table> tables;
+  tables.push_back(std::move(table));
+  if (!study.indices.empty())
+    tables.push_back(IntervalTable("Indices by both together", study.indices));
+  return tables;
+}
+
 // The chosen law's probability plot: a straight line if the law is right.
 class ProbabilityPlotDrawing {
  public:
@@ -140,7 +178,7 @@ class ProbabilityPlotDrawing {
     transforms_ = law.law == studies::Law::BoxCox || law.law == studies::Law::Johnson;
   }
 
-  Plot Draw(const CapabilityView& view) {
+  Plot Draw(const std::vector<ValueMark>& limits) {
     Plot plot;
     plot.title = "Probability plot, " + std::string(studies::WordOf(law_.law));
     plot.caption =
@@ -162,7 +200,7 @@ class ProbabilityPlotDrawing {
                             " %");
     }
     plot.symbols.push_back(std::move(points));
-    for (const auto& limit : view.limits) AddLimit(plot, Place(limit.at), limit.text);
+    for (const auto& limit : limits) AddLimit(plot, Place(limit.at), limit.text);
     return plot;
   }
 
@@ -252,36 +290,93 @@ class ProbabilityPlotDrawing {
 
 CapabilityDocument WithNotes(const LawsDocument& document) {
   auto capability = document.capability;
-  const auto add = [&](const std::vector<Note>& notes) {
-    capability.notes.insert(capability.notes.end(), notes.begin(), notes.end());
+  const auto add = [&](const auto& study) {
+    if (!study) return;
+    capability.notes.insert(capability.notes.end(), study->notes.begin(), study->notes.end());
   };
-  if (document.laws) add(document.laws->notes);
-  if (document.quantiles) add(document.quantiles->notes);
+  add(document.laws);
+  add(document.quantiles);
+  add(document.intervals);
+  add(document.quantile_intervals);
+  add(document.between_within);
+  add(document.transformed);
   return capability;
+}
+
+// The members of a law or of quantiles.
+void WriteDistribution(JsonWriter& json, const LawsDocument& document) {
+  if (document.quantiles) {
+    const auto& of = *document.quantiles;
+    json.NullMember("Law");
+    WriteQuantiles(json, of.low, of.median, of.high);
+    WriteIndices(json, of.indices);
+    return;
+  }
+  const auto* const chosen = ChosenOf(document);
+  json.Objects<Spread::Blocks>("Laws", document.laws->laws,
+                               [&](const LawFigures& law) { WriteLaw(json, law); });
+  json.MemberIf(chosen != nullptr, "Law", chosen ? studies::WordOf(chosen->law) : "");
+  const LawFigures none;
+  const auto& of = chosen ? *chosen : none;
+  WriteQuantiles(json, of.low, of.median, of.high);
+  WriteIndices(json, of.indices);
+  WritePlot(json, document.laws->plot);
 }
 
 }  // namespace
 
+void WriteLawFit(JsonWriter& json, const LawFigures& law) {
+  json.MemberIf(!law.curve.empty(), "Curve", law.curve);
+  json.Object(
+      "Parameters",
+      [&] {
+        for (const auto& parameter : law.parameters) json.Member(parameter.name, parameter.value);
+      },
+      true);
+  json.Members("LogLik", law.log_likelihood, "AIC", law.aic, "AD", law.ad);
+  // Beyond the ends of a table there is a bound in place of P.
+  if (!std::isnan(law.p_above)) {
+    json.Member("PLow", law.p_above);
+  } else if (!std::isnan(law.p_below)) {
+    json.Member("PHigh", law.p_below);
+  } else {
+    json.Member("P", law.p < studies::kLeastP ? 0.0 : law.p);
+  }
+  json.MemberIf(!law.p_method.empty(), "PMethod", law.p_method);
+  json.MemberIf(law.draws > 0, "Draws", law.draws);
+  json.Members("Iterations", law.iterations, "Converged", law.converged);
+}
+
+std::string PText(const LawFigures& law) {
+  if (!std::isnan(law.p_above)) return "> " + Significant(law.p_above, 3);
+  if (!std::isnan(law.p_below)) return "< " + Significant(law.p_below, 3);
+  return law.p < 0.001 ? "< 0.001" : Significant(law.p, 3);
+}
+
+Plot ProbabilityPlotOf(const LawFigures& law, const studies::ProbabilityPlot& data,
+                       const std::vector<ValueMark>& limits) {
+  return ProbabilityPlotDrawing(law, data).Draw(limits);
+}
+
 std::string LawsJson(const LawsDocument& document) {
   return CapabilityJson(WithNotes(document), [&](JsonWriter& json) {
     WriteOptions(json, document.options);
-    const auto* const chosen = ChosenOf(document);
-    if (document.quantiles) {
-      const auto& of = *document.quantiles;
-      json.NullMember("Law");
-      WriteQuantiles(json, of.low, of.median, of.high);
-      WriteIndices(json, of.indices);
-      return;
+    if (document.laws || document.quantiles) WriteDistribution(json, document);
+    if (document.intervals) {
+      const auto& of = *document.intervals;
+      json.Object(
+          "Degrees",
+          [&] { json.Members("Within", of.within_degrees, "Overall", of.overall_degrees); }, true);
+      WriteNamed(json, "Intervals", of.indices);
     }
-    json.Objects<Spread::Blocks>("Laws",
-                                 document.laws ? document.laws->laws : std::vector<LawFigures>(),
-                                 [&](const LawFigures& law) { WriteLaw(json, law); });
-    json.MemberIf(chosen != nullptr, "Law", chosen ? studies::WordOf(chosen->law) : "");
-    const LawFigures none;
-    const auto& of = chosen ? *chosen : none;
-    WriteQuantiles(json, of.low, of.median, of.high);
-    WriteIndices(json, of.indices);
-    WritePlot(json, document.laws ? document.laws->plot : studies::ProbabilityPlot());
+    if (document.quantile_intervals) {
+      json.Object("QuantileIntervals", [&] {
+        WriteNamed(json, "Indices", document.quantile_intervals->indices);
+        WriteFacts(json, document.quantile_intervals->bootstrap);
+      });
+    }
+    if (document.between_within) WriteBetweenWithin(json, *document.between_within);
+    if (document.transformed) WriteTransformed(json, *document.transformed);
   });
 }
 
@@ -289,20 +384,35 @@ CapabilityView MakeLawsView(const LawsDocument& document, const Names& names) {
   auto view = MakeCapabilityView(WithNotes(document), names);
   if (view.Empty()) return view;
   const auto add = [&](std::vector<Table> tables) {
-    for (auto& table : tables) view.tables.push_back(std::move(table));
+    for (auto& table : tables) {
+      if (!table.rows.empty()) view.tables.push_back(std::move(table));
+    }
   };
+  if (document.intervals) {
+    const auto& of = document.intervals->indices;
+    add({IntervalTable("Intervals of the indices" + LevelText(of), of)});
+  }
+  if (document.between_within) add(BetweenWithinTables(*document.between_within));
   if (document.quantiles) {
     const auto& of = *document.quantiles;
     add(QuantileTables("Sample", of.low, of.median, of.high, of.indices));
   }
-  if (!document.laws) return view;
-  add(LawTables(*document.laws));
+  if (document.laws) add(LawTables(*document.laws));
   const auto* const chosen = ChosenOf(document);
-  if (chosen == nullptr) return view;
-  add(QuantileTables(studies::WordOf(chosen->law), chosen->low, chosen->median, chosen->high,
-                     chosen->indices));
-  if (document.laws->plot.x.empty()) return view;
-  auto plot = ProbabilityPlotDrawing(*chosen, document.laws->plot).Draw(view);
+  if (chosen != nullptr) {
+    add(QuantileTables(studies::WordOf(chosen->law), chosen->low, chosen->median, chosen->high,
+                       chosen->indices));
+  }
+  if (document.quantile_intervals) {
+    const auto& of = document.quantile_intervals->indices;
+    add({IntervalTable("Intervals of the indices by quantiles" + LevelText(of), of)});
+  }
+  if (document.transformed) {
+    const auto& of = document.transformed->indices;
+    add({IntervalTable("Short-term indices of transformed values" + LevelText(of), of)});
+  }
+  if (chosen == nullptr || document.laws->plot.x.empty()) return view;
+  auto plot = ProbabilityPlotOf(*chosen, document.laws->plot, view.limits);
   view.below = [plots = std::vector<Plot>{std::move(plot)}](Scene& scene, double y) {
     return DrawPlots(scene, plots, 1, y);
   };

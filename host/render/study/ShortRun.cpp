@@ -34,7 +34,7 @@ const char* TitleOfGraph(studies::SpreadGraph graph) {
 }
 
 bool IsOfScores(const ShortRunDocument& document) {
-  return std::ranges::any_of(document.head.options, [](const StudyOption& option) {
+  return std::ranges::any_of(document.head.options, [](const ResolvedOption& option) {
     return option.key == "Kind" && option.value == decltype(option.value)(std::string("z"));
   });
 }

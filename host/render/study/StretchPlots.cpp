@@ -39,7 +39,8 @@ void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& st
   for (std::size_t i = 0; i < values.size(); ++i) {
     auto& to = stretch.IsUsed(i) ? used : forgotten;
     const double x = place.first + static_cast<double>(i);
-    const auto tip = IsoTime(stretch.times[i]) + ": " + Significant(values[i], 6);
+    const auto when = stretch.times.empty() ? std::to_string(i + 1) : IsoTime(stretch.times[i]);
+    const auto tip = when + ": " + Significant(values[i], 6);
     to.x.push_back(x);
     to.y.push_back(values[i]);
     to.tips.push_back(tip);

@@ -17,7 +17,8 @@ namespace orvspc::render {
 std::vector<double> Places(const StretchPlace& place, std::size_t count);
 // Raw values, faint, below what is drawn of them.
 void AddFaint(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch);
-// Points of a statistic: used ones, those that are forgotten, and those with a signal.
+// Points of a statistic: used ones, those that are forgotten, and those with a signal. Without
+// times their tips have numbers.
 void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
                const std::vector<double>& values, const std::vector<std::uint8_t>& signals);
 

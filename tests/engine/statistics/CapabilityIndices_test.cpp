@@ -102,14 +102,14 @@ TEST(ConfidenceIntervals, TwelveValues) {
   const double mean = Mean(kTwelve);
   const auto cp = IndicesOf(Reach::OfNormal(mean, SigmaOfTwelve()), limits);
   const auto pp = IndicesOf(Reach::OfNormal(mean, SampleStandardDeviation(kTwelve)), limits);
-  expect(IntervalOfP(cp.p, 12, 0.95), 0.80846, 1.937713);
-  expect(OneSidedBounds(cp.lower, 12, 0.95), 0.911657, 1.970943);
-  expect(OneSidedBounds(cp.upper, 12, 0.95), 0.820114, 1.787953);
-  expect(IntervalOfK(cp.k, 12, 0.95), 0.727408, 1.880659);
-  expect(IntervalOfP(pp.p, 12, 0.95), 0.949773, 2.27641);
-  expect(OneSidedBounds(pp.lower, 12, 0.95), 1.078708, 2.307749);
-  expect(OneSidedBounds(pp.upper, 12, 0.95), 0.971902, 2.092035);
-  expect(IntervalOfK(pp.k, 12, 0.95), 0.864608, 2.199329);
+  expect(IntervalOfP(cp.p, 11, 0.95), 0.80846, 1.937713);
+  expect(IntervalOfK(cp.lower, 12, 11, 0.9), 0.911657, 1.970943);
+  expect(IntervalOfK(cp.upper, 12, 11, 0.9), 0.820114, 1.787953);
+  expect(IntervalOfK(cp.k, 12, 11, 0.95), 0.727408, 1.880659);
+  expect(IntervalOfP(pp.p, 11, 0.95), 0.949773, 2.27641);
+  expect(IntervalOfK(pp.lower, 12, 11, 0.9), 1.078708, 2.307749);
+  expect(IntervalOfK(pp.upper, 12, 11, 0.9), 0.971902, 2.092035);
+  expect(IntervalOfK(pp.k, 12, 11, 0.95), 0.864608, 2.199329);
 }
 
 // k -+ z sqrt(1/(9 n) + k^2/(2(n - 1))) with z 1.959963985 and 1.644853627, worked apart.
@@ -118,12 +118,12 @@ TEST(ConfidenceIntervals, AnIndexAtOrBelowZeroHasItsBoundsTheRightWayRound) {
     EXPECT_NEAR(got.lower, lower, 1e-9);
     EXPECT_NEAR(got.upper, upper, 1e-9);
   };
-  expect(IntervalOfK(-0.5, 20, 0.95), -0.715903203524, -0.284096796476);
-  expect(IntervalOfK(0.0, 20, 0.95), -0.146087090096, 0.146087090096);
-  expect(OneSidedBounds(-1.2, 50, 0.95), -1.413932800221, -0.986067199779);
+  expect(IntervalOfK(-0.5, 20, 19, 0.95), -0.715903203524, -0.284096796476);
+  expect(IntervalOfK(0.0, 20, 19, 0.95), -0.146087090096, 0.146087090096);
+  expect(IntervalOfK(-1.2, 50, 49, 0.9), -1.413932800221, -0.986067199779);
   // One more published interval, which the mirror image of its index has mirrored.
-  expect(IntervalOfK(1.33, 20, 0.95), 0.882606050559, 1.777393949441);
-  expect(IntervalOfK(-1.33, 20, 0.95), -1.777393949441, -0.882606050559);
+  expect(IntervalOfK(1.33, 20, 19, 0.95), 0.882606050559, 1.777393949441);
+  expect(IntervalOfK(-1.33, 20, 19, 0.95), -1.777393949441, -0.882606050559);
 }
 
 // Montgomery's piston rings, the first 25 samples of 5: 125 values, lsl 73.95, usl 74.05.
@@ -132,14 +132,14 @@ TEST(ConfidenceIntervals, PistonRings) {
     EXPECT_NEAR(got.lower, lower, 1e-8);
     EXPECT_NEAR(got.upper, upper, 1e-8);
   };
-  expect(IntervalOfP(1.7032806092559, 125, 0.95), 1.49141088992072, 1.91482637762929);
-  expect(OneSidedBounds(1.74334176918515, 125, 0.95), 1.55476454822974, 1.93191899014056);
-  expect(OneSidedBounds(1.66321944932665, 125, 0.95), 1.48270982126942, 1.84372907738388);
-  expect(IntervalOfK(1.66321944932665, 125, 0.95), 1.44812896099511, 1.87830993765819);
-  expect(IntervalOfP(1.6550863376768, 125, 0.95), 1.44921146542526, 1.86064642514888);
-  expect(OneSidedBounds(1.69401396833852, 125, 0.95), 1.51040679915507, 1.87762113752196);
-  expect(OneSidedBounds(1.61615870701507, 125, 0.95), 1.4403745472707, 1.79194286675945);
-  expect(IntervalOfK(1.61615870701507, 125, 0.95), 1.40669896147519, 1.82561845255496);
+  expect(IntervalOfP(1.7032806092559, 124, 0.95), 1.49141088992072, 1.91482637762929);
+  expect(IntervalOfK(1.74334176918515, 125, 124, 0.9), 1.55476454822974, 1.93191899014056);
+  expect(IntervalOfK(1.66321944932665, 125, 124, 0.9), 1.48270982126942, 1.84372907738388);
+  expect(IntervalOfK(1.66321944932665, 125, 124, 0.95), 1.44812896099511, 1.87830993765819);
+  expect(IntervalOfP(1.6550863376768, 124, 0.95), 1.44921146542526, 1.86064642514888);
+  expect(IntervalOfK(1.69401396833852, 125, 124, 0.9), 1.51040679915507, 1.87762113752196);
+  expect(IntervalOfK(1.61615870701507, 125, 124, 0.9), 1.4403745472707, 1.79194286675945);
+  expect(IntervalOfK(1.61615870701507, 125, 124, 0.95), 1.40669896147519, 1.82561845255496);
 }
 
 }  // namespace

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/cli/study/Readings.h"
+#include "host/cli/study/Study.h"
+#include "host/render/study/Tolerance.h"
+
+namespace orvspc::cli {
+
+namespace {
+
+constexpr Option kColumn{"column", "NAME", "with --data, the heading of the values",
+                         "value, or the first"};
+constexpr RealInside kContent{
+    {"content", "X", "share of the pieces between the limits", "0.99"}, 0.0, 1.0, true, true};
+constexpr RealInside kConfidence{
+    {"confidence", "X", "that the limits hold so many", "0.95"}, 0.0, 1.0, true, true};
+constexpr render::Word kSidesWords[] = {
+    {"both", static_cast<std::int32_t>(studies::Sides::Both)},
+    {"lower", static_cast<std::int32_t>(studies::Sides::Lower)},
+    {"upper", static_cast<std::int32_t>(studies::Sides::Upper)}};
+constexpr Choice<studies::Sides> kSides{
+    {"sides", "WORD", "two limits, or one alone", "", false, kSidesWords}};
+constexpr std::int32_t CodeOf(studies::Law law) { return static_cast<std::int32_t>(law); }
+constexpr std::int32_t kNoLaw = -1;
+constexpr render::Word kLawWords[] = {{"normal", CodeOf(studies::Law::Normal)},
+                                      {"lognormal", CodeOf(studies::Law::Lognormal)},
+                                      {"box-cox", CodeOf(studies::Law::BoxCox)},
+                                      {"johnson", CodeOf(studies::Law::Johnson)},
+                                      {"none", kNoLaw}};
+constexpr Choice<std::int32_t> kLaw{
+    {"law", "WORD", "that the values follow; none: limits are values", "", false, kLawWords}};
+
+// The column of a file as one stream.
+void ReadColumn(const Arguments& arguments, render::ToleranceDocument& document) {
+  const DataFile file(arguments.Required(kData));
+  const auto asked = arguments.Value(kColumn);
+  const auto column = asked ? file.Column({*asked}) : file.Find({"value"}).value_or(0);
+  document.column = file.Headings()[column];
+  studies::Stretch stretch;
+  stretch.first_piece.push_back(0);
+  for (std::size_t row = 0; row < file.Rows(); ++row) {
+    stretch.pieces.push_back(file.Number(row, column));
+    stretch.points.push_back(stretch.pieces.back());
+    stretch.first_piece.push_back(static_cast<std::uint32_t>(stretch.pieces.size()));
+  }
+  auto& stream = document.data.streams.emplace_back();
+  stream.stretches.push_back(std::move(stretch));
+}
+
+int RunTolerance(const Arguments& arguments, Console& console) {
+  CheckSource(arguments, true);
+  const bool of_file = arguments.Has(kData);
+  if (!of_file && arguments.Has(kColumn)) throw Misuse("--column goes with --data");
+  for (const auto& option : {Option(kPhase), Option(kAllPhases)}) {
+    if (of_file && arguments.Has(option)) {
+      throw Misuse("--" + std::string(option.name) + " goes with --db");
+    }
+  }
+  StudyOptions options(arguments);
+  render::ToleranceDocument document;
+  auto& asked = document.options;
+  asked.content = options.Get("Content", kContent, asked.content);
+  asked.confidence = options.Get("Confidence", kConfidence, asked.confidence);
+  asked.sides = options.Get("Sides", kSides);
+  const auto law = options.Get("Law", kLaw);
+  asked.law = law == kNoLaw ? std::nullopt : std::optional(static_cast<studies::Law>(law));
+  document.head = {"tolerance", options.Take(), {}, {}};
+  const auto fill = [](render::ToleranceDocument& filled) {
+    filled.Fill([&](const studies::Stretch& stretch) {
+      return studies::StudyTolerance(studies::UsedPieces(stretch), filled.options);
+    });
+  };
+  if (!of_file) {
+    return RunOnStreams<render::ToleranceDocument>(
+        arguments, console, document, render::ToleranceJson, render::MakeToleranceView, fill);
+  }
+  ReadColumn(arguments, document);
+  fill(document);
+  return DeliverStudy(arguments, console, document, render::ToleranceJson,
+                      render::MakeToleranceView);
+}
+
+constexpr RealInside kCountsLevel{{"level", "X", "of the intervals", "0.95"}, 0.0, 1.0, true, true};
+constexpr RealInside kOpportunities{
+    {"opportunities", "X", "of tests of defects: places in a unit where one may be", "1"},
+    0.0,
+    1e300,
+    true,
+    true};
+
+int RunCountCapability(const Arguments& arguments, Console& console) {
+  StudyOptions options(arguments);
+  studies::CountCapabilityOptions asked;
+  asked.level = options.Get("Level", kCountsLevel, asked.level);
+  asked.opportunities = options.Get("Opportunities", kOpportunities, asked.opportunities);
+  studies::ReadOptions read;
+  read.counts = true;
+  render::CountCapabilityDocument document;
+  document.head = {"counts", options.Take(), {}, {}};
+  return RunOnStreams<render::CountCapabilityDocument>(
+      arguments, console, document, render::CountCapabilityJson, render::MakeCountCapabilityView,
+      [&](render::CountCapabilityDocument& filled) {
+        asked.defectives = filled.data.defectives;
+        if (asked.defectives && arguments.Has(kOpportunities)) {
+          filled.head.notes.push_back(
+              {"opportunities-unused", "--opportunities counts for tests of defects alone.", {}});
+        }
+        filled.Fill([&](const studies::Stretch& stretch) {
+          return studies::StudyCountCapability(stretch, asked);
+        });
+      },
+      read);
+}
+
+}  // namespace
+
+Command ToleranceStudyCommand() {
+  return {"study tolerance",
+          "--db FILE [--part NAME] [--test NAME] [OPTIONS] | --data FILE.csv [--column NAME]",
+          "Limits that hold a share of all pieces, with a confidence",
+          "By mean and standard deviation of a normal law, of a law whose values can be made "
+          "normal, or by the values themselves. Each stream and phase has limits of its own.\n"
+          "Formats: text, json, svg, html.",
+          "orvspc study tolerance --db q.db --part Ring --test Diameter --content 0.99 -o ring.svg",
+          Together(ReadingOptions(true), std::vector<Option>{kPhase, kAllPhases, kColumn, kContent,
+                                                             kConfidence, kSides, kLaw}),
+          RunTolerance};
+}
+
+Command CountsStudyCommand() {
+  return {"study counts",
+          "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
+          "Capability of a process whose units are counted: bad ones, or defects",
+          "Rate with its interval, parts per million, Z or yield, and whether enough was taken: "
+          "the rate of all subgroups up to each must have settled.\n"
+          "Formats: text, json, svg, html.",
+          "orvspc study counts --db q.db --part Can --test Leaks -o leaks.svg",
+          Together(SelectionOptions(),
+                   std::vector<Option>{kStudyMax, kCountsLevel, kOpportunities, kPhase, kAllPhases},
+                   kPageOptions),
+          RunCountCapability};
+}
+
+}  // namespace orvspc::cli

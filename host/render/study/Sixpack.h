@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "host/render/chart/Chart.h"
+#include "host/render/study/Laws.h"
+
+namespace orvspc::render {
+
+// A chart, the pieces of its newest subgroups and a capability analysis of one selection, in one
+// picture.
+struct SixpackDocument {
+  LawsDocument capability;
+  ChartDocument chart;
+  studies::StudyData pieces;
+};
+// Three rows of two plots: graph 1 and the histogram, graph 2 and the probability plot, the pieces
+// and the limits beside six sigmas. Nothing is in it that chart and analysis do not have.
+StudyView MakeSixpackView(const SixpackDocument& document, const Names& names);
+
+}  // namespace orvspc::render

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tests/engine/studies/coverage.h"
+
+namespace orvspc::studies {
+namespace {
+
+constexpr Coverage kExact{2000, 0.935, 0.965}, kAtLeast{2000, 0.935, 1.0};
+
+TEST(CapabilityCoverageSlow, IndicesOfSubgroups) {
+  for (const auto* const estimator :
+       {"R-est mvlue", "S-est mvlue", "S-est pooled", "S-est pooled-as-sbar", "pooled"})
+    CheckIndices(estimator, 25, 5, kExact);
+}
+
+TEST(CapabilityCoverageSlow, IndicesOfSingleValues) {
+  CheckIndices("MR-est", 30, 1, kExact);
+  CheckIndices("MR-est", 100, 1, kExact);
+}
+
+// Percentiles of a bootstrap of 40 subgroups or 100 values are known to cover less.
+TEST(CapabilityCoverageSlow, Bootstrap) { CheckBootstrap(2000, {2000, 0.90, 0.97}); }
+
+TEST(CapabilityCoverageSlow, Tolerance) { CheckTolerances(kExact, kAtLeast); }
+
+TEST(CapabilityCoverageSlow, Counts) { CheckCounts(kAtLeast); }
+
+}  // namespace
+}  // namespace orvspc::studies
