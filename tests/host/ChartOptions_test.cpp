@@ -107,6 +107,30 @@ TEST_F(ChartOptions, StudiesTakeThose) {
             "database");
 }
 
+TEST_F(ChartOptions, WidenedLimitsAreThoseOfThePointsAndNotOfTheirMovingRanges) {
+  std::string values = "part,process,test,subgroup,time,value\n";
+  double value = 0.0;
+  for (int i = 0; i < 60; ++i) {
+    value = 0.7 * value + (i * 7 % 11 - 5);
+    values += "C,P,Width," + std::to_string(i + 1) + ",2024-01-0" + std::to_string(1 + i / 24) +
+              "T" + (i % 24 < 10 ? "0" : "") + std::to_string(i % 24) + ":00:00," +
+              std::to_string(value) + "\n";
+  }
+  Write("w.csv", values);
+  ASSERT_EQ(Run("import w.csv --db q.db").status, 0);
+  const std::string chart = "chart --db q.db --part C --max 0 --format ";
+  const auto usual = ParseJson(Run(chart + "json").out);
+  const auto widened = ParseJson(Run(chart + "json --sigma ar1").out);
+  EXPECT_EQ(widened.At("Streams[0].SP.Estimator").text, "MR-est ar1");
+  EXPECT_EQ(widened.At("Streams[0].Options.Sigma.From").text, "command");
+  EXPECT_EQ(widened.At("Graphs[1].UCLs[9]").number, usual.At("Graphs[1].UCLs[9]").number);
+  const auto text = Run(chart + "svg --sigma ar1").out;
+  const auto first = text.find("(ar1)");
+  ASSERT_NE(first, std::string::npos) << text;
+  EXPECT_EQ(text.find("(ar1)", first + 1), std::string::npos) << "graph 2 has another sigma";
+  EXPECT_NE(text.find("limits not widened"), std::string::npos);
+}
+
 TEST_F(ChartOptions, StreamsOfOneStudyMustAgree) {
   Set("--part A --test Width cusum.h 4");
   const auto both = Run("study cusum --db q.db --test Width");

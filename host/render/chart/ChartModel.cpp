@@ -195,6 +195,9 @@ std::string CalculatedText(const StreamView& stream, const GraphRead& graph,
     return "mean " + Significant(stream.mean.value, 6) + " by " + stream.mean.name;
   }
   if (graph.index == 2 && graph.type == ccGraph2Cv) return "gamma from the mean of (s/x-bar)/c4";
+  // Moving ranges are judged by what they are themselves, which no result gives.
+  if (graph.index == 2 && graph.type == ccGraph2Mr && stream.sp.name.ends_with("(ar1)"))
+    return "limits not widened";
   // Ranges and deviations below single points show the pieces inside the subgroups, not what lies
   // between these. Where graph 3 looks inside the pieces no result gives that figure.
   const bool inside =
