@@ -15,12 +15,12 @@ JohnsonQuantiles QuantilesOf(const JohnsonCurve& law, double z) {
   return {z, law.AtScore(3.0 * z), law.AtScore(z), law.AtScore(-z), law.AtScore(-3.0 * z)};
 }
 
-struct Law {
+struct SimulatedLaw {
   JohnsonParameters of;
   const char* reason;
 };
 
-std::vector<Law> Laws() {
+std::vector<SimulatedLaw> Laws() {
   using enum JohnsonFamily;
   return {
       {{Unbounded, 1.0, 2.0, 10.0, 3.0}, "SU, skewed"},
