@@ -3,6 +3,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 
 #include "tests/host/ProgramTest.h"
 
