@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <sstream>
 #include <utility>
 
 #include "engine/catalogue/References.h"
@@ -16,6 +17,7 @@
 #include "engine/statistics/Estimators.h"
 #include "engine/store/DraftFile.h"
 #include "engine/store/SqlStore.h"
+#include "engine/store/alarm_rules.h"
 #include "engine/store/backup.h"
 #include "engine/store/check.h"
 #include "engine/store/logs.h"
@@ -199,6 +201,47 @@ const std::vector<SettingKind>& SettingKinds() {
       {"require_by", "no", "whether who changes something must be named (--by)", {"no", "yes"}},
   };
   return kinds;
+}
+
+const std::vector<ChartOptionKind>& ChartOptionKinds() {
+  static const std::vector<ChartOptionKind> kinds = {
+      {store::kLimitsOption, "limits of charts of counts", {"sigma", "probability"}},
+      {store::kAlphaOption, "risk of a false signal of probability limits", {}, 0.0001, 0.1},
+      {store::kSigmaOption, "sigma of charts with moving ranges", {"usual", "ar1"}},
+      {"ewma.weight", "weight of the newest point", {}, 0.0, 1.0, true},
+      {"ewma.width", "half width of the limits in sigmas", {}, 0.0, 6.0, true},
+      {"ewma.limits", "limits of each point, or as after many", {"exact", "asymptotic"}},
+      {"cusum.k", "reference value in sigmas", {}, 0.0, 3.0},
+      {"cusum.h", "decision interval in sigmas", {}, 0.0, 50.0, true},
+      {"cusum.head-start", "of both arms, in sigmas; below cusum.h", {}, 0.0, 50.0},
+      {"laney.floor", "whether a sigma z below 1 is 1", {"no", "yes"}},
+  };
+  return kinds;
+}
+
+const ChartOptionKind* FindChartOptionKind(std::string_view key) {
+  const auto& kinds = ChartOptionKinds();
+  const auto found = std::ranges::find(kinds, key, &ChartOptionKind::key);
+  return found == kinds.end() ? nullptr : &*found;
+}
+
+std::string ChartOptionKind::Refusal(std::string_view value) const {
+  if (value == store::kDefaultOption) return {};
+  std::string takes;
+  for (const auto& word : words) {
+    if (word == value) return {};
+    takes.append(takes.empty() ? "" : ", ").append(word);
+  }
+  if (words.empty()) {
+    double given = 0.0;
+    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), given);
+    const bool is_number = error == std::errc() && end == value.data() + value.size();
+    if (is_number && given <= high && (low_is_open ? given > low : given >= low)) return {};
+    std::ostringstream bounds;
+    bounds << "a number " << (low_is_open ? "above " : "from ") << low << " to " << high;
+    takes = bounds.str();
+  }
+  return std::string(key) + " takes " + takes + " or default, not \"" + std::string(value) + "\"";
 }
 
 const SettingKind* FindSettingKind(std::string_view name) {
@@ -714,6 +757,56 @@ void QualityDatabase::UseRuleSet(std::string_view name) {
   if (found == sets.end())
     store::Refuse(*store, "the database has no rule set \"" + std::string(name) + "\"");
   store->UseRuleNumbers(found->numbers);
+}
+
+void QualityDatabase::UseChartOptions(std::map<std::string, std::string, std::less<>> options) {
+  store::SqlStoreOf(*database_)->UseChartOptions(std::move(options));
+}
+
+std::vector<ChartOption> QualityDatabase::ChartOptionsOf(const StreamKey& stream) const {
+  const auto store = store::SqlStoreOf(*database_);
+  std::vector<ChartOption> options;
+  for (const auto& kind : ChartOptionKinds()) {
+    const auto found = store->ChartOption(stream.part, stream.process, stream.test, 1, kind.key);
+    if (found) options.push_back({std::string(kind.key), found->value, found->of_database});
+  }
+  return options;
+}
+
+std::vector<ListedChartOption> QualityDatabase::ChartOptions() const {
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
+    std::vector<ListedChartOption> listed;
+    for (const auto& row : store.Cache().chart_options) {
+      if (write::ChartOptionBefore(db, row) != row.id) continue;
+      auto& each = listed.emplace_back();
+      static_cast<StreamKey&>(each) = {row.part, row.process, row.test};
+      each.id = row.id;
+      each.graph = row.graph;
+      each.key = row.key;
+      each.value = row.value;
+      each.version = change::VersionOf(db, "chart-option " + std::to_string(row.id));
+    }
+    return listed;
+  });
+}
+
+std::int32_t QualityDatabase::ChangeChartOption(const StreamKey& of, std::int32_t graph,
+                                                const std::string& key, const std::string& value,
+                                                const ChangeOptions& options) {
+  const auto* const kind = FindChartOptionKind(key);
+  const auto refusal = kind == nullptr          ? "there is no option of charts \"" + key + "\""
+                       : graph < 1 || graph > 3 ? "a chart has graphs 1 to 3"
+                                                : kind->Refusal(value);
+  if (!refusal.empty()) store::Refuse(*store::SqlStoreOf(*database_), refusal);
+  std::int32_t id = 0;
+  Change(*database_, options, [&](log::Writing& writing) {
+    const store::OptionRow row{0, of.part, of.process, of.test, graph, key, value};
+    const auto before = write::ChartOptionBefore(writing.Db(), row);
+    change::CheckVersion(writing.Db(), "chart-option " + std::to_string(before), key,
+                         options.expected);
+    id = write::StoreChartOption(writing, row);
+  });
+  return id;
 }
 
 std::vector<std::string> QualityDatabase::SettingNames() const {

@@ -91,6 +91,19 @@ struct RuleSet {
   std::vector<std::int32_t> numbers;  // of run rules, ascending
 };
 
+// An option of charts as a database has it; 0: of any part, process or test.
+struct ListedChartOption : StreamKey {
+  std::int32_t id = 0, graph = 0;
+  std::string key, value;    // "default": an option of fewer names does not hold here
+  std::int64_t version = 0;  // the latest entry of the log about it
+};
+
+// An option of the charts of a stream, and whether the database says it; otherwise the caller does.
+struct ChartOption {
+  std::string key, value;
+  bool of_database = false;
+};
+
 // The state of a process from a time on.
 struct ProcessState {
   std::int32_t process = 0, state = 0;
@@ -180,6 +193,21 @@ struct SettingKind {
   std::string Refusal(std::string_view value) const;
 };
 const std::vector<SettingKind>& SettingKinds();
+// An option of charts and studies that a database can hold for streams: "chart.limits" is the
+// option
+// --limits of charts, "ewma.weight" --weight of that study.
+struct ChartOptionKind {
+  std::string_view key, meaning;
+  std::vector<std::string_view> words;  // that it takes beside "default"; empty: a number
+  double low = 0.0, high = 0.0;         // of a number
+  bool low_is_open = false;
+  // Why it does not take a value; empty when it does.
+  std::string Refusal(std::string_view value) const;
+};
+const std::vector<ChartOptionKind>& ChartOptionKinds();
+// Null for an unknown key.
+const ChartOptionKind* FindChartOptionKind(std::string_view key);
+
 // That of a setting, whose name may be that of a stream's own; null for an unknown name.
 const SettingKind* FindSettingKind(std::string_view name);
 
@@ -268,6 +296,9 @@ struct ChangedRecord {
   std::string label;
   std::int32_t time = 0;
   std::int64_t version = 0;  // now
+  // In place of values a comment of them that was restored, by its number; test 0: of all of the
+  // subgroup. 0: values.
+  std::int64_t comment = 0;
 };
 
 // "enabled", "disabled", "incomplete" as SubgroupFlags; empty for another word.
@@ -544,6 +575,22 @@ class QualityDatabase {
   // stored alarms (graphs 2 and 3: rule 1 alone). An empty name goes back to the stored alarms.
   // Pre-control rules stay on beside every other set.
   void UseRuleSet(std::string_view name);
+
+  // Options of graph 1 of every chart that this open database gives, in place of those that are
+  // stored: key and value. Alarms and computed limits have none of them.
+  //   chart.limits  sigma, or probability: charts of counts have limits by the distribution itself
+  //   chart.alpha   risk of false signals of those, 0.0001 to 0.1
+  //   chart.sigma   usual, or ar1: charts of single values have limits widened for correlated
+  //   points
+  void UseChartOptions(std::map<std::string, std::string, std::less<>> options);
+  // Those that hold for graph 1 of a stream, without defaults.
+  std::vector<ChartOption> ChartOptionsOf(const StreamKey& stream) const;
+  // The newest of each part, process, test, graph and key, by age.
+  std::vector<ListedChartOption> ChartOptions() const;
+  // Stores one; returns its number. What an option does not take, or an unknown key, is refused.
+  // Alarms and computed limits know no options.
+  std::int32_t ChangeChartOption(const StreamKey& of, std::int32_t graph, const std::string& key,
+                                 const std::string& value, const ChangeOptions& options);
 
   // Phases of streams, by start. In no stream do two of them overlap.
   std::vector<Phase> Phases() const;

@@ -36,7 +36,13 @@ void Touch(alarms::TouchedStreams& touched, sql::Connection& db, const change::S
 
 ChangedRecord ChangedOf(sql::Connection& db, const change::StoredRecord& record) {
   const auto& of = record.subgroup;
-  return {of.id, record.test, of.label, of.time, change::VersionOf(db, record.Object())};
+  return {of.id, record.test, of.label, of.time, change::VersionOf(db, record.Object()), 0};
+}
+
+ChangedRecord ChangedOf(sql::Connection& db, const change::RestoredComment& comment) {
+  const auto of = change::NeededSubgroup(db, comment.subgroup);
+  const auto version = change::VersionOf(db, change::ObjectOfComment(comment.id));
+  return {of.id, comment.test, of.label, of.time, version, comment.id};
 }
 
 void JudgeAgain(log::Writing& writing, const std::vector<change::TouchedStream>& streams) {
@@ -217,6 +223,10 @@ std::vector<ChangedRecord> QualityDatabase::Restore(std::int64_t entry,
   std::vector<ChangedRecord> changed;
   Change(*database_, options, [&](log::Writing& writing) {
     changed.clear();
+    if (const auto comment = change::RestoreComment(writing, entry, options.expected)) {
+      changed.push_back(ChangedOf(writing.Db(), *comment));
+      return;
+    }
     const auto records = change::Restore(writing, entry, options.expected);
     alarms::TouchedStreams touched;
     for (const auto& record : records) {

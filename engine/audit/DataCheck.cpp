@@ -316,13 +316,10 @@ class Checker {
 
   // What an entry says of the time before it; empty where that is none.
   std::optional<log::CanonicalRecord> BeforeOf(const Changed& changed, std::int64_t& batch) {
-    auto json = ParseOf(changed.before);
-    if (!json.is_object()) return std::nullopt;
-    batch = ValueOf(json, "batch", std::int64_t{0});
-    json.erase("batch");
-    json.erase("changed");
     try {
-      return log::RecordOf(json);
+      auto former = log::FormerRecordOf(ParseOf(changed.before));
+      batch = former.batch;
+      return std::move(former.record);
     } catch (const Refused&) {
       return std::nullopt;
     }

@@ -42,12 +42,16 @@ std::size_t EditDistance(std::string_view a, std::string_view b) {
 }
 
 std::vector<std::string> NearestOf(std::string_view name, const std::vector<std::string>& names) {
-  constexpr std::size_t kMost = 3, kLettersOfOne = 3;
+  constexpr std::size_t kMost = 3, kLettersOfOne = 3, kFewestOfBegin = 2;
   const auto letters = LettersOf(name);
   const auto reach = std::max<std::size_t>(letters.size() / kLettersOfOne, 1);
   std::vector<std::pair<std::size_t, std::string>> near;
   for (const auto& each : names) {
     const auto others = LettersOf(each);
+    if (letters.size() >= kFewestOfBegin && others.starts_with(letters)) {
+      near.emplace_back(others.size() - letters.size(), each);
+      continue;
+    }
     const auto longer = std::max(letters.size(), others.size());
     if (longer - std::min(letters.size(), others.size()) > reach) continue;
     const auto distance = Distance(letters, others);

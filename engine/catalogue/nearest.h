@@ -15,7 +15,8 @@ namespace orvspc::engine::catalogue {
 // capital letters of ASCII are the same. Letters are code points.
 std::size_t EditDistance(std::string_view a, std::string_view b);
 
-// Of these names the nearest ones, at most three: a third of the letters may differ.
+// Of these names the nearest ones, at most three: a third of the letters may differ, and of two
+// letters on such as begin with them are near, too.
 std::vector<std::string> NearestOf(std::string_view name, const std::vector<std::string>& names);
 // Of the names of a kind. Inside a transaction; throws SqlError.
 std::vector<std::string> NearestNames(sql::Connection& db, ItemKind kind, std::string_view name);

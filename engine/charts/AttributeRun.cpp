@@ -29,6 +29,21 @@ std::string UnsuitedMeanText(const AttributeChart& chart, double mean) {
                            : "a rate of defects is not below 0.");
 }
 
+// The risk of exact limits that was chosen for a stream; 0: limits of three sigmas.
+double AlphaOf(store::Store& store, std::int32_t part, std::int32_t process, std::int32_t test) {
+  const auto chosen = [&](std::string_view key) {
+    return store.ChartOption(part, process, test, 1, key);
+  };
+  const auto limits = chosen(store::kLimitsOption);
+  if (!limits || limits->value != store::kProbabilityLimits) return 0.0;
+  double alpha = statistics::kUsualAlpha;
+  if (const auto given = chosen(store::kAlphaOption)) {
+    const auto& text = given->value;
+    std::from_chars(text.data(), text.data() + text.size(), alpha);
+  }
+  return std::clamp(alpha, statistics::kLeastAlpha, statistics::kMostAlpha);
+}
+
 }  // namespace
 
 void AttributeRun::Clear() {
@@ -63,6 +78,10 @@ std::int32_t AttributeRun::Process(store::Store& store, API_DSInfo& info,
     return run.Process(store, whole, filter, {plan_.Word(), 0, 0.0});
   });
   MakePoints();
+  if (!plan_.IsWeighted(0)) {
+    TakeOptions(store);
+    if (notes_misfit_) Look();
+  }
   if (plan_.cusum) {
     MakeCusum();
   } else if (plan_.ewma != EwmaKind::None) {
@@ -135,12 +154,52 @@ void AttributeRun::MakePoints() {
   Forget(table_.defectives);
 }
 
+void AttributeRun::TakeOptions(store::Store& store) {
+  for (std::size_t s = 0; s < states_.size(); ++s) {
+    const auto& stream = table_.Streams()[s];
+    states_[s].alpha = AlphaOf(store, stream.part, stream.process, stream.test);
+  }
+}
+
+void AttributeRun::Look() {
+  constexpr std::size_t kFewestScores = 20, kFewestCounts = 10;
+  constexpr double kLargestSpread = 1.2;
+  for (std::size_t s = 0; s < states_.size(); ++s) {
+    const auto& stream = table_.Streams()[s];
+    if (!rows_.Counts(s)) continue;
+    auto lines = LinesOf(s, 0, false, true);
+    double before = platform::kNaN, moving = 0.0, sum = 0.0;
+    std::size_t scores = 0, counts = 0, zeros = 0;
+    for (auto place = stream.begin; place < stream.end; ++place) {
+      const double point = points_[0][place];
+      if (!table_.IsUsed(place) || std::isnan(point)) continue;
+      ++counts;
+      zeros += point == 0.0 ? 1U : 0U;
+      sum += plan_.chart->counted ? point : point * units_[place] / plan_.chart->scale;
+      const auto at = lines.At(place);
+      if (!(at.sigma > 0.0)) continue;
+      const double score = (point - at.centre) / at.sigma;
+      if (scores > 0) moving += std::fabs(score - before);
+      before = score;
+      ++scores;
+    }
+    auto& state = states_[s];
+    const auto ranges = static_cast<std::int64_t>(scores) - 1;
+    state.overdispersed =
+        scores >= kFewestScores &&
+        statistics::SigmaFromMovingRangeSum(moving, ranges).value > kLargestSpread;
+    state.rare =
+        counts >= kFewestCounts && (sum < static_cast<double>(counts) || 2 * zeros > counts);
+  }
+}
+
 AttributeLines AttributeRun::LinesOf(std::size_t stream, std::size_t, bool calculated,
                                      bool plain) const {
   const auto* const ewma =
       plain || plan_.ewma == EwmaKind::None ? nullptr : &ewma_lines_[calculated];
-  return AttributeLines({plan_, rows_, units_, ewma, states_[stream].rate, stream, calculated,
-                         plan_.cusum && !plain});
+  const auto& state = states_[stream];
+  return AttributeLines({plan_, rows_, units_, ewma, state.rate, stream, calculated,
+                         plan_.cusum && !plain, state.alpha});
 }
 
 std::int32_t AttributeRun::SizeAt(std::size_t, std::size_t place) const {
@@ -237,6 +296,11 @@ void AttributeRun::AddNotes(store::Store& store) {
          "A cusum counts in sigmas: without one above 0 there is none.");
     note(plan_.chart->per_opportunity && rows_.Of(s).opportunities_change, "opportunities-changed",
          "The opportunities for defects in force changed inside the chart.");
+    note(state.overdispersed, "overdispersed",
+         rows_.Stretch(s) + "The points vary more than their sizes explain; consider a " +
+             (plan_.chart->defectives ? "p'" : "u'") + " chart.");
+    note(state.rare, "rare-events",
+         rows_.Stretch(s) + "So few are counted that the time between events shows more.");
     const auto& unsuited = rows_.Of(s).unsuited_mean;
     note(unsuited.has_value(), "limits-unsuited",
          unsuited ? UnsuitedMeanText(*plan_.chart, *unsuited) : std::string());

@@ -23,6 +23,8 @@ struct AttributeState {
   bool no_size = false, no_opportunities = false, no_cusum = false;  // at some point
   bool some_size = false;
   bool no_basis = false;  // too few points in a stretch of a stream with phases
+  double alpha = 0.0;     // risk of exact limits; 0: three sigmas
+  bool overdispersed = false, rare = false;
 
   void TakeLimitsOf(const AttributeState& other) {
     rate = other.rate;
@@ -49,6 +51,9 @@ class AttributeRun : public ChartRun<AttributeRun, AttributeTable, AttributePlan
 
   void MakeUnits();
   void MakePoints();
+  void TakeOptions(store::Store& store);
+  // What the points say against the distribution that their limits come from.
+  void Look();
   void Estimate();
   void MakeEwma();
   void MakeEwmaLines(bool calculated, std::size_t s, std::span<double> shown);

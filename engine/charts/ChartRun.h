@@ -69,9 +69,14 @@ class ChartRun {
   }
 
   // For who needs no calculated limits: those of points outside of the selection are not made up.
-  void KeepToSelection() { completes_ = true; }
+  void KeepToSelection() {
+    completes_ = true;
+    notes_misfit_ = false;
+  }
   // For one estimate of each stream, whatever phases it has. Nothing runs across their borders.
   void JoinPhases() { joins_phases_ = true; }
+  // For who looks at the points himself: no notes on whether they suit the chart.
+  void NoteNoMisfit() { notes_misfit_ = false; }
   bool IsOpen() const { return is_open_; }
   const PlanType& Plan() const { return plan_; }
   std::span<const ChartStream> Streams() const { return table_.Streams(); }
@@ -229,6 +234,7 @@ class ChartRun {
   bool is_open_ = false;
   bool completes_ = false;     // nothing is taken from elsewhere, see CompleteLimits
   bool joins_phases_ = false;  // see JoinPhases
+  bool notes_misfit_ = true;   // see NoteNoMisfit
 
  private:
   Run& Self() { return static_cast<Run&>(*this); }

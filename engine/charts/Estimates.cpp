@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <cmath>
 #include <string>
+#include <vector>
 
+#include "engine/statistics/Autoregression.h"
 #include "platform/NaN.h"
 
 namespace orvspc::engine::charts {
@@ -69,6 +71,24 @@ double MeanOf(std::span<const std::int32_t> sizes, std::span<const std::uint8_t>
     ++count;
   }
   return count == 0 ? 0.0 : sum / static_cast<double>(count);
+}
+
+// Moving ranges of an autoregression of one point on the one before give the standard deviation of
+// the points times sqrt(1 - phi). False where there are too few points to know phi, or sigma is
+// from something else.
+bool Widen(const EstimateInput& input, statistics::SigmaEstimate& sigma) {
+  constexpr double kFewest = 50.0, kLargestPhi = 0.95;
+  if (!statistics::IsFromMovingRanges(sigma) || !(sigma.value > 0.0)) return false;
+  std::vector<double> values;
+  for (std::size_t i = 0; i < input.base.size(); ++i) {
+    if (!input.anew.empty() && input.anew[i] != 0) values.push_back(kNaN);
+    if (input.used.empty() || input.used[i] != 0) values.push_back(input.base[i]);
+  }
+  const statistics::Autoregression fit(values);
+  if (fit.Count() < kFewest) return false;
+  sigma.value /= std::sqrt(1.0 - std::clamp(fit.BestPhi(), 0.0, kLargestPhi));
+  sigma.name = kWidenedName;
+  return true;
 }
 
 // Limits lie several sigmas from the centre; a sigma without room for them serves nothing.
@@ -140,6 +160,12 @@ StreamEstimates EstimateStream(const ChartPlan& plan, const EstimateInput& input
   result.moving = result.own_moving ? FromPoints(input, result.mean_size, setting) : result.sp;
   if (plan.kinds[1] == ChartKind::Cv) {
     result.gamma = statistics::CvFromRatios(input.ratios, input.sizes, input.used);
+  }
+  // Moving ranges themselves stay as they are.
+  if (input.widen) {
+    result.not_widened = !Widen(input, result.sp);
+    if (!own_within) result.within = result.sp;
+    if (!own_within && plan.kinds[2] == ChartKind::None) result.sw = result.sp;
   }
   DropOverflow(result);
   return result;

@@ -11,6 +11,9 @@
 
 namespace orvspc::engine::charts {
 
+// Of a sigma from moving ranges that was widened.
+inline constexpr std::string_view kWidenedName = "MR-est ar1";
+
 // The calculated figures of one stream.
 struct StreamEstimates {
   double mean = 0.0;
@@ -27,6 +30,8 @@ struct StreamEstimates {
   double mean_readings = 0.0;  // readings a piece
   // Moving ranges beside a graph 1 that takes its sigma from inside the subgroups.
   bool own_moving = false;
+  // Widened limits were asked for, and the sigma is the usual one.
+  bool not_widened = false;
   // A figure is beyond the largest number and therefore left out.
   bool overflow = false;
 };
@@ -42,6 +47,7 @@ struct EstimateInput {
   std::span<const std::int32_t> piece_sizes;
   std::span<const std::uint8_t> piece_used;
   bool screen_moving = false;  // large moving ranges are dropped
+  bool widen = false;          // for points that lean on those before them
 };
 
 // Whether the estimates of a plan read the standard deviations of some stream of this shape.

@@ -4,7 +4,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "engine/charts/ChartPlan.h"
@@ -12,6 +14,7 @@
 #include "engine/charts/PointTable.h"
 #include "engine/charts/RunRows.h"
 #include "engine/statistics/ChartFormulas.h"
+#include "engine/statistics/ExactLimits.h"
 #include "engine/store/Store.h"
 
 namespace orvspc::engine::charts {
@@ -91,6 +94,7 @@ struct AttributeLineInput {
   std::size_t stream = 0;
   bool calculated = false;  // else the form in force
   bool cusum = false;
+  double alpha = 0.0;  // risk of exact limits; 0: three sigmas
 };
 
 // Lines along one stream. Computes only where the units or the row in force change.
@@ -127,8 +131,10 @@ class AttributeLines {
   }
   statistics::PointLimits LimitsAt(const statistics::Rate& rate, std::size_t place) const {
     const double units = in_.units[place], factor = FactorAt(place);
-    return FiniteOnly(in_.plan.chart->defectives ? statistics::DefectivesLimits(rate, units, factor)
-                                                 : statistics::DefectsLimits(rate, units, factor));
+    auto lines = in_.plan.chart->defectives ? statistics::DefectivesLimits(rate, units, factor)
+                                            : statistics::DefectsLimits(rate, units, factor);
+    if (in_.alpha > 0.0 && rate.Exists()) SetExactLimits(rate, units, lines);
+    return FiniteOnly(lines);
   }
   // What a proportion or rate is multiplied by to be shown.
   double FactorAt(std::size_t place) const {
@@ -136,7 +142,24 @@ class AttributeLines {
   }
 
  private:
+  // Puts limits by the distribution itself in the place of those of three sigmas.
+  void SetExactLimits(const statistics::Rate& rate, double units,
+                      statistics::PointLimits& lines) const {
+    const auto& chart = *in_.plan.chart;
+    const double value = rate.Value();
+    auto& [known, count] = exact_[{value, units}];
+    if (!known) {
+      count = chart.defectives ? statistics::BinomialCountLimits(units, value, in_.alpha)
+                               : statistics::PoissonCountLimits(units * value, in_.alpha);
+      known = true;
+    }
+    // As points are made of counts, so that one on a limit is equal to it.
+    lines.upper = chart.counted ? count.upper : chart.scale * count.upper / units;
+    lines.lower = chart.counted ? count.lower : chart.scale * count.lower / units;
+  }
+
   AttributeLineInput in_;
+  mutable std::map<std::pair<double, double>, std::pair<bool, statistics::CountLimits>> exact_;
   const std::vector<catalogue::ControlLimit>& limits_;
   bool by_row_;
   double units_ = 0.0;

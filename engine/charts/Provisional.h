@@ -34,6 +34,11 @@ class TrialStore final : public store::StoreInFront {
     return Behind().Phases(part, process, test);
   }
   bool JoinsPhases() const override { return behind_joins_; }
+  std::optional<store::ChosenOption> ChartOption(std::int32_t part, std::int32_t process,
+                                                 std::int32_t test, std::int32_t graph,
+                                                 std::string_view key) override {
+    return Behind().ChartOption(part, process, test, graph, key);
+  }
 
  private:
   const catalogue::ControlLimit& limit_;

@@ -9,6 +9,7 @@
 
 #include "engine/charts/Marks.h"
 #include "engine/charts/PointTable.h"
+#include "engine/statistics/Neighbours.h"
 #include "engine/store/Store.h"
 #include "platform/Enumerations.h"
 
@@ -96,8 +97,7 @@ void VariableRun::MakeColumns(store::Store& store) {
   }
   points_[0] =
       plan_.kinds[0] == ChartKind::Median ? table_.Medians(rows_.Data()) : std::move(table_.means);
-  Estimate(sds, store::EstimatorSettingOf(store),
-           store.Setting(kScreenMovingRanges, "no") == "yes");
+  Estimate(store, sds);
   if (plan_.kinds[1] == ChartKind::MovingRange) MakeMovingRanges();
 
   for (const std::size_t graph : {1U, 2U}) {
@@ -115,8 +115,9 @@ void VariableRun::MakeColumns(store::Store& store) {
   Forget(within_.statistics);
 }
 
-void VariableRun::Estimate(std::span<const double> sds, statistics::EstimatorSetting setting,
-                           bool screen_moving) {
+void VariableRun::Estimate(store::Store& store, std::span<const double> sds) {
+  const auto setting = store::EstimatorSettingOf(store);
+  const bool screen_moving = store.Setting(kScreenMovingRanges, "no") == "yes";
   std::vector<std::uint8_t> piece_used;
   if (plan_.WithinPieces() && !table_.Used().empty()) {
     piece_used.resize(within_.sizes.size());
@@ -139,6 +140,9 @@ void VariableRun::Estimate(std::span<const double> sds, statistics::EstimatorSet
     if (state.no_basis) stream = streams[s];
     EstimateInput input;
     input.screen_moving = screen_moving;
+    const auto sigma =
+        store.ChartOption(stream.part, stream.process, stream.test, 1, store::kSigmaOption);
+    input.widen = sigma && sigma->value == store::kAr1Sigma;
     input.base = Part(points_[0], stream);
     input.ranges = Part(table_.ranges, stream);
     if (!sds.empty()) input.sds = sds.subspan(stream.begin, stream.Count());
@@ -261,6 +265,11 @@ void VariableRun::AddNotes(store::Store& store) {
          "no-sigma",
          rows_.Stretch(s) +
              "There is nothing to estimate sigma from, so there are no calculated limits.");
+    note(
+        state.estimates.not_widened && counts, "not-widened",
+        rows_.Stretch(s) +
+            "Limits widened for correlated points need 50 of them and moving ranges; these are the "
+            "usual ones.");
     note(state.no_cusum && counts, "no-cusum",
          "A cusum counts in sigmas: without one above 0 there is none.");
     note(state.estimates.overflow || table_.overflows.In(table_.Streams()[s]), "overflow",
@@ -269,7 +278,34 @@ void VariableRun::AddNotes(store::Store& store) {
     note(state.estimates.gamma.value > kLargestGoodCv, "cv-large",
          "The coefficient of variation is above 0.3, where its limits are no longer good to 5 %.");
     note(state.no_lines, "no-limits", "No specification gives this stream pre-control lines.");
+    NoteNeighbours(store, s);
   }
+}
+
+void VariableRun::NoteNeighbours(store::Store& store, std::size_t s) {
+  const auto kind = plan_.kinds[0];
+  if (!notes_misfit_ || plan_.cusum || (kind != ChartKind::Mean && kind != ChartKind::Individuals))
+    return;
+  if (states_[s].estimates.sp.name == kWidenedName) return;
+  const auto& stream = table_.Streams()[s];
+  const auto& estimates = states_[s].estimates;
+  const auto neighbours = statistics::CorrelationOfNeighbours(
+      Part(points_[0], stream), Part(table_.Used(), stream), estimates.mean);
+  const auto from = statistics::IsFromMovingRanges(estimates.sp)
+                        ? statistics::LimitsFrom::MovingRanges
+                        : statistics::LimitsFrom::Subgroups;
+  for (const auto& note :
+       statistics::NotesOnNeighbours(neighbours, from, [&] { return JudgesRuns(store, stream); })) {
+    rows_.NoteIf(true, store, s, note.code, rows_.Stretch(s) + note.text);
+  }
+}
+
+bool VariableRun::JudgesRuns(store::Store& store, const ChartStream& stream) {
+  const auto on = store.AlarmBits(stream.part, stream.process, stream.test, 1);
+  SelectForGraph(rows_.Rules(), plan_.kinds[0], false, graph_rules_);
+  return std::any_of(graph_rules_.begin(), graph_rules_.end(), [&](const auto& rule) {
+    return rule.kind != statistics::RuleKind::Limit && (on & statistics::RuleBit(rule.number)) != 0;
+  });
 }
 
 }  // namespace orvspc::engine::charts

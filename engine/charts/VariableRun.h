@@ -40,13 +40,16 @@ class VariableRun : public ChartRun<VariableRun, PointTable, ChartPlan, Variable
   friend ChartRun;
 
   void MakeColumns(store::Store& store);
-  void Estimate(std::span<const double> sds, statistics::EstimatorSetting setting,
-                bool screen_moving);
+  void Estimate(store::Store& store, std::span<const double> sds);
   void MakeRatios(std::span<const double> sds);
   void MakeMovingRanges();
   void MakeMovingAverages();
   bool MakePreControl();
   void AddNotes(store::Store& store);
+  // Of points that lean on those before them, on charts of means and single values.
+  void NoteNeighbours(store::Store& store, std::size_t s);
+  // Whether a rule that is on for graph 1 looks at more than one point or at zones.
+  bool JudgesRuns(store::Store& store, const ChartStream& stream);
 
   VariableLines LinesOf(std::size_t stream, std::size_t graph, bool calculated,
                         bool plain = false) const;

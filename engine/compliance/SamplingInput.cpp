@@ -50,14 +50,10 @@ std::vector<Requirement> ReadRequirements(sql::Connection& db, const store::Flat
   return requirements;
 }
 
-// The first state of any of the processes.
-std::int64_t FirstState(sql::Connection& db, const std::set<std::int32_t>& processes) {
-  std::int64_t first = INT64_MAX;
-  for (const auto process : processes) {
-    const auto rows = store::ReadStateLog(db, process, INT32_MIN, INT32_MAX, 1);
-    if (!rows.empty()) first = std::min(first, std::int64_t{rows.front().time});
-  }
-  return first;
+// INT64_MAX: the process has none.
+std::int64_t FirstState(sql::Connection& db, std::int32_t process) {
+  const auto rows = store::ReadStateLog(db, process, INT32_MIN, INT32_MAX, 1);
+  return rows.empty() ? INT64_MAX : rows.front().time;
 }
 
 std::vector<StateSegment> ReadSegments(sql::Connection& db, std::int32_t process,
@@ -123,6 +119,21 @@ std::vector<Occasion> ReadItems(sql::Connection& db, const store::StoreCache& ca
 
 }  // namespace
 
+std::optional<std::int64_t> BeginOfProcess(sql::Connection& connection,
+                                           const store::StoreCache& cache, std::int32_t process) {
+  auto begin = FirstState(connection, process);
+  for (const auto& stream : cache.streams) {
+    if (stream.process != process) continue;
+    store::StreamWalk(connection, stream.id, true, INT32_MIN, INT32_MAX)
+        .ForEach([&](const store::RecordView& record) {
+          if (record.Flag() != sfEnabled) return true;
+          begin = std::min(begin, std::int64_t{record.Time()});
+          return false;
+        });
+  }
+  return begin == INT64_MAX ? std::nullopt : std::optional(begin);
+}
+
 SamplingInput ReadSamplingInput(store::Store& store, sql::Connection& connection,
                                 const API_DSInfo& info, std::span<const std::int32_t> filter,
                                 std::span<const API_SubgroupData> subgroups) {
@@ -141,7 +152,10 @@ SamplingInput ReadSamplingInput(store::Store& store, sql::Connection& connection
   if (!subgroups.empty()) latest = std::max(latest, std::int64_t{subgroups.back().Sgtm});
   window.end = std::min(window.end, latest + 1);
   if (window.start == time::kNoStamp) {
-    window.start = FirstState(connection, processes);
+    window.start = INT64_MAX;
+    for (const auto process : processes) {
+      window.start = std::min(window.start, FirstState(connection, process));
+    }
     if (!subgroups.empty()) window.start = std::min(window.start, std::int64_t{subgroups[0].Sgtm});
   }
   if (window.start >= window.end) return {};

@@ -3,11 +3,13 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <span>
 #include <vector>
 
 #include "engine/compliance/Sampling.h"
 #include "engine/store/Store.h"
+#include "engine/store/StoreCache.h"
 
 namespace orvspc::engine::compliance {
 
@@ -34,6 +36,11 @@ struct SamplingInput {
   std::map<std::int32_t, std::vector<StateSegment>> segments;  // of each process of interest
   std::map<std::int32_t, std::vector<Occasion>> occasions;     // by requirement; not of intervals
 };
+
+// The first state of a process or its first subgroup that counts, of whatever part and test; empty:
+// it has neither. Inside a transaction. Throws.
+std::optional<std::int64_t> BeginOfProcess(sql::Connection& connection,
+                                           const store::StoreCache& cache, std::int32_t process);
 
 // Inside a transaction. info has the resolved range of the selection; subgroups are the selected
 // ones, oldest first. A range that is open at its start begins with the first subgroup or state; it

@@ -92,6 +92,15 @@ CREATE TABLE baseline_policy(
   test INTEGER REFERENCES test, run INTEGER NOT NULL, minimum INTEGER NOT NULL,
   rule TEXT NOT NULL, who TEXT NOT NULL, made INTEGER NOT NULL);
 
+-- How charts and studies of streams are drawn where that is not the default. key has the word of the
+-- chart or study before a point. Of several rows that concern a stream and graph the one that names
+-- the most of part, process and test holds, and of equal ones the newest; the value 'default' takes a
+-- choice back. null: any.
+CREATE TABLE chart_option(
+  id INTEGER PRIMARY KEY, part INTEGER REFERENCES part, process INTEGER REFERENCES process,
+  test INTEGER REFERENCES test, graph INTEGER NOT NULL, key TEXT NOT NULL, value TEXT NOT NULL,
+  who TEXT NOT NULL, made INTEGER NOT NULL);
+
 -- How far a stream is judged, by which limits and rules.
 CREATE TABLE alarm_mark(
   stream INTEGER PRIMARY KEY REFERENCES stream, time INTEGER NOT NULL, subgroup INTEGER NOT NULL,
@@ -142,4 +151,4 @@ CREATE INDEX delivery_open ON delivery(hook, state, next) WHERE state <> 'done';
 -- Beside these rows of the last number that a part and process gave a subgroup without a label:
 -- "label 3 17", by their identifiers.
 INSERT INTO counter(name, last) VALUES
-  ('batch', 0), ('phase', 0), ('baseline_policy', 0), ('outbox', 0);
+  ('batch', 0), ('phase', 0), ('baseline_policy', 0), ('chart_option', 0), ('outbox', 0);

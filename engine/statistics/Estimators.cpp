@@ -212,6 +212,10 @@ std::optional<EstimatorSetting> EstimatorSettingFromName(std::string_view name) 
   return std::nullopt;
 }
 
+bool IsFromMovingRanges(const SigmaEstimate& sigma) {
+  return sigma.name.starts_with(kMovingRangeName);
+}
+
 Estimate ToEstimate(const SigmaEstimate& sigma) {
   Estimate estimate;
   estimate.value = sigma.value;

@@ -42,6 +42,10 @@ struct SigmaEstimate {
   bool Exists() const { return used > 0; }
 };
 
+// Whether it came from the differences of neighbouring points, whatever was made of them.
+inline constexpr std::string_view kMovingRangeName = "MR-est";
+bool IsFromMovingRanges(const SigmaEstimate& sigma);
+
 // As a report shows it.
 Estimate ToEstimate(const SigmaEstimate& sigma);
 

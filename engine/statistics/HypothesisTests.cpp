@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <utility>
 
 namespace orvspc::engine::statistics {
 namespace {
@@ -67,6 +68,60 @@ AnovaTable AnovaOf(double within_squares, double between_squares, double total_s
   table.probability = FAbove(table.f, static_cast<double>(table.between_degrees),
                              static_cast<double>(table.within_degrees));
   return table;
+}
+
+SpreadTest BartlettOf(std::span<const double> variances, std::span<const double> degrees) {
+  SpreadTest test;
+  const auto groups = static_cast<double>(variances.size());
+  if (variances.size() < 2) return test;
+  double sum = 0.0, squares = 0.0, logarithms = 0.0, reciprocals = 0.0;
+  for (std::size_t i = 0; i < variances.size(); ++i) {
+    if (!(variances[i] > 0.0)) return test;
+    sum += degrees[i];
+    squares += degrees[i] * variances[i];
+    logarithms += degrees[i] * std::log(variances[i]);
+    reciprocals += 1.0 / degrees[i];
+  }
+  test.degrees = groups - 1.0;
+  test.value = (sum * std::log(squares / sum) - logarithms) /
+               (1.0 + (reciprocals - 1.0 / sum) / (3.0 * test.degrees));
+  // Rounding may leave less than nothing where all variances are equal.
+  test.value = std::max(test.value, 0.0);
+  test.probability = ChiSquareAbove(test.value, test.degrees);
+  return test;
+}
+
+SpreadTest LeveneOf(std::span<const std::vector<double>> groups) {
+  std::int64_t count = 0, filled = 0;
+  double within = 0.0, between = 0.0, sum = 0.0;
+  std::vector<std::pair<double, double>> means;  // with the number of values
+  for (const auto& group : groups) {
+    if (group.empty()) continue;
+    auto sorted = group;
+    std::ranges::sort(sorted);
+    const auto size = sorted.size();
+    const double median = (sorted[(size - 1) / 2] + sorted[size / 2]) / 2.0;
+    double mean = 0.0;
+    for (auto& value : sorted) {
+      value = std::abs(value - median);
+      mean += value / static_cast<double>(size);
+    }
+    for (const double value : sorted) within += (value - mean) * (value - mean);
+    means.emplace_back(mean, static_cast<double>(size));
+    sum += mean * static_cast<double>(size);
+    count += static_cast<std::int64_t>(size);
+    ++filled;
+  }
+  SpreadTest test;
+  if (filled < 2 || count <= filled || !(within > 0.0)) return test;
+  const double all = sum / static_cast<double>(count);
+  for (const auto& each : means) between += each.second * (each.first - all) * (each.first - all);
+  const auto table = AnovaOf(within, between, within + between, count, filled);
+  test.value = table.f;
+  test.degrees = static_cast<double>(table.between_degrees);
+  test.within_degrees = static_cast<double>(table.within_degrees);
+  test.probability = table.probability;
+  return test;
 }
 
 }  // namespace orvspc::engine::statistics

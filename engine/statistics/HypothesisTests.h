@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "engine/statistics/Distributions.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 
@@ -44,5 +45,24 @@ struct AnovaTable {
 // count >= groups >= 1.
 AnovaTable AnovaOf(double within_squares, double between_squares, double total_squares,
                    std::int64_t count, std::int64_t groups);
+
+// Whether groups have one variance. A value of NaN: fewer than two groups, or one that does not
+// spread.
+struct SpreadTest {
+  double value = platform::kNaN;
+  double degrees = 0.0, within_degrees = 0.0;  // the second of an F alone
+  double probability = platform::kNaN;         // of a larger value
+};
+
+// Bartlett's chi-square of variances with so many degrees of freedom each, above 0:
+//   (nu ln s^2 - sum nu_i ln s_i^2) / (1 + (sum 1/nu_i - 1/nu) / (3 (k - 1))), k - 1 degrees, with
+//   nu = sum nu_i and s^2 the pooled variance
+// Source   Bartlett, Proc. Royal Society A 160 (1937)
+SpreadTest BartlettOf(std::span<const double> variances, std::span<const double> degrees);
+
+// F of the analysis of variance of the distances from the median of each group, the test of Levene
+// with the centre of Brown and Forsythe. Groups without a value are left out.
+// Source   Brown & Forsythe, J. American Statistical Association 69 (1974)
+SpreadTest LeveneOf(std::span<const std::vector<double>> groups);
 
 }  // namespace orvspc::engine::statistics

@@ -17,7 +17,7 @@ using platform::kNaN;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-constexpr LawFamily kFamilies[kLawKinds] = {
+constexpr LawFamily kFamilies[kLikelihoodLaws] = {
     {Kernel::Normal, LawScale::Plain, false, {"mean", "sd"}, 2},
     {Kernel::Normal, LawScale::Log, false, {"mu", "sigma"}, 2},
     {Kernel::Normal, LawScale::Log, true, {"mu", "sigma", "threshold"}, 3},
@@ -190,9 +190,9 @@ constexpr std::size_t kCondensed = 4096;  // values below which nothing is conde
 
 }  // namespace
 
-const LawFamily& FamilyOf(LawKind kind) { return kFamilies[static_cast<std::size_t>(kind)]; }
+const LawFamily& FamilyOf(Law kind) { return kFamilies[static_cast<std::size_t>(kind)]; }
 
-FittedLaw FittedLaw::Of(LawKind kind, std::span<const double> parameters) {
+FittedLaw FittedLaw::Of(Law kind, std::span<const double> parameters) {
   const auto& family = FamilyOf(kind);
   const double threshold = family.has_threshold ? parameters[family.parameters - 1] : 0.0;
   if (family.kernel == Kernel::Exponential) return {kind, 0.0, parameters[0], threshold};
@@ -370,12 +370,12 @@ double AndersonDarling(const LawSample& sample, const FittedLaw& law) {
                    [&](auto i) { return ExponentialTails((values[i] - threshold) * per); });
 }
 
-bool HasTable(LawKind kind) {
+bool HasTable(Law kind) {
   const auto& family = FamilyOf(kind);
   return !family.has_threshold && family.kernel != Kernel::Gamma;
 }
 
-TailProbability AndersonDarlingP(LawKind kind, double a2, std::size_t count) {
+TailProbability AndersonDarlingP(Law kind, double a2, std::size_t count) {
   const auto n = static_cast<double>(count);
   if (!HasTable(kind) || std::isnan(a2)) return {};
   switch (FamilyOf(kind).kernel) {

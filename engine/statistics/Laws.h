@@ -8,30 +8,11 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/Law.h"
 #include "platform/NaN.h"
 
 // Laws that are fitted to a sample by maximum likelihood, and how well they fit.
 namespace orvspc::engine::statistics {
-
-// A 3, or the 2 of the exponential one, says that the law has a threshold, below which nothing
-// lies.
-enum class LawKind : std::uint8_t {
-  Normal,
-  Lognormal,
-  Lognormal3,
-  Weibull,
-  Weibull3,
-  Gamma,
-  Gamma3,
-  Exponential,
-  Exponential2,
-  Logistic,
-  Loglogistic,
-  Loglogistic3,
-  LargestExtreme,
-  SmallestExtreme
-};
-inline constexpr std::size_t kLawKinds = 14;
 
 // Densities in z = (y - location)/scale, where y is the value x, -x or ln(x - threshold). Those of
 // gamma and exponential laws are in (x - threshold)/scale.
@@ -45,7 +26,7 @@ struct LawFamily {
   std::array<std::string_view, 3> names;  // of the parameters, the threshold last; empty: no more
   std::size_t parameters;
 };
-const LawFamily& FamilyOf(LawKind kind);
+const LawFamily& FamilyOf(Law kind);
 
 // ln of the proportions below and above.
 struct LogTails {
@@ -57,12 +38,12 @@ class FittedLaw {
  public:
   // location  and scale, of ln x where the law is of that; gamma: the shape and the scale;
   //           exponential: 0 and the scale
-  FittedLaw(LawKind kind, double location, double scale, double threshold = 0.0)
+  FittedLaw(Law kind, double location, double scale, double threshold = 0.0)
       : kind_(kind), location_(location), scale_(scale), threshold_(threshold) {}
   // By the parameters of the family, in their order.
-  static FittedLaw Of(LawKind kind, std::span<const double> parameters);
+  static FittedLaw Of(Law kind, std::span<const double> parameters);
 
-  LawKind Kind() const { return kind_; }
+  Law Kind() const { return kind_; }
   double Location() const { return location_; }
   double Scale() const { return scale_; }
   double Threshold() const { return threshold_; }
@@ -80,7 +61,7 @@ class FittedLaw {
   std::array<double, 3> QuantileSlopes(double share_below) const;
 
  private:
-  LawKind kind_;
+  Law kind_;
   double location_, scale_, threshold_;
 };
 
@@ -154,7 +135,7 @@ struct LawFit {
 //              of the law; of a threshold the deviation, or the distance to x(1) if that is less
 // Source   Burridge, J. Royal Statistical Society B 43 (1981), for the concavity; Cohen & Whitten,
 //          Parameter Estimation in Reliability and Life Span Models (1988), for the threshold
-LawFit FitLaw(const LawSample& sample, LawKind kind, const LawFitOptions& options = {});
+LawFit FitLaw(const LawSample& sample, Law kind, const LawFitOptions& options = {});
 inline constexpr double kConvergedSlope = 1e-10;
 
 // Covariance of location, scale and threshold by the observed information; NaN where that is not
@@ -176,8 +157,8 @@ double AndersonDarling(const LawSample& sample, const FittedLaw& law);
 struct TailProbability {
   double p = platform::kNaN, above = platform::kNaN, below = platform::kNaN;
 };
-bool HasTable(LawKind kind);
-TailProbability AndersonDarlingP(LawKind kind, double a2, std::size_t count);
+bool HasTable(Law kind);
+TailProbability AndersonDarlingP(Law kind, double a2, std::size_t count);
 
 // The lambda of (x^lambda - 1)/lambda, -5..5, after which the values are closest to normal, and its
 // profile likelihood -(N/2) ln var + (lambda - 1) sum ln x. Values above 0, not all equal.

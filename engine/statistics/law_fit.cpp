@@ -492,7 +492,7 @@ Derivatives DerivativesAt(const LawSample& sample, const FittedLaw& law) {
   return sums;
 }
 
-bool Supports(const LawSample& sample, LawKind kind) {
+bool Supports(const LawSample& sample, Law kind) {
   const auto& family = FamilyOf(kind);
   if (family.has_threshold) return true;
   if (family.kernel == Kernel::Exponential) return sample.Smallest() >= 0.0;
@@ -517,7 +517,7 @@ void Judge(const LawSample& sample, const FittedLaw& law, bool threshold_is_set,
 
 constexpr double kTight = 1e-14;
 
-LawFit FitWithThreshold(const LawSample& sample, LawKind kind, const LawFitOptions& options) {
+LawFit FitWithThreshold(const LawSample& sample, Law kind, const LawFitOptions& options) {
   const auto kernel = FamilyOf(kind).kernel;
   LawFit fit{LawOutcome::NotConverged, FittedLaw(kind, kNaN, kNaN, kNaN)};
   const double range = sample.Range(), smallest = sample.Smallest();
@@ -565,11 +565,11 @@ LawFit FitWithThreshold(const LawSample& sample, LawKind kind, const LawFitOptio
   return fit;
 }
 
-LawFit FitExponential(const LawSample& sample, LawKind kind) {
+LawFit FitExponential(const LawSample& sample, Law kind) {
   LawFit fit{LawOutcome::Fitted, FittedLaw(kind, 0.0, sample.Mean()), kNaN, 0.0, 1};
   const auto n = static_cast<double>(sample.Count());
   double scale = sample.Mean();
-  if (kind == LawKind::Exponential2) {
+  if (kind == Law::Exponential2) {
     scale -= sample.Smallest();
     fit.law = FittedLaw(kind, 0.0, scale, sample.Smallest() - scale / n);
   }
@@ -580,7 +580,7 @@ LawFit FitExponential(const LawSample& sample, LawKind kind) {
 
 }  // namespace
 
-LawFit FitLaw(const LawSample& sample, LawKind kind, const LawFitOptions& options) {
+LawFit FitLaw(const LawSample& sample, Law kind, const LawFitOptions& options) {
   const auto& family = FamilyOf(kind);
   LawFit none{LawOutcome::NotSupported, FittedLaw(kind, kNaN, kNaN, kNaN)};
   if (!Supports(sample, kind)) return none;
@@ -615,7 +615,7 @@ LawFit FitLaw(const LawSample& sample, LawKind kind, const LawFitOptions& option
   fit.law = FittedLaw(kind, is_mirrored ? -place.location : place.location, place.scale);
   Judge(sample, fit.law, false, fit);
   const bool divides_by_n_minus_1 =
-      kind == LawKind::Normal || (kind == LawKind::Lognormal && options.lognormal_n_minus_1);
+      kind == Law::Normal || (kind == Law::Lognormal && options.lognormal_n_minus_1);
   if (divides_by_n_minus_1) {
     const auto n = static_cast<double>(sample.Count());
     fit.law = FittedLaw(kind, place.location, place.scale * std::sqrt(n / (n - 1.0)));
@@ -628,7 +628,7 @@ LawCovariance CovarianceOf(const LawSample& sample, const LawFit& fit) {
   const auto& law = fit.law;
   const auto n = static_cast<double>(sample.Count());
   const auto& family = FamilyOf(law.Kind());
-  if (law.Kind() == LawKind::Normal) {
+  if (law.Kind() == Law::Normal) {
     covariance[0][0] = law.Scale() * law.Scale() / n;
     covariance[1][1] = 0.5 * covariance[0][0];
     return covariance;

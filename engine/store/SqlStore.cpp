@@ -223,6 +223,23 @@ std::string SqlStore::StreamName(std::int32_t part, std::int32_t process, std::i
   });
 }
 
+std::optional<ChosenOption> SqlStore::ChartOption(std::int32_t part, std::int32_t process,
+                                                  std::int32_t test, std::int32_t graph,
+                                                  std::string_view key) {
+  return FromCache([&]() -> std::optional<ChosenOption> {
+    const auto given = chart_options_.find(key);
+    if (graph == 1 && given != chart_options_.end()) return ChosenOption{given->second, false};
+    if (cache_.chart_options.empty()) return std::nullopt;
+    const auto stored = OptionInForce(cache_, part, process, test, graph, key);
+    return stored ? std::optional(ChosenOption{*stored, true}) : std::nullopt;
+  });
+}
+
+void SqlStore::UseChartOptions(std::map<std::string, std::string, std::less<>> options) {
+  const std::lock_guard lock(mutex_);
+  chart_options_ = std::move(options);
+}
+
 void SqlStore::UseRuleNumbers(std::optional<std::vector<std::int32_t>> numbers) {
   const std::lock_guard lock(mutex_);
   rule_numbers_ = std::move(numbers);

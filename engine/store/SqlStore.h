@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -47,6 +48,9 @@ class SqlStore final : public Store {
                           std::int32_t graph) override;
   std::string Setting(std::string_view key, std::string_view fallback) override;
   std::string StreamName(std::int32_t part, std::int32_t process, std::int32_t test) override;
+  std::optional<ChosenOption> ChartOption(std::int32_t part, std::int32_t process,
+                                          std::int32_t test, std::int32_t graph,
+                                          std::string_view key) override;
   void Fail(std::int32_t number, std::string description) override;
   void ReadOrThrow(const std::function<void(sql::Connection&)>& work) override;
   void InOneState(const API_DSInfo& first, const std::function<void()>& work) override;
@@ -60,6 +64,9 @@ class SqlStore final : public Store {
 
   // Rule numbers of graph 1 in place of the alarm rows; empty: the rows.
   void UseRuleNumbers(std::optional<std::vector<std::int32_t>> numbers);
+
+  // Options of graph 1 in place of those of the database, by key.
+  void UseChartOptions(std::map<std::string, std::string, std::less<>> options);
 
   void JoinPhases(bool join) { joins_phases_ = join; }
 
@@ -106,6 +113,7 @@ class SqlStore final : public Store {
   std::uint64_t generation_ = 0;
   std::int64_t checked_ = 0;
   std::optional<std::vector<std::int32_t>> rule_numbers_;
+  std::map<std::string, std::string, std::less<>> chart_options_;
   std::atomic<bool> joins_phases_ = false;
   SharedReading sharing_;
   SecondReader* noted_second_ = nullptr;  // inside InOneState

@@ -32,6 +32,11 @@ std::vector<Phase> Store::Phases(std::int32_t, std::int32_t, std::int32_t) { ret
 
 bool Store::JoinsPhases() const { return false; }
 
+std::optional<ChosenOption> Store::ChartOption(std::int32_t, std::int32_t, std::int32_t,
+                                               std::int32_t, std::string_view) {
+  return std::nullopt;
+}
+
 void Store::ReadOrThrow(const std::function<void(sql::Connection&)>&) {
   throw std::logic_error("The store has no database");
 }

@@ -54,6 +54,17 @@ class BatchTaker {
   virtual void Take(std::size_t part, const DataSet& batch) = 0;
 };
 
+// Keys of options of charts, and their words.
+inline constexpr std::string_view kLimitsOption = "chart.limits", kAlphaOption = "chart.alpha",
+                                  kSigmaOption = "chart.sigma";
+inline constexpr std::string_view kProbabilityLimits = "probability", kAr1Sigma = "ar1";
+
+// An option of charts and studies, and whether the database says it; otherwise the caller does.
+struct ChosenOption {
+  std::string value;
+  bool of_database = false;
+};
+
 class Store {
  public:
   virtual ~Store() = default;
@@ -96,6 +107,12 @@ class Store {
 
   // Database setting such as sigma_estimator; the default when it is not set.
   virtual std::string Setting(std::string_view key, std::string_view fallback) = 0;
+
+  // What was chosen for the charts of a stream and graph (1..3) beside the request; nothing by
+  // default.
+  virtual std::optional<ChosenOption> ChartOption(std::int32_t part, std::int32_t process,
+                                                  std::int32_t test, std::int32_t graph,
+                                                  std::string_view key);
 
   // Runs work, all of whose reads then see one state of the database. `first` is the selection it
   // begins with. Calls of other threads wait meanwhile. What fails inside, Select too, is thrown;

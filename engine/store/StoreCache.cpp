@@ -214,6 +214,15 @@ void ReadRules(sql::Connection& db, StoreCache& cache) {
                          &AlarmRow::number, &AlarmRow::is_on);
 }
 
+void ReadChartOptions(sql::Connection& db, StoreCache& cache) {
+  using Row = OptionRow;
+  cache.chart_options =
+      sql::Query(db,
+                 "SELECT id, part, process, test, graph, key, value FROM chart_option ORDER BY id")
+          .All<Row>(&Row::id, &Row::part, &Row::process, &Row::test, &Row::graph, &Row::key,
+                    &Row::value);
+}
+
 void ReadSettings(sql::Connection& db, StoreCache& cache) {
   sql::Query query(db, "SELECT key, value FROM setting ORDER BY id");
   while (query.Step()) {
@@ -305,6 +314,7 @@ StoreCache::StoreCache(sql::Connection& connection) : connection_(&connection) {
   phases = ReadPhases(connection);
   ReadRules(connection, *this);
   ReadSettings(connection, *this);
+  ReadChartOptions(connection, *this);
 }
 
 StoreCache StoreCache::WithoutStreams(sql::Connection& connection) {

@@ -70,6 +70,13 @@ struct AlarmRow {
   bool is_on = false;
 };
 
+// An option of charts or studies, see the table chart_option; 0: any.
+struct OptionRow {
+  std::int32_t id = 0;
+  std::int32_t part = 0, process = 0, test = 0, graph = 0;
+  std::string key, value;
+};
+
 template <class Row>
 using ByPartAndTest = std::map<std::pair<std::int32_t, std::int32_t>, std::vector<Row>>;
 
@@ -92,6 +99,7 @@ class StoreCache {
   std::shared_ptr<const std::vector<StoredRule>> rules;
   std::vector<std::pair<std::string, std::vector<std::int32_t>>> rule_sets;
   std::vector<AlarmRow> alarms;
+  std::vector<OptionRow> chart_options;  // oldest first
   std::map<std::string, std::string, std::less<>> settings;
   ByPartAndTest<API_CCSpecLim> spec_limits;
   ByPartAndTest<ControlLimit> control_limits;

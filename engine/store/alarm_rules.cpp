@@ -18,8 +18,9 @@ std::uint32_t BitOf(std::int32_t number) {
   return std::uint32_t{1} << (number == 31 ? 15 : static_cast<unsigned>(number) & 31u);
 }
 
-// How many of the four an alarm row names; -1 when it concerns another stream or graph.
-int Narrowness(const AlarmRow& row, std::int32_t part, std::int32_t process, std::int32_t test,
+// How many of the four a row names; -1 when it concerns another stream or graph.
+template <class Row>
+int Narrowness(const Row& row, std::int32_t part, std::int32_t process, std::int32_t test,
                std::int32_t graph) {
   int narrowness = 0;
   const std::pair<std::int32_t, std::int32_t> columns[] = {
@@ -76,6 +77,22 @@ std::uint32_t RulesOn(const StoreCache& cache,
     if (is_on) bits |= BitOf(rule.number);
   }
   return bits;
+}
+
+std::optional<std::string> OptionInForce(const StoreCache& cache, std::int32_t part,
+                                         std::int32_t process, std::int32_t test,
+                                         std::int32_t graph, std::string_view key) {
+  int narrowest = -1;
+  const OptionRow* found = nullptr;
+  for (const auto& row : cache.chart_options) {
+    if (row.key != key) continue;
+    const int narrowness = Narrowness(row, part, process, test, graph);
+    if (narrowness < 0 || narrowness < narrowest) continue;
+    narrowest = narrowness;
+    found = &row;
+  }
+  if (found == nullptr || found->value == kDefaultOption) return std::nullopt;
+  return found->value;
 }
 
 std::uint32_t ApplicableRules(std::span<const StoredRule> rules, std::int32_t chart_word,

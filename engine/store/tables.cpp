@@ -84,6 +84,8 @@ constexpr Table kTables[] = {
     {"baseline_policy",
      "id part>part process>process test>test run:i minimum:i rule:t who:t made:i",
      TableUse::Ordered},
+    {"chart_option", "id part>part process>process test>test graph:i key:t value:t who:t made:i",
+     TableUse::Ordered},
     {"limit_exclusion", "limit_row:i subgroup# reason:t", TableUse::History},
     {"batch",
      "id kind:t source:t source_sha256:t profile:t key:t lines:i records:i digest:t state:t "

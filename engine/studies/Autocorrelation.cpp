@@ -3,13 +3,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <numbers>
 #include <string>
 #include <utility>
 
+#include "engine/statistics/Autoregression.h"
 #include "engine/statistics/Distributions.h"
-#include "engine/statistics/Numerics.h"
+#include "engine/statistics/Neighbours.h"
 #include "engine/studies/study_notes.h"
 #include "platform/NaN.h"
 
@@ -21,16 +21,8 @@ using platform::kNaN;
 namespace {
 
 constexpr LeastAmounts kLeast{10, 30}, kLeastForFit{50, 50};
-constexpr std::size_t kNoted = 25;  // points from which on neighbours are noted
-constexpr double kSignificant = 0.01;
-constexpr double kMostPhi = 0.999, kWandering = 0.95;
+constexpr double kWandering = 0.95;
 constexpr double kD2 = 2.0 * std::numbers::inv_sqrtpi;  // of two values
-
-std::string Rounded(double value) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.3g", value);
-  return text;
-}
 
 // Sums of products of deviations from the mean at each lag.
 struct Products {
@@ -104,77 +96,6 @@ TestOfSignificance LjungBox(const Products& products, std::size_t lags, std::int
 std::size_t Tested(double count) {
   return static_cast<std::size_t>(std::min(10.0, std::floor(count / 5.0)));
 }
-
-// The likelihood of an autoregression. A run begins at the start and after a gap.
-class Autoregression {
- public:
-  explicit Autoregression(const std::vector<double>& values) {
-    double before = kNaN;
-    for (const double value : values) {
-      if (!std::isnan(value)) {
-        if (std::isnan(before)) {
-          starts_.push_back(value);
-        } else {
-          pairs_.push_back({before, value});
-        }
-      }
-      before = value;
-    }
-  }
-
-  double MeanAt(double phi) const {
-    double sum = 0.0;
-    for (const double x : starts_) sum += (1.0 + phi) * x;
-    for (const auto& pair : pairs_) sum += pair.value - phi * pair.before;
-    return sum / ((1.0 + phi) * static_cast<double>(starts_.size()) +
-                  (1.0 - phi) * static_cast<double>(pairs_.size()));
-  }
-
-  double Squares(double phi, double mean) const {
-    double sum = 0.0;
-    for (const double x : starts_) sum += (1.0 - phi * phi) * (x - mean) * (x - mean);
-    for (const auto& pair : pairs_) {
-      const double e = pair.value - mean - phi * (pair.before - mean);
-      sum += e * e;
-    }
-    return sum;
-  }
-
-  double LogLikelihood(double phi) const {
-    const double count = Count();
-    const double variance = Squares(phi, MeanAt(phi)) / count;
-    return -0.5 * count * (std::log(2.0 * std::numbers::pi * variance) + 1.0) +
-           0.5 * static_cast<double>(starts_.size()) * std::log1p(-phi * phi);
-  }
-
-  // Of the log-likelihood by phi. The mean is the best one at phi, so its own change adds nothing.
-  double Slope(double phi) const {
-    const double mean = MeanAt(phi);
-    double of_squares = 0.0;
-    for (const double x : starts_) of_squares -= 2.0 * phi * (x - mean) * (x - mean);
-    for (const auto& pair : pairs_) {
-      const double before = pair.before - mean;
-      of_squares -= 2.0 * (pair.value - mean - phi * before) * before;
-    }
-    return -0.5 * Count() * of_squares / Squares(phi, mean) -
-           static_cast<double>(starts_.size()) * phi / (1.0 - phi * phi);
-  }
-
-  double BestPhi() const {
-    const double phi = statistics::Root([&](double at) { return Slope(at); }, -kMostPhi, kMostPhi);
-    if (!std::isnan(phi)) return phi;
-    return LogLikelihood(kMostPhi) > LogLikelihood(-kMostPhi) ? kMostPhi : -kMostPhi;
-  }
-
-  double Count() const { return static_cast<double>(starts_.size() + pairs_.size()); }
-
- private:
-  struct Pair {
-    double before, value;
-  };
-  std::vector<double> starts_;
-  std::vector<Pair> pairs_;
-};
 
 void SetResiduals(const Stretch& stretch, double phi, double mean, Ar1Study& study) {
   double before = kNaN;  // the used point before
@@ -251,20 +172,19 @@ AcfStudy StudyAcf(const Stretch& stretch, const AcfOptions& options) {
       statistics::NormalUpperQuantile((1.0 - options.level) / 2.0) / std::sqrt(products.count);
   study.ljung_box = LjungBox(products, tested, options.fitted);
   study.first = LjungBox(products, 1, 0);
-  const double r1 = products.Correlation(1);
-  study.factor = std::sqrt(1.0 - r1);
-  if (options.fitted > 0 || count < kNoted || !(study.first.p < kSignificant)) return study;
-  study.notes.push_back(
-      {"correlated",
-       "Neighbours are correlated (r1 = " + Rounded(r1) + "): limits from moving ranges are too " +
-           (r1 > 0.0 ? "narrow" : "wide") + " by the factor " + Rounded(study.factor) + ".",
-       {}});
-  if (r1 > 0.0) study.notes.push_back({"runs-expected", "Runs on one side are expected.", {}});
+  const statistics::NeighbourCorrelation neighbours{static_cast<std::int64_t>(count),
+                                                    products.Correlation(1)};
+  study.factor = neighbours.Factor();
+  if (options.fitted > 0) return study;
+  for (auto& note : statistics::NotesOnNeighbours(neighbours, statistics::LimitsFrom::MovingRanges,
+                                                  [] { return true; })) {
+    study.notes.push_back(std::move(note));
+  }
   return study;
 }
 
 Ar1Study StudyAr1(const Stretch& stretch, const std::optional<Ar1Parameters>& known) {
-  Need(!known || std::abs(known->phi) <= kMostPhi, "phi must be -0.999 to 0.999");
+  Need(!known || std::abs(known->phi) <= statistics::kMostPhi, "phi must be -0.999 to 0.999");
   Need(!known || std::isfinite(known->mean), "mean must be a number");
   Need(!known || (known->sigma > 0.0 && std::isfinite(known->sigma)), "sigma must be above 0");
   Ar1Study study;
@@ -284,7 +204,7 @@ Ar1Study StudyAr1(const Stretch& stretch, const std::optional<Ar1Parameters>& kn
       study.notes.push_back(EqualNote());
       return study;
     }
-    const Autoregression fit(values);
+    const statistics::Autoregression fit(values);
     const double phi = fit.BestPhi(), mean = fit.MeanAt(phi);
     const auto left = static_cast<std::int64_t>(count - used);
     study.phi = {phi, "maximum likelihood", kNaN, static_cast<std::int64_t>(used), left};

@@ -200,7 +200,7 @@ void NoteMissing(const CapabilitySample& sample, const IndexOptions& options,
 }
 
 // Gives each of these intervals, one a figure, its bounds.
-BootstrapFacts AddBounds(const CapabilitySample& sample, const FiguresOf& figures_of,
+BootstrapFacts AddBounds(const CapabilitySample& sample, const SampleFigures& figures_of,
                          const IndexOptions& options, std::vector<NamedInterval>& intervals,
                          std::vector<Note>& notes) {
   if (intervals.empty()) return {};

@@ -10,11 +10,13 @@
 #include "engine/charts/Marks.h"
 #include "engine/statistics/RunRules.h"
 #include "engine/store/Store.h"
+#include "engine/store/requirements.h"
 #include "engine/studies/run_rules.h"
 
 namespace orvspc::studies {
 
 using namespace engine;
+using platform::kNaN;
 
 namespace {
 
@@ -75,6 +77,9 @@ std::vector<ChartInUse> ReadChartsInUse(platform::Database& database, const API_
           *store, stream,
           options.counts ? charts::ChartKind::Attribute : charts::ChartKind::Individuals);
       made.size = UsualSize(newest, chart.notes);
+      chart.interval = store::SamplingIntervalOf(*store, stream.part, stream.process, stream.test,
+                                                 newest.times.back())
+                           .value_or(kNaN);
       if (!options.counts) continue;
       made.points = data.defectives ? PointsOf::Defectives : PointsOf::Defects;
       if (data.counted && !data.defectives) made.size = 1.0;

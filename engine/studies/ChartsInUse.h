@@ -18,6 +18,9 @@ namespace orvspc::studies {
 struct ChartInUse {
   std::int32_t part = 0, process = 0, test = 0;
   ShewhartRunOptions options;
+  // Seconds in which the process runs from one point to the next, where a sampling requirement that
+  // is in force at the newest point asks for one so often; NaN: none does.
+  double interval = platform::kNaN;
   std::vector<Note> notes;
 };
 // As ReadStudyData: failures are kept in the open database. options.chart_word as there.

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "engine/statistics/Distributions.h"
+#include "engine/statistics/ExactLimits.h"
 #include "engine/studies/study_notes.h"
 #include "platform/NaN.h"
 
@@ -45,36 +45,13 @@ Figure FactorOf(const Stretch& stretch) {
   return factor;
 }
 
-// The least whole number of low..high at which `holds`, which then holds from there on; high
-// without asking.
-template <class Holds>
-double Least(double low, double high, Holds holds) {
-  while (low < high) {
-    const double middle = low + std::floor((high - low) / 2.0);
-    if (holds(middle)) {
-      high = middle;
-    } else {
-      low = middle + 1.0;
-    }
-  }
-  return low;
-}
-
-// at_most(c) is P(X <= c), above(c) P(X > c); no count is above `most`.
-template <class AtMost, class Above>
-ExactLimits LimitsOf(double mean, double most, double side, AtMost at_most, Above above) {
-  ExactLimits limits;
-  limits.centre = mean;
-  limits.upper = Least(0.0, most, [&](double c) { return above(c) <= side; });
-  // P(X < c) = P(X <= c - 1) grows: the first c - 1 whose P is too large is the limit.
-  limits.lower = Least(0.0, limits.upper, [&](double c) { return at_most(c) > side; });
-  limits.risk_below = limits.lower > 0.0 ? at_most(limits.lower - 1.0) : 0.0;
-  limits.risk_above = above(limits.upper);
-  return limits;
+ExactLimits ExactOf(double mean, const statistics::CountLimits& limits) {
+  return {mean, limits.lower, limits.upper, limits.risk_below, limits.risk_above};
 }
 
 void NeedAlpha(double alpha) {
-  Need(alpha >= 0.0001 && alpha <= 0.1, "alpha must be 0.0001 to 0.1");
+  Need(alpha >= statistics::kLeastAlpha && alpha <= statistics::kMostAlpha,
+       "alpha must be 0.0001 to 0.1");
 }
 
 }  // namespace
@@ -133,21 +110,14 @@ ExactLimits BinomialLimits(double size, double share, double alpha) {
   Need(size >= 1.0 && std::floor(size) == size && std::isfinite(size),
        "size must be a whole number of 1 or more");
   Need(share >= 0.0 && share <= 1.0, "share must be 0 to 1");
-  return LimitsOf(
-      size * share, size, alpha / 2.0,
-      [&](double c) { return statistics::BinomialAtMost(c, size, share); },
-      [&](double c) { return c >= size ? 0.0 : statistics::BetaBelow(share, c + 1.0, size - c); });
+  return ExactOf(size * share, statistics::BinomialCountLimits(size, share, alpha));
 }
 
 ExactLimits PoissonLimits(double mean, double alpha) {
   NeedAlpha(alpha);
   if (std::isnan(mean)) return {};
   Need(mean >= 0.0 && std::isfinite(mean), "mean must be 0 or more");
-  // P(X > mean + 40 (sqrt(mean) + 1)) is far below any alpha.
-  return LimitsOf(
-      mean, std::ceil(mean + 40.0 * (std::sqrt(mean) + 1.0)), alpha / 2.0,
-      [&](double c) { return statistics::PoissonAtMost(c, mean); },
-      [&](double c) { return mean == 0.0 ? 0.0 : statistics::GammaBelow(mean, c + 1.0); });
+  return ExactOf(mean, statistics::PoissonCountLimits(mean, alpha));
 }
 
 }  // namespace orvspc::studies

@@ -19,7 +19,6 @@ namespace orvspc::studies {
 
 using namespace engine;
 using statistics::FittedLaw;
-using statistics::LawKind;
 using statistics::LawOutcome;
 using statistics::LawSample;
 using statistics::LogTails;
@@ -39,10 +38,7 @@ constexpr const char* kWords[] = {
     "loglogistic", "loglogistic-3", "largest-extreme", "smallest-extreme", "box-cox",
     "johnson"};
 
-bool IsLikelihoodLaw(Law law) { return static_cast<std::size_t>(law) < statistics::kLawKinds; }
-LawKind KindOf(Law law) { return static_cast<LawKind>(law); }
-static_assert(static_cast<std::size_t>(Law::SmallestExtreme) ==
-              static_cast<std::size_t>(LawKind::SmallestExtreme));
+bool IsLikelihoodLaw(Law law) { return static_cast<std::size_t>(law) < kLikelihoodLaws; }
 
 // A law that has its parameters, whichever it is.
 struct Curve {
@@ -54,7 +50,7 @@ struct Curve {
 // Values are normal after the transform.
 Curve TransformedCurve(const std::function<double(double)>& transform,
                        const std::function<double(double)>& back, double mean, double sd) {
-  const FittedLaw normal(LawKind::Normal, mean, sd);
+  const FittedLaw normal(Law::Normal, mean, sd);
   return {[=](double x) {
             const double y = transform(x);
             return std::isnan(y) ? LogTails{-INFINITY, 0.0} : normal.TailsAt(y);
@@ -101,7 +97,7 @@ statistics::JohnsonCurve JohnsonOf(const LawFigures& figures) {
 
 Curve CurveOf(const LawFigures& figures) {
   const auto values = ValuesOf(figures);
-  if (IsLikelihoodLaw(figures.law)) return CurveOf(FittedLaw::Of(KindOf(figures.law), values));
+  if (IsLikelihoodLaw(figures.law)) return CurveOf(FittedLaw::Of(figures.law, values));
   if (figures.law == Law::BoxCox) return CurveOfBoxCox(values[0], values[1], values[2]);
   return CurveOf(JohnsonOf(figures));
 }
@@ -141,7 +137,7 @@ void SetParameters(Law law, std::span<const double> values, LawFigures& figures)
   static constexpr const char* kJohnson[] = {"gamma", "delta", "xi", "lambda"};
   for (std::size_t i = 0; i < values.size(); ++i) {
     figures.parameters.push_back(
-        {std::string(IsLikelihoodLaw(law) ? statistics::FamilyOf(KindOf(law)).names[i]
+        {std::string(IsLikelihoodLaw(law) ? statistics::FamilyOf(law).names[i]
                      : law == Law::BoxCox ? kBoxCox[i]
                                           : kJohnson[i]),
          values[i]});
@@ -226,7 +222,7 @@ std::string Outcome(LawOutcome outcome) {
 }
 
 void FitLikelihoodLaw(const Work& work, Law law, Fitted& to) {
-  const auto kind = KindOf(law);
+  const auto kind = law;
   const statistics::LawFitOptions how{work.options.lognormal_n_minus_1, nullptr};
   const auto fit = statistics::FitLaw(work.sample, kind, how);
   to.figures.iterations = fit.iterations;
@@ -284,7 +280,7 @@ std::optional<BoxCoxParameters> FitBoxCox(const LawSample& sample, bool round, b
 
 double NormalStatistic(std::vector<double> transformed, double mean, double sd) {
   return statistics::AndersonDarling(LawSample(std::move(transformed)),
-                                     FittedLaw(LawKind::Normal, mean, sd));
+                                     FittedLaw(Law::Normal, mean, sd));
 }
 
 void StudyBoxCox(const Work& work, Fitted& to) {
@@ -375,7 +371,7 @@ void StudyJohnson(const Work& work, Fitted& to) {
     const auto again = ChooseJohnson(sample);
     if (again.curve) return statistic(sample, *again.curve);
     if (!again.normal_serves) return kNaN;
-    return statistics::AndersonDarling(sample, statistics::FitLaw(sample, LawKind::Normal).law);
+    return statistics::AndersonDarling(sample, statistics::FitLaw(sample, Law::Normal).law);
   };
 }
 
@@ -388,7 +384,7 @@ void AddTest(const Work& work, Fitted& to) {
     return;
   }
   if (IsLikelihoodLaw(figures.law)) {
-    const auto kind = KindOf(figures.law);
+    const auto kind = figures.law;
     figures.ad = statistics::AndersonDarling(work.sample, FittedLaw::Of(kind, ValuesOf(figures)));
     if (statistics::HasTable(kind)) {
       const auto tail = statistics::AndersonDarlingP(kind, figures.ad, work.Count());
@@ -432,7 +428,7 @@ void AddTest(const Work& work, Fitted& to) {
 
 std::size_t ParametersOf(Law law) {
   if (law == Law::BoxCox) return 3;
-  return law == Law::Johnson ? 4 : statistics::FamilyOf(KindOf(law)).parameters;
+  return law == Law::Johnson ? 4 : statistics::FamilyOf(law).parameters;
 }
 
 Interval Banded(double value, const Fitted& fitted, double share, const Work& work) {
@@ -579,7 +575,7 @@ const char* WordOf(Law law) { return kWords[static_cast<std::size_t>(law)]; }
 
 std::vector<Law> LikelihoodLaws() {
   std::vector<Law> laws;
-  for (std::size_t i = 0; i < statistics::kLawKinds; ++i) laws.push_back(static_cast<Law>(i));
+  for (std::size_t i = 0; i < kLikelihoodLaws; ++i) laws.push_back(static_cast<Law>(i));
   return laws;
 }
 
@@ -591,8 +587,7 @@ double LawFigures::ChoiceP() const {
 double PlotAcross(const LawFigures& law, double x) { return CurveOf(law).across(x); }
 double PlotUp(const LawFigures& law, double share) { return CurveOf(law).up(share); }
 bool PlotsLogarithms(Law law) {
-  return IsLikelihoodLaw(law) &&
-         statistics::FamilyOf(KindOf(law)).scale == statistics::LawScale::Log;
+  return IsLikelihoodLaw(law) && statistics::FamilyOf(law).scale == statistics::LawScale::Log;
 }
 double QuantileOfLaw(const LawFigures& law, double share) { return CurveOf(law).quantile(share); }
 
@@ -688,7 +683,7 @@ QuantileIndices RefittedIndices(const LawFigures& law, std::vector<double> value
   LawFigures again;
   again.law = law.law;
   if (IsLikelihoodLaw(law.law)) {
-    const auto kind = KindOf(law.law);
+    const auto kind = law.law;
     const auto start = FittedLaw::Of(kind, ValuesOf(law));
     const auto fit = statistics::FitLaw(sample, kind, {options.lognormal_n_minus_1, &start});
     if (!fit.Exists()) return {};
@@ -707,7 +702,7 @@ QuantileIndices RefittedIndices(const LawFigures& law, std::vector<double> value
   if (chosen.curve) {
     AddIndices(CurveOf(*chosen.curve), limits, again);
   } else if (chosen.normal_serves) {
-    AddIndices(CurveOf(statistics::FitLaw(sample, LawKind::Normal).law), limits, again);
+    AddIndices(CurveOf(statistics::FitLaw(sample, Law::Normal).law), limits, again);
   }
   return again.indices;
 }

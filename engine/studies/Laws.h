@@ -8,32 +8,15 @@
 #include <vector>
 
 #include "engine/studies/Figures.h"
+#include "platform/Database.h"
+#include "platform/Law.h"
 #include "platform/NaN.h"
 #include "platform/Reports.h"
 
 // Capability with laws other than the normal one, and without a law.
 namespace orvspc::studies {
 
-// A 3, or the 2 of the exponential one: with a threshold, below which nothing lies. The last two
-// transform the values so that they are normal.
-enum class Law : std::uint8_t {
-  Normal,
-  Lognormal,
-  Lognormal3,
-  Weibull,
-  Weibull3,
-  Gamma,
-  Gamma3,
-  Exponential,
-  Exponential2,
-  Logistic,
-  Loglogistic,
-  Loglogistic3,
-  LargestExtreme,
-  SmallestExtreme,
-  BoxCox,
-  Johnson
-};
+using orvspc::Law;
 // "weibull-3"
 const char* WordOf(Law law);
 // The fourteen that are fitted by maximum likelihood.

@@ -29,6 +29,8 @@ void Check(const GapOptions& options) {
   Need(options.alpha >= 0.0001 && options.alpha <= 0.1, "alpha must be 0.0001 to 0.1");
   const auto rule = options.run_rule;
   Need(rule == 0 || rule == 2 || rule == 9 || rule == 10, "run_rule must be 0, 2, 9 or 10");
+  Need(!options.open || (*options.open >= 0.0 && std::isfinite(*options.open)),
+       "open must be 0 or more");
 }
 
 double MeanOf(std::span<const double> values) {
@@ -55,6 +57,13 @@ std::vector<std::uint32_t> MarksOf(std::span<const double> values, double lower,
   const std::vector<double> lowers(count, lower), uppers(count, upper), medians(count, median),
       sigmas(count, std::numeric_limits<double>::min());
   return statistics::EvaluateRules({values, medians, sigmas, uppers, lowers, {}, {}, {}}, rules);
+}
+
+// Once there are limits.
+void Judge(std::span<const double> gaps, double median, const GapOptions& options,
+           GapStudy& study) {
+  study.marks = MarksOf(gaps, study.lower, study.upper, median, options.run_rule);
+  study.overdue = study.open && *study.open > study.upper;
 }
 
 // The least x >= 0 with (1 - p)^(x + 1) <= above.
@@ -138,23 +147,28 @@ void SetPowerLimits(std::span<const double> times, TStudy& study) {
 
 }  // namespace
 
-GStudy StudyG(std::span<const double> between, const GOptions& options) {
+GStudy StudyG(std::span<const double> between, const GOptions& options, const GStudy* judged_by) {
   Check(options);
   for (const double count : between) {
     Need(count >= 0.0 && std::floor(count) == count && std::isfinite(count),
          "counts must be whole and 0 or more");
   }
   GStudy study;
+  study.open = options.open;
   study.marks.assign(between.size(), 0);
   study.zeros.assign(between.size(), 0);
-  if (!HasFigures(between, "counts", study.notes)) return study;
-
-  const auto number = static_cast<std::int64_t>(between.size());
-  const double mean = MeanOf(between);
-  const double few = options.unbiased ? 1.0 - 1.0 / static_cast<double>(number) : 1.0;
-  const double p = few / (mean + 1.0);
-  study.mean = {mean, "mean", kNaN, number, 0};
-  study.p = {p, options.unbiased ? "unbiased" : "maximum likelihood", kNaN, number, 0};
+  if (judged_by != nullptr && !std::isnan(judged_by->p.value)) {
+    study.mean = judged_by->mean;
+    study.p = judged_by->p;
+  } else {
+    if (!HasFigures(between, "counts", study.notes)) return study;
+    const auto number = static_cast<std::int64_t>(between.size());
+    const double few = options.unbiased ? 1.0 - 1.0 / static_cast<double>(number) : 1.0;
+    study.mean = {MeanOf(between), "mean", kNaN, number, 0};
+    study.p = {few / (study.mean.value + 1.0), options.unbiased ? "unbiased" : "maximum likelihood",
+               kNaN, number, 0};
+  }
+  const double mean = study.mean.value, p = study.p.value;
   const double side = options.alpha / 2.0;
   const double median = GeometricQuantile(p, -std::numbers::ln2);
   if (options.probability) {
@@ -167,7 +181,7 @@ GStudy StudyG(std::span<const double> between, const GOptions& options) {
     study.lower = std::max(0.0, mean - half);
     study.upper = mean + half;
   }
-  study.marks = MarksOf(between, study.lower, study.upper, median, options.run_rule);
+  Judge(between, median, options, study);
   if (study.lower > 0.0) return study;
   study.notes.push_back({"no-lower-limit",
                          "No count can be below the lower limit; two zeros in a row are pointed "
@@ -182,12 +196,11 @@ GStudy StudyG(std::span<const double> between, const GOptions& options) {
 TStudy StudyT(std::span<const double> times, const TOptions& options) {
   Check(options);
   Need(options.resolution > 0.0 && std::isfinite(options.resolution), "resolution must be above 0");
-  Need(!options.open || (*options.open >= 0.0 && std::isfinite(*options.open)),
-       "open must be 0 or more");
   for (const double time : times) {
     Need(time >= 0.0 && std::isfinite(time), "times must be 0 or more");
   }
   TStudy study;
+  study.open = options.open;
   study.marks.assign(times.size(), 0);
   if (!HasFigures(times, "times", study.notes)) return study;
   if (options.law == TimeLaw::Power) {
@@ -196,9 +209,68 @@ TStudy StudyT(std::span<const double> times, const TOptions& options) {
     SetLawLimits(times, options, study);
   }
   if (std::isnan(study.upper)) return study;
-  study.marks = MarksOf(times, study.lower, study.upper, study.centre, options.run_rule);
-  study.overdue = options.open && *options.open > study.upper;
+  Judge(times, study.centre, options, study);
   return study;
+}
+
+UnitsBetween UnitsBetweenEvents(const Stretch& counts) {
+  UnitsBetween found;
+  auto& gaps = found.stretch;
+  gaps.phase = counts.phase;
+  gaps.limits_of = counts.limits_of;
+  std::size_t several = 0;
+  bool has_own_units = false;
+  for (std::size_t i = 0; i < counts.counts.size(); ++i) {
+    if (!counts.IsUsed(i) || std::isnan(counts.counts[i])) continue;
+    if (counts.counts[i] == 0.0) {
+      if (found.open) *found.open += counts.sizes[i];
+      continue;
+    }
+    if (counts.counts[i] > 1.0) ++several;
+    has_own_units = has_own_units || counts.sizes[i] > 1.0;
+    if (found.open) {
+      gaps.points.push_back(*found.open);
+      gaps.times.push_back(counts.times[i]);
+      gaps.subgroups.push_back(counts.subgroups[i]);
+    }
+    found.open = 0.0;
+  }
+  if (several > 0) {
+    found.notes.push_back({"several-events",
+                           std::to_string(several) +
+                               (several == 1 ? " subgroup has" : " subgroups have") +
+                               " more than one defective or defect, which together are one event; "
+                               "where that is usual, a p or c chart tells more.",
+                           {}});
+  }
+  if (has_own_units) {
+    found.notes.push_back({"place-unknown",
+                           "Where in its subgroup a defective lies is not known, so the units of "
+                           "its own subgroup are not counted.",
+                           {}});
+  }
+  return found;
+}
+
+std::vector<double> SecondsBetween(std::span<const std::int64_t> stamps) {
+  const TimeSpan always{INT64_MIN, INT64_MAX};
+  return SecondsBetween(stamps, {&always, 1});
+}
+
+std::vector<double> SecondsBetween(std::span<const std::int64_t> stamps,
+                                   std::span<const TimeSpan> running) {
+  std::vector<double> gaps;
+  auto span = running.begin();
+  for (std::size_t i = 1; i < stamps.size(); ++i) {
+    const auto from = stamps[i - 1], to = stamps[i];
+    while (span != running.end() && span->end <= from) ++span;
+    std::int64_t seconds = 0;
+    for (auto each = span; each != running.end() && each->start < to; ++each) {
+      seconds += std::min(each->end, to) - std::max(each->start, from);
+    }
+    gaps.push_back(static_cast<double>(seconds));
+  }
+  return gaps;
 }
 
 }  // namespace orvspc::studies

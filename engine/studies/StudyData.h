@@ -42,6 +42,13 @@ struct Stretch {
   // Of counts: defectives or defects.
   std::vector<double> counts;
 
+  // Where several are side by side, what each subgroup is of: its part (MixedParts), or the place
+  // of its stream (MixedStreams); else empty.
+  std::vector<std::int32_t> members;
+  // What the rows in force at the subgroup say: the target of the specification, and sigma of one
+  // piece of the stored control limits; NaN: none. Empty unless asked for (ReadOptions::limits).
+  std::vector<double> targets, stored_sigmas;
+
   Estimate mean, sp;  // of the points, and of one piece
 
   bool IsUsed(std::size_t i) const { return used.empty() || used[i] != 0; }
@@ -73,6 +80,7 @@ struct ReadOptions {
   std::int32_t chart_word = 0;
   bool counts = false;  // tests of defects or defectives, and a chart word of theirs
   bool joins_phases = false;
+  bool limits = false;  // targets and stored sigmas, of measurements
 };
 
 // The selected subgroups, as DataSelect::API_GetData gives a selection, with what the charts of
@@ -80,5 +88,11 @@ struct ReadOptions {
 // (TakeFailure), notes are in its report, and the data are empty.
 StudyData ReadStudyData(platform::Database& database, const API_DSInfo& selection,
                         std::span<const std::int32_t> filter, const ReadOptions& options = {});
+
+// The parts of each process and test side by side: streams of part 0, whose subgroups are ordered
+// by time. Stretches of one phase become one; so do those that have their limits from it.
+StudyData MixedParts(const StudyData& data);
+// All streams side by side in one, which has the part, process and test that all agree in, else 0.
+StudyData MixedStreams(const StudyData& data);
 
 }  // namespace orvspc::studies

@@ -33,22 +33,42 @@ void CheckAbout(const Stretch& stretch, const AboutOptions& options) {
   Need(!options.sigma || stretch.counts.empty(), "sigma goes with measurements, not with counts");
 }
 
-Figure AsFigure(const Estimate& estimate, const std::optional<double>& given) {
+// That of the newest point: given, the estimate of the stretch, or what a stored row of limits or
+// the phase before has. in_force: NaN without a point
+Figure FigureOf(const Estimate& estimate, const std::optional<double>& given, double in_force) {
+  constexpr double kSame = 1e-9;  // a sigma is divided by the root of a size, and times it
   if (given) return {*given, "given", kNaN, 0, 0};
+  if (std::abs(in_force - estimate.value) > kSame * std::abs(estimate.value)) {
+    return {in_force, "line in force", kNaN, 0, 0};
+  }
   return {estimate.value, estimate.name, estimate.constant, estimate.used, 0};
+}
+
+// The last element that is a number.
+template <class At>
+double Newest(const Stretch& stretch, At at) {
+  for (auto i = stretch.points.size(); i-- > 0;) {
+    if (const double value = at(i); !std::isnan(value)) return value;
+  }
+  return kNaN;
 }
 
 // Fills in what both studies share; false: there is too little for figures.
 template <class Study>
 bool Begin(const Stretch& stretch, const AboutOptions& options, Study& study) {
   CheckAbout(stretch, options);
-  study.mean = AsFigure(stretch.mean, options.target);
-  study.sigma = AsFigure(stretch.sp, options.sigma);
+  const About about{stretch, options};
+  const bool is_counted = !stretch.counts.empty();  // its sigmas are of points
+  study.mean = FigureOf(stretch.mean, options.target,
+                        Newest(stretch, [&](std::size_t i) { return about.Centre(i); }));
+  study.sigma = FigureOf(stretch.sp, options.sigma, Newest(stretch, [&](std::size_t i) {
+                           const double size = stretch.sizes.empty() ? 1.0 : stretch.sizes[i];
+                           return is_counted ? kNaN : about.Sigma(i) * std::sqrt(size);
+                         }));
   study.signals.assign(stretch.points.size(), 0);
   const bool has_sigma = options.sigma.has_value();
   const LeastAmounts least{has_sigma ? 1U : 2U, IsOfSingles(stretch) ? 25U : 20U};
   if (!HasEnough(UsedPoints(stretch), least, "points", study.notes)) return false;
-  const About about{stretch, options};
   for (std::size_t i = 0; i < stretch.points.size(); ++i) {
     if (about.Sigma(i) > 0.0 || std::isnan(stretch.points[i])) continue;
     study.notes.push_back({"no-sigma",
@@ -71,6 +91,79 @@ double MeanSize(const Stretch& stretch) {
     ++count;
   }
   return count == 0 ? kNaN : sum / static_cast<double>(count);
+}
+
+struct Arm {
+  double sum = 0.0;
+  std::int32_t points = 0;  // since it left 0
+  std::size_t start = 0;    // the point after the last zero
+};
+
+// What each point adds to the upper and the lower arm; NaN: nothing, or there is no such arm.
+struct Steps {
+  std::vector<double> sides[2];
+};
+
+struct ArmRules {
+  double h, head_start;
+  bool reset, signals_at_h;  // at h or above; otherwise above
+};
+
+// Fills in arms, counts and signals. changed(i, is_upper, arm) is the new mean of a signal.
+template <class Changed>
+void RunArms(const Stretch& stretch, const Steps& steps, const ArmRules& rules, CusumStudy& study,
+             Changed changed) {
+  const auto count = stretch.points.size();
+  Arm arms[2];
+  bool anew = true;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (anew || stretch.BeginsAnew(i)) {
+      for (auto& arm : arms) arm = {rules.head_start, 0, i};
+      anew = false;
+    }
+    bool signals = false;
+    for (std::size_t side = 0; side < 2; ++side) {
+      const double step = steps.sides[side][i];
+      if (!std::isfinite(step)) continue;
+      auto arm = arms[side];
+      arm.sum = std::max(0.0, arm.sum + step);
+      if (arm.sum > 0.0) {
+        if (arm.points == 0) arm.start = i;
+        ++arm.points;
+      } else {
+        arm.points = 0;
+      }
+      (side == 0 ? study.upper : study.lower)[i] = arm.sum;
+      (side == 0 ? study.count_upper : study.count_lower)[i] = arm.points;
+      if (!stretch.IsUsed(i)) continue;
+      arms[side] = arm;
+      if (!(rules.signals_at_h ? arm.sum >= rules.h : arm.sum > rules.h)) continue;
+      signals = true;
+      study.changes.push_back({i, side == 0, arm.start, changed(i, side == 0, arm)});
+    }
+    study.signals[i] = signals ? 1 : 0;
+    anew = anew || (signals && rules.reset);
+  }
+}
+
+void SetColumns(std::size_t count, double h, CusumStudy& study) {
+  study.h = h;
+  study.upper.assign(count, kNaN);
+  study.lower.assign(count, kNaN);
+  study.count_upper.assign(count, 0);
+  study.count_lower.assign(count, 0);
+}
+
+bool IsOfSteps(double value) {
+  return std::abs(value / kCountStep - std::round(value / kCountStep)) < 1e-9;
+}
+
+// Of so many units, between the rates without and with the shift.
+double CountReference(double without, double with, double size, bool of_defectives) {
+  const double more = std::log(with / without);
+  if (!of_defectives) return size * (with - without) / more;
+  const double fewer_good = std::log((1.0 - without) / (1.0 - with));
+  return size * fewer_good / (more + fewer_good);
 }
 
 }  // namespace
@@ -136,52 +229,99 @@ CusumStudy StudyCusum(const Stretch& stretch, const CusumOptions& options) {
        "head-start must be 0 or more and below h");
   CusumStudy study;
   const auto count = stretch.points.size();
-  study.upper.assign(count, kNaN);
-  study.lower.assign(count, kNaN);
-  study.count_upper.assign(count, 0);
-  study.count_lower.assign(count, 0);
+  SetColumns(count, options.h, study);
   if (!Begin(stretch, options, study)) return study;
 
   const About about{stretch, options};
-  struct Arm {
-    double sum;
-    std::int32_t points = 0;  // since it left 0
-    std::size_t start = 0;    // the point after the last zero
-  };
-  Arm arms[2] = {};
-  const double signs[2] = {1.0, -1.0};
-  bool anew = true;
+  Steps steps;
   for (std::size_t i = 0; i < count; ++i) {
-    if (anew || stretch.BeginsAnew(i)) {
-      for (auto& arm : arms) arm = {options.head_start, 0, i};
-      anew = false;
-    }
     const double sigma = about.Sigma(i);
-    const double y = (stretch.points[i] - about.Centre(i)) / sigma;
-    if (!(sigma > 0.0) || !std::isfinite(y)) continue;
-    bool signals = false;
-    for (std::size_t side = 0; side < 2; ++side) {
-      auto arm = arms[side];
-      arm.sum = std::max(0.0, arm.sum + signs[side] * y - options.k);
-      if (arm.sum > 0.0) {
-        if (arm.points == 0) arm.start = i;
-        ++arm.points;
-      } else {
-        arm.points = 0;
-      }
-      (side == 0 ? study.upper : study.lower)[i] = arm.sum;
-      (side == 0 ? study.count_upper : study.count_lower)[i] = arm.points;
-      if (!stretch.IsUsed(i)) continue;
-      arms[side] = arm;
-      if (!(arm.sum > options.h)) continue;
-      signals = true;
-      const double shift = options.k + arm.sum / static_cast<double>(arm.points);
-      study.changes.push_back(
-          {i, side == 0, arm.start, about.Centre(i) + signs[side] * sigma * shift});
-    }
-    study.signals[i] = signals ? 1 : 0;
-    anew = signals && options.reset;
+    const double y = sigma > 0.0 ? (stretch.points[i] - about.Centre(i)) / sigma : kNaN;
+    steps.sides[0].push_back(y - options.k);
+    steps.sides[1].push_back(-y - options.k);
   }
+  RunArms(stretch, steps, {options.h, options.head_start, options.reset, false}, study,
+          [&](std::size_t i, bool is_upper, const Arm& arm) {
+            const double shift = options.k + arm.sum / static_cast<double>(arm.points);
+            return about.Centre(i) + (is_upper ? 1.0 : -1.0) * about.Sigma(i) * shift;
+          });
+  return study;
+}
+
+CusumStudy StudyCountCusum(const Stretch& stretch, const CountCusumOptions& options) {
+  const auto is_rate = [&](double rate) {
+    return rate > 0.0 && std::isfinite(rate) && (!options.defectives || rate < 1.0);
+  };
+  Need(is_rate(options.shifted),
+       options.defectives ? "p1 must lie between 0 and 1" : "mu1 must be a number above 0");
+  Need(!options.target || is_rate(*options.target),
+       options.defectives ? "target must lie between 0 and 1" : "target must be above 0");
+  Need(options.h > 0.0 && options.h <= 1000.0 && IsOfSteps(options.h),
+       "h must be above 0, at most 1000 and a multiple of 0.25");
+  Need(options.head_start >= 0.0 && options.head_start < options.h && IsOfSteps(options.head_start),
+       "head-start must be 0 or more, below h and a multiple of 0.25");
+  CusumStudy study;
+  const auto count = stretch.points.size();
+  SetColumns(count, options.h, study);
+  study.reference.assign(count, kNaN);
+  study.signals.assign(count, 0);
+  // The line in force as a rate.
+  const auto rate_at = [&](std::size_t i) {
+    if (options.target) return *options.target;
+    return stretch.centre[i] / options.scale / (options.counted ? stretch.sizes[i] : 1.0);
+  };
+  const auto in_unit_of_points = [&](double rate, std::size_t i) {
+    return rate * options.scale * (options.counted ? stretch.sizes[i] : 1.0);
+  };
+  const double newest = Newest(stretch, [&](std::size_t i) { return stretch.centre[i]; });
+  study.mean = FigureOf(stretch.mean, options.target, newest);
+  const LeastAmounts least_points{options.target ? 1U : 2U, 20};
+  if (!HasEnough(UsedPoints(stretch), least_points, "points", study.notes)) return study;
+  const double without = Newest(stretch, rate_at);
+  if (!is_rate(without) || std::abs(without - options.shifted) <= 1e-12 * without) {
+    study.notes.push_back(
+        {"no-shift",
+         "Nothing lies between the mean and what is to be found, so there are no sums.",
+         {}});
+    return study;
+  }
+  const bool is_upper = options.shifted > without;
+  const double sign = is_upper ? 1.0 : -1.0;
+  Steps steps;
+  for (auto& side : steps.sides) side.assign(count, kNaN);
+  double least = kNaN, most = kNaN;
+  for (std::size_t i = 0; i < count; ++i) {
+    const double rate = rate_at(i), size = stretch.sizes[i];
+    // A stored row may lie on the other side of what is to be found.
+    if (!is_rate(rate) || !(size > 0.0) || (options.shifted > rate) != is_upper) continue;
+    const double exact = CountReference(rate, options.shifted, size, options.defectives);
+    study.reference[i] = std::round(exact / kCountStep) * kCountStep;
+    steps.sides[is_upper ? 0 : 1][i] = sign * (stretch.counts[i] - study.reference[i]);
+    least = std::fmin(least, study.reference[i]);
+    most = std::fmax(most, study.reference[i]);
+  }
+  if (least == 0.0) {
+    study.notes.push_back({"reference-zero",
+                           "Some points have so few units that their reference value is 0; larger "
+                           "samples, or counts of several together, have one.",
+                           {}});
+  }
+  if (least != most) {
+    study.notes.push_back({"references-differ",
+                           "The reference value differs from point to point, so the run length of "
+                           "one reference value is not that of this chart.",
+                           {}});
+  }
+  RunArms(stretch, steps, {options.h, options.head_start, options.reset, true}, study,
+          [&](std::size_t i, bool, const Arm& arm) {
+            double counts = 0.0, units = 0.0;
+            for (auto from = arm.start; from <= i; ++from) {
+              if (!stretch.IsUsed(from) || !std::isfinite(stretch.counts[from])) continue;
+              counts += stretch.counts[from];
+              units += stretch.sizes[from];
+            }
+            return in_unit_of_points(counts / units, i);
+          });
   return study;
 }
 

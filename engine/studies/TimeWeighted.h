@@ -31,7 +31,7 @@ struct EwmaOptions : AboutOptions {
 struct EwmaStudy {
   std::vector<double> z, centre, upper, lower;
   std::vector<std::uint8_t> signals;  // not 0: z is beyond a limit
-  Figure mean, sigma;                 // given, or those of the line in force
+  Figure mean, sigma;                 // given, or those of the line in force at the newest point
   std::vector<Note> notes;
 };
 
@@ -67,6 +67,8 @@ struct CusumStudy {
   std::vector<std::int32_t> count_upper, count_lower;  // points since the arm left 0
   std::vector<std::uint8_t> signals;                   // not 0: an arm is above h
   std::vector<CusumSignal> changes;                    // of each signal, by point
+  double h = platform::kNaN;                           // that signals go by
+  std::vector<double> reference;                       // of counts: K at each point; else empty
   Figure mean, sigma;
   std::vector<Note> notes;
 };
@@ -78,5 +80,34 @@ struct CusumStudy {
 // Throws std::invalid_argument for an option out of its range.
 // Source   ISO 7870-4; Montgomery, ch. 9.1
 CusumStudy StudyCusum(const Stretch& stretch, const CusumOptions& options = {});
+
+// Sums and reference values of counts are multiples of this, so that their chain has few states.
+inline constexpr double kCountStep = 0.25;
+
+struct CountCusumOptions {
+  // What there is after the shift that is to be found: the proportion, 0 to 1, or the defects a
+  // unit inspected, above 0. And without it; otherwise the line in force.
+  double shifted = platform::kNaN;
+  std::optional<double> target;
+  double h = platform::kNaN;  // a sum at h or above signals, in counts; a multiple of kCountStep,
+                              // 0 < h <= 1000
+  double head_start = 0.0;    // a multiple as well, 0 <= head_start < h
+  bool reset = false;         // the sum goes to the head start at the point after a signal
+  // What the points of the stretch are, as StudyData has it.
+  bool defectives = false, counted = false;
+  double scale = 1.0;
+};
+
+// One arm of counts c of n units, the upper one where more is to be found than there is, else the
+// lower one; the other has no values.
+//   upper_i = max(0, upper_(i-1) + c_i - K_i), lower_i = max(0, lower_(i-1) - c_i + K_i)
+//   defects     K = n (u1 - u0) / ln(u1 / u0)
+//   defectives  K = n ln((1 - p0) / (1 - p1)) / ln(p1 (1 - p0) / (p0 (1 - p1)))
+// K is rounded to a multiple of kCountStep. A signal is a sum at h or above: StudyCountCusumRuns
+// has its run length where all n are equal. The new mean is what was counted since the arm left 0,
+// in the unit of the points.
+// Throws std::invalid_argument for an option out of its range.
+// Source   Lucas, Technometrics 27 (1985)
+CusumStudy StudyCountCusum(const Stretch& stretch, const CountCusumOptions& options);
 
 }  // namespace orvspc::studies

@@ -52,8 +52,8 @@ class Resampler {
 
 }  // namespace
 
-Percentiles Bootstrap(const SampleView& sample, const FiguresOf& figures_of, std::size_t figures,
-                      double tail, std::int64_t draws, std::uint64_t seed) {
+Percentiles Bootstrap(const SampleView& sample, const SampleFigures& figures_of,
+                      std::size_t figures, double tail, std::int64_t draws, std::uint64_t seed) {
   Percentiles found{std::vector<double>(figures, platform::kNaN),
                     std::vector<double>(figures, platform::kNaN)};
   Resampler resampler(sample, seed);

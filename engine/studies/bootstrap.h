@@ -17,7 +17,7 @@ struct SampleView {
 };
 
 // Computes figures of a sample, always the same number; NaN: none.
-using FiguresOf = std::function<std::vector<double>(const SampleView& sample)>;
+using SampleFigures = std::function<std::vector<double>(const SampleView& sample)>;
 
 struct Percentiles {
   std::vector<double> lower, upper;  // of each figure; NaN where too many draws have none
@@ -26,7 +26,7 @@ struct Percentiles {
 
 // The percentiles `tail` and 1 - tail of so many figures in samples of as many subgroups of each
 // stream, drawn with replacement.
-Percentiles Bootstrap(const SampleView& sample, const FiguresOf& figures_of, std::size_t figures,
-                      double tail, std::int64_t draws, std::uint64_t seed);
+Percentiles Bootstrap(const SampleView& sample, const SampleFigures& figures_of,
+                      std::size_t figures, double tail, std::int64_t draws, std::uint64_t seed);
 
 }  // namespace orvspc::studies

@@ -151,7 +151,7 @@ struct Asked {
   bool quantiles = false, intervals = false, between_within = false, transform = false,
        sixpack = false;
   studies::IndexOptions indices;
-  std::vector<render::StudyOption> options;
+  std::vector<render::ResolvedOption> options;
 
   bool Any() const { return laws || quantiles || intervals || between_within; }
 };

@@ -11,6 +11,7 @@
 #include "chart/CCAnalysis.h"
 #include "host/cli/AlarmOutput.h"
 #include "host/cli/Analysis.h"
+#include "host/cli/study/Study.h"
 #include "host/render/core/Numbers.h"
 #include "platform/TimeStamp.h"
 #include "system/system.h"
@@ -44,6 +45,21 @@ constexpr Real kAql{
     100.0};
 constexpr Real kProducerRisk{
     {"producer-risk", "PERCENT", "attribute charts: risk of the same", "10"}, 99.0};
+enum class CountLimits { Sigma, Probability };
+constexpr render::Word kLimitsWords[] = {
+    {"sigma", static_cast<std::int32_t>(CountLimits::Sigma)},
+    {"probability", static_cast<std::int32_t>(CountLimits::Probability)}};
+constexpr Choice<CountLimits> kLimits{
+    {"limits", "WORD", "attribute charts: limits of three sigmas, or by the distribution itself",
+     "sigma", false, kLimitsWords}};
+constexpr RealInside kAlpha{
+    {"alpha", "X", "risk of a false signal of limits by the distribution", "0.0027"}, 0.0001, 0.1};
+enum class Sigma { Usual, Ar1 };
+constexpr render::Word kSigmaWords[] = {{"usual", static_cast<std::int32_t>(Sigma::Usual)},
+                                        {"ar1", static_cast<std::int32_t>(Sigma::Ar1)}};
+constexpr Choice<Sigma> kSigma{
+    {"sigma", "WORD", "charts with moving ranges: widened where each point leans on the one before",
+     "usual", false, kSigmaWords}};
 enum class SignalOf { Newest, Any };
 constexpr render::Word kSignalWords[] = {{"newest", static_cast<std::int32_t>(SignalOf::Newest)},
                                          {"any", static_cast<std::int32_t>(SignalOf::Any)}};
@@ -52,9 +68,9 @@ constexpr Choice<SignalOf> kSignalExit{
      "exit with 3 where the newest point of a stream signals, or with any where any point shown "
      "does, and with 4 where nothing is selected",
      "", false, kSignalWords, true}};
-constexpr Option kOptions[] = {kMax,          kGraph1,         kGraph2,    kGraph3,    kRules,
-                               kGroupBy,      kGroupThreshold, kCusum,     kEwma,      kAql,
-                               kProducerRisk, kPhase,          kAllPhases, kSignalExit};
+constexpr Option kOptions[] = {
+    kMax, kGraph1,       kGraph2, kGraph3, kRules, kGroupBy, kGroupThreshold, kCusum,     kEwma,
+    kAql, kProducerRisk, kLimits, kAlpha,  kSigma, kPhase,   kAllPhases,      kSignalExit};
 
 std::string Graph1Of(const Arguments& arguments) {
   return "--graph1 " + arguments.Value(kGraph1).value_or("auto");
@@ -71,7 +87,8 @@ std::shared_ptr<CCProcessing> MakeProcessing(const Arguments& arguments) {
     processing->Cusum(ccCusumStandard);
     if (!processing->AllowCUSUM()) throw Misuse("--cusum does not go with " + Graph1Of(arguments));
   }
-  for (const Option& option : {Option(kEwma), Option(kAql), Option(kProducerRisk)})
+  for (const Option& option :
+       {Option(kEwma), Option(kAql), Option(kProducerRisk), Option(kLimits), Option(kAlpha)})
     if (arguments.Has(option) && !processing->IsAttribute())
       throw Misuse(std::string("--") + option.name + " goes with charts of counts, not with " +
                    Graph1Of(arguments));
@@ -79,6 +96,26 @@ std::shared_ptr<CCProcessing> MakeProcessing(const Arguments& arguments) {
   if (const auto level = arguments.Get(kAql)) processing->AQLValue(*level);
   if (const auto risk = arguments.Get(kProducerRisk)) processing->AQLProducerRisk(*risk);
   return processing;
+}
+
+// What is drawn otherwise than by default, for the engine.
+std::map<std::string, std::string, std::less<>> ChartOptionsOf(const Arguments& arguments,
+                                                               const CCProcessing& processing) {
+  std::map<std::string, std::string, std::less<>> options;
+  if (arguments.Has(kSigma)) {
+    if (processing.IsAttribute())
+      throw Misuse("--sigma goes with charts of values, not with " + Graph1Of(arguments));
+    options["chart.sigma"] = *arguments.Value(kSigma);
+    arguments.Get(kSigma);
+  }
+  const auto alpha = StudyOptions(arguments).Get("Alpha", kAlpha);
+  const bool exact = arguments.Get(kLimits) == CountLimits::Probability;
+  if (exact && (arguments.Has(kCusum) || arguments.Get(kEwma) != ccEwmaNone))
+    throw Misuse("--limits probability does not go with --cusum and --ewma");
+  if (alpha && !exact) throw Misuse("--alpha goes with --limits probability");
+  if (arguments.Has(kLimits)) options["chart.limits"] = *arguments.Value(kLimits);
+  if (alpha) options["chart.alpha"] = render::Shortest(*alpha);
+  return options;
 }
 
 // Tests of these types that the newest subgroups of the selection have, so many at most.
@@ -303,12 +340,14 @@ Outcome Chart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
 
 int Run(const Arguments& arguments, Console& console) {
   const auto processing = MakeProcessing(arguments);
+  const auto options = ChartOptionsOf(arguments, *processing);
   // A chart of variables takes variable tests, one of counts those of defects and of defectives.
   const std::int32_t types =
       (processing->IsVariable() ? ttVariable : 0) | (processing->IsAttribute() ? kCounts : 0);
   return RunAnalysis(arguments, console, kDrawnAndStored, kMax, types, [&](Analysis& run) {
     if (const auto rules = arguments.Value(kRules)) run.database.UseRuleSet(*rules);
     run.database.JoinPhases(arguments.Has(kAllPhases));
+    run.database.UseChartOptions(options);
     return Chart(run, processing);
   });
 }
@@ -387,6 +426,42 @@ void NoteLimits(const QualityDatabase& database, render::ChartDocument& document
   AddAlike(std::move(changed), newest.size(), document.notes);
 }
 
+// What was chosen for the streams of a chart and bears on it.
+std::vector<std::vector<render::ResolvedOption>> OptionsOf(const QualityDatabase& database,
+                                                           const render::ChartDocument& document,
+                                                           const CCProcessing& processing) {
+  const bool counts = document.acceptance.has_value();
+  const bool weighted =
+      processing.Cusum() != ccCusumNone || (counts && processing.EWMA() != ccEwmaNone);
+  std::vector<std::vector<render::ResolvedOption>> all;
+  bool any = false;
+  for (const auto& stream : document.streams) {
+    auto& options = all.emplace_back();
+    const auto chosen = database.ChartOptionsOf({stream.part, stream.process, stream.test});
+    const auto find = [&](std::string_view key) {
+      return std::ranges::find(chosen, key, &ChartOption::key);
+    };
+    const auto from = [](const ChartOption& option) {
+      return option.of_database ? "database" : "command";
+    };
+    if (const auto sigma = find("chart.sigma"); !counts && sigma != chosen.end())
+      options.push_back({"Sigma", sigma->value, from(*sigma)});
+    const auto limits = find("chart.limits");
+    if (counts && !weighted && limits != chosen.end()) {
+      options.push_back({"Limits", limits->value, from(*limits)});
+      const auto alpha = find("chart.alpha");
+      if (alpha != chosen.end()) {
+        options.push_back({"Alpha", std::stod(alpha->value), from(*alpha)});
+      } else if (limits->value == "probability") {
+        options.push_back({"Alpha", 0.0027, "default"});
+      }
+    }
+    any = any || !options.empty();
+  }
+  if (!any) all.clear();
+  return all;
+}
+
 }  // namespace
 
 render::ChartDocument RunChart(const QualityDatabase& database,
@@ -405,6 +480,7 @@ render::ChartDocument RunChart(const QualityDatabase& database,
   // Without data the report is that of the chart before.
   if (document.chart.subgroups.rows.empty()) return document;
   static_cast<ChartReport&>(document) = std::move(report.chart);
+  document.options = OptionsOf(database, document, *processing);
   NoteLimits(database, document);
   NoteFlags(document.chart.subgroups, document.notes);
   return document;

@@ -252,10 +252,17 @@ int Run(const Arguments& arguments, Console& console) {
   Edit edit{arguments, QualityDatabase::Open(arguments.Required(kDatabase)),
             ChangeOptionsOf(arguments), console.out};
   for (const auto& each : verb.run(edit)) {
-    console.out << "#" << each.subgroup << " " << edit.database.Name(ItemKind::Test, each.test)
-                << (edit.options.dry_run ? ": would be changed"
-                                         : ": version " + std::to_string(each.version))
-                << "\n";
+    const bool is_comment = each.comment != 0;
+    if (is_comment) {
+      console.out << "comment " << each.comment;
+    } else {
+      console.out << "#" << each.subgroup << " " << edit.database.Name(ItemKind::Test, each.test);
+    }
+    if (!edit.options.dry_run) {
+      console.out << ": version " << each.version << "\n";
+    } else {
+      console.out << (is_comment ? " would be restored\n" : ": would be changed\n");
+    }
   }
   return 0;
 }

@@ -284,6 +284,17 @@ constexpr List kLists[] = {
                       database.SettingVersion(name));
        });
      }},
+    {"chart-options", "chart-option", "#ID Part Process Test #Graph Name=option Value -Version",
+     [](const QualityDatabase& database) {
+       const auto name = [&](ItemKind kind, std::int32_t id) {
+         return id == 0 ? Cell() : Cell(database.Name(kind, id));
+       };
+       return RowsOf(database.ChartOptions(), [&](const auto& option) {
+         return RowOf(option.id, name(ItemKind::Part, option.part),
+                      name(ItemKind::Process, option.process), name(ItemKind::Test, option.test),
+                      option.graph, option.key, option.value, option.version);
+       });
+     }},
     {"limits", "limits",
      "Part Test @Effective InForce=in_force #USL #Target #LSL #UGB #LGB #URL #LRL -UWP -LWP -Cp "
      "-Cpk -Alarms -Scale -Name",

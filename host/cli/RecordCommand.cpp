@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <fstream>
 #include <functional>
@@ -61,7 +62,8 @@ double NumberOf(const std::string& field, std::string_view text) {
   double number = 0.0;
   const auto digits = text.substr(text.starts_with('+') ? 1 : 0);
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  if (error == std::errc() && end == digits.data() + digits.size()) return number;
+  const bool is_read = error == std::errc() && end == digits.data() + digits.size();
+  if (is_read && std::isfinite(number)) return number;
   throw Refusal(field + ": " + std::string(text) + " is no number" +
                 (text.find(',') == std::string_view::npos ? "" : "; the decimal sign is a point"));
 }
@@ -85,6 +87,7 @@ NewRecord RecordOf(const Arguments& arguments) {
   if (const auto at = arguments.Value(kMeasuredAt)) {
     const auto time = ParseTime(*at);
     if (!time) throw Misuse("--at: \"" + *at + "\" " + std::string(platform::kNoTime));
+    if (*time == 0) throw Refusal("time: " + std::string(kNoTimeOfRecord));
     record.time = *time;
   }
   const auto gage = arguments.Value(kGage).value_or("");

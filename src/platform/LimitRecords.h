@@ -17,7 +17,7 @@ namespace orvspc {
 // What became of a row of control limits; the words are those of the database.
 //   proposed            waits for approval, holds nowhere
 //   active, retired     holds from its time on up to its end; retired: it has one
-//   rejected, void      holds nowhere: was not approved; was wrong
+//   rejected, void      holds nowhere: was not approved; was wrong, or withdrawn by its review
 inline constexpr std::string_view kLimitStates[] = {"proposed", "active", "retired", "rejected",
                                                     "void"};
 enum class LimitState { Proposed, Active, Retired, Rejected, Void };

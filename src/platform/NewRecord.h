@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/Actor.h"
@@ -17,6 +18,10 @@ namespace orvspc {
 
 // A record as a line of JSON has no more bytes.
 inline constexpr std::size_t kMaxLineOfRecord = std::size_t{64} << 20;
+
+// What is said of the time 0 where people give one: in NewRecord it is now.
+inline constexpr std::string_view kNoTimeOfRecord =
+    "1970-01-01T00:00:00 cannot be recorded; without a time the record is of now";
 
 // A value of a record, or a count of a counting test.
 struct NewPiece {

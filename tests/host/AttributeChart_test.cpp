@@ -162,6 +162,55 @@ TEST_F(AttributeChart, TheHelpNamesTheChartsWithoutACusum) {
     EXPECT_EQ(Chart("--graph1 " + graph + " --cusum").status, 0) << graph;
 }
 
+TEST_F(AttributeChart, LimitsByTheDistributionAreInEveryFormat) {
+  const std::string asked = "--part B --graph1 u --limits probability --alpha 0.05 --format ";
+  const auto json = ParseJson(Chart(asked + "json").out);
+  // 8 defects on 30 units: means of 8/3 and 16/3, and P(X > 6) = 0.0194, P(X > 10) = 0.0208,
+  // P(X < 2) = 0.0306 and P(X < 1) = 0.0048.
+  EXPECT_DOUBLE_EQ(json.At("Graphs[0].UCLs[0]").number, 6.0 / 10.0);
+  EXPECT_DOUBLE_EQ(json.At("Graphs[0].UCLs[1]").number, 10.0 / 20.0);
+  EXPECT_DOUBLE_EQ(json.At("Graphs[0].LCLs[1]").number, 1.0 / 20.0);
+  EXPECT_EQ(json.At("Streams[0].Options.Limits.Value").text, "probability");
+  EXPECT_EQ(json.At("Streams[0].Options.Limits.From").text, "command");
+  EXPECT_EQ(json.At("Streams[0].Options.Alpha.Value").number, 0.05);
+  EXPECT_EQ(json.At("Streams[0].Options.Alpha.From").text, "command");
+  const auto usual = ParseJson(Chart("--part B --graph1 u --limits probability --format json").out);
+  EXPECT_EQ(usual.At("Streams[0].Options.Alpha.Value").number, 0.0027);
+  EXPECT_EQ(usual.At("Streams[0].Options.Alpha.From").text, "default");
+  for (const std::string format : {"text", "svg", "html"}) {
+    EXPECT_NE(Chart(asked + format).out.find("limits by the distribution, alpha 0.05"),
+              std::string::npos)
+        << format;
+  }
+  ASSERT_EQ(Chart(asked + "xml -o u.xml").status, 0);
+  const auto stored = ParseJson(Run("show u.xml --format json").out);
+  EXPECT_DOUBLE_EQ(stored.At("Graphs[0].UCLs[0]").number, 0.6);
+  const auto plain = Chart("--part B --graph1 u --format json").out;
+  EXPECT_EQ(plain.find("Options"), std::string::npos);
+  EXPECT_GT(ParseJson(plain).At("Graphs[0].UCLs[0]").number, 0.6);
+}
+
+TEST_F(AttributeChart, PointsThatDoNotSuitTheirChartAreNotedThereAndNotByTheStudy) {
+  std::string text = "part,process,test,subgroup,time,count,size,test-type\n";
+  for (int i = 0; i < 20; ++i) {
+    const auto row = std::to_string(i + 1) + ",2024-01-" + std::string(i < 9 ? "0" : "") +
+                     std::to_string(i + 1) + ",";
+    text += "C,P,Bad," + row + (i % 2 == 0 ? "800" : "1200") + ",10000,defectives\n";
+    text += "C,P,Rare," + row + (i % 5 == 0 ? "1" : "0") + ",50,defectives\n";
+  }
+  Write("m.csv", text);
+  ASSERT_EQ(Run("import m.csv --db q.db").status, 0);
+  for (const std::string format : {"text", "json", "html"}) {
+    const auto wide = Chart("--part C --test Bad --graph1 p --format " + format);
+    EXPECT_NE(wide.out.find("vary more than their sizes explain"), std::string::npos) << wide.out;
+    const auto rare = Chart("--part C --test Rare --graph1 p --format " + format);
+    EXPECT_NE(rare.out.find("the time between events shows more"), std::string::npos) << rare.out;
+  }
+  const auto study = Run("study laney --db q.db --part C --test Bad --format json");
+  EXPECT_EQ(study.status, 0) << study.err;
+  EXPECT_EQ(study.out.find("overdispersed"), std::string::npos) << study.out;
+}
+
 TEST_F(AttributeChart, OptionsOfCountsAreMisuseElsewhere) {
   const struct {
     const char* options;
@@ -175,6 +224,14 @@ TEST_F(AttributeChart, OptionsOfCountsAreMisuseElsewhere) {
       {"--graph1 p --producer-risk 99.5", "from 0 to 99"},
       {"--graph1 p --ewma weighted", "--ewma takes none, standard or moving-centre"},
       {"--graph1 np --cusum", "--cusum does not go with --graph1 np"},
+      {"--limits probability", "--limits goes with charts of counts, not with --graph1 auto"},
+      {"--graph1 p --limits exact", "--limits takes sigma or probability"},
+      {"--graph1 p --alpha 0.01", "--alpha goes with --limits probability"},
+      {"--graph1 p --limits probability --alpha 0.2",
+       "--alpha takes a number from 0.0001 to 0.1, not 0.2"},
+      {"--graph1 p --limits probability --cusum",
+       "--limits probability does not go with --cusum and --ewma"},
+      {"--graph1 p --sigma ar1", "--sigma goes with charts of values, not with --graph1 p"},
   };
   for (const auto& row : rows) {
     const auto outcome = Chart(row.options);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <sstream>
 #include <string>
 
 #include "tests/host/ProgramTest.h"
@@ -32,6 +34,14 @@ class EditCommand : public ProgramTest {
             " --part A --test T --state enabled,incomplete --max 0 --format " + format);
     EXPECT_EQ(run.status, 0) << run.err;
     return run.out;
+  }
+  // Of the log.
+  std::int64_t LatestEntry() {
+    std::istringstream head(Run("log --db q.db --head").out);
+    std::string uuid;
+    std::int64_t number = 0;
+    head >> uuid >> number;
+    return number;
   }
   static std::string Member(const std::string& json, const std::string& key) {
     const auto at = json.find("\n  \"" + key + "\": ");
@@ -133,6 +143,20 @@ TEST_F(EditCommand, ADryRunSaysWhatWouldBeDone) {
   EXPECT_EQ(Run("comment remove 1" + dry).out, "comment 1 would be removed\n");
   EXPECT_EQ(Run("edit delete '#1'" + dry).out, "#1 T: would be changed\n");
   EXPECT_EQ(Run("edit rename part Z --to B" + dry).status, 1);
+}
+
+TEST_F(EditCommand, ARestoredCommentIsAnswered) {
+  Make("q.db", true);
+  const std::string why = " --reason 'typed wrongly' --db q.db";
+  ASSERT_EQ(Run("comment add '#1' old --db q.db").status, 0);
+  ASSERT_EQ(Run("comment remove 1" + why).status, 0);
+  const auto entry = LatestEntry();
+  const auto number = std::to_string(entry);
+  EXPECT_EQ(Run("edit restore " + number + " --dry-run" + why).out,
+            "comment 1 would be restored\n");
+  const auto restored = Run("edit restore " + number + why);
+  EXPECT_EQ(restored.out, "comment 1: version " + std::to_string(entry + 1) + "\n");
+  EXPECT_EQ(LatestEntry(), entry + 1);
 }
 
 TEST_F(EditCommand, EachVerbTakesItsOptionsAlone) {

@@ -63,6 +63,31 @@ TEST_F(GageStudies, EveryFormat) {
   }
 }
 
+// What a picture says beside lines and below axes is there whole.
+TEST_F(GageStudies, LabelsOfPicturesAreWhole) {
+  const struct {
+    const char* arguments;
+    std::vector<const char*> texts;
+  } rows[] = {
+      {"gage --tolerance 8 --data ",
+       {"gage.csv", ">Repeatability<", ">Reproducibility<", ">Operator<", ">CL 0.001444<",
+        ">LCL -0.3482<", ">points outside the limits are good<"}},
+      {"type1 --reference 25 --tolerance 0.03 --data ", {"type1.csv", ">mean 25.001<"}},
+      {"linearity --process-sd 2.5 --data ", {"linearity.csv", "process SD 2.5"}},
+      {"plan --lot-size 10000", {"", ">AOQL 0.0145<"}},
+  };
+  for (const auto& row : rows) {
+    const std::string file(row.texts[0]);
+    const auto line = std::string("study ") + row.arguments + (file.empty() ? "" : Sample(file));
+    ASSERT_EQ(Run(line + " -o a.svg").status, 0) << line;
+    const auto picture = Text(folder_.File("a.svg"));
+    for (std::size_t i = 1; i < row.texts.size(); ++i) {
+      EXPECT_NE(picture.find(row.texts[i]), std::string::npos) << row.texts[i];
+    }
+    EXPECT_EQ(picture.find("…"), std::string::npos) << line;
+  }
+}
+
 TEST_F(GageStudies, GageOfADatabase) {
   std::string csv = "part,process,test,subgroup,time,serial,employee,value\n";
   int minute = 0;
@@ -128,8 +153,8 @@ TEST_F(GageStudies, Misuse) {
   Refused("plan --aql 0.06", 2, "--rql takes a number above --aql to below 1, not 0.05");
   Refused("plan --aql 1", 2, "--aql takes a number above 0 to below 1, not 1");
   Refused("plan --n 50", 2, "--c is missing");
-  Refused("plan --n 50 --c 1 --lot 20", 2,
-          "--lot takes a number from the samples on, which are 50, not 20");
+  Refused("plan --n 50 --c 1 --lot-size 20", 2,
+          "--lot-size takes a number from the samples on, which are 50, not 20");
 }
 
 TEST_F(GageStudies, Plans) {
@@ -139,17 +164,59 @@ TEST_F(GageStudies, Plans) {
   EXPECT_EQ(single["P"].size(), single["OC"].size());
   EXPECT_TRUE(single["ATI"][0].is_null());
   EXPECT_NEAR(single["Risks"]["Producer"].get<double>(), 0.0442525, 1e-6);
-  const auto given = Json("plan --n 52 --c 3 --lot 10000");
+  const auto given = Json("plan --n 52 --c 3 --lot-size 10000");
   EXPECT_NEAR(given["AOQL"].get<double>(), 0.0371901, 1e-6);
   EXPECT_EQ(given["ATI"][0], 52.0);
   EXPECT_TRUE(given["Risks"]["Producer"].is_null());
   EXPECT_EQ(Json("plan --variables unknown --rql 0.06")["N"], 42);
   EXPECT_EQ(Json("plan --double twice")["N2"].get<int>(),
             2 * Json("plan --double twice")["N1"].get<int>());
-  EXPECT_EQ(Json("plan --lot 200")["Model"], "hypergeometric");
+  EXPECT_EQ(Json("plan --lot-size 200")["Model"], "hypergeometric");
   const auto none = Json("plan --aql 0.01 --rql 0.0101 --alpha 0.001 --beta 0.001");
   EXPECT_TRUE(none["N"].is_null());
   EXPECT_EQ(none["Notes"][0]["Code"], "no-plan");
+  EXPECT_TRUE(single["Decision"].is_null());
+}
+
+TEST_F(GageStudies, APlanSaysWhatItSaysOfAStoredLot) {
+  std::string csv = "part,process,test,subgroup,time,lot,size,test-type,count\n";
+  const auto add = [&](const char* process, int hour, const char* lot, int count) {
+    csv += std::string("Can,") + process + ",Leaks," + std::to_string(hour) + ",2024-05-02T" +
+           std::to_string(hour) + ":00:00," + lot + ",25,defectives," + std::to_string(count) +
+           "\n";
+  };
+  add("Seamer", 10, "L1", 1);
+  add("Seamer", 11, "L1", 1);
+  add("Seamer", 12, "L2", 3);
+  add("Seamer", 13, "L3", 0);
+  add("Seamer", 14, "L4", 0);
+  add("Other", 15, "L4", 0);
+  Write("c.csv", csv);
+  ASSERT_EQ(Run("import c.csv --db q.db").status, 0);
+  const auto plan = std::string("plan --n 50 --c 2 --db q.db --part Can --test Leaks --lot ");
+  const auto taken = Json(plan + "L1");
+  EXPECT_EQ(taken["Decision"]["Lot"], "L1");
+  EXPECT_EQ(taken["Decision"]["Stream"], "Can / Seamer / Leaks");
+  EXPECT_EQ(taken["Decision"]["Subgroups"], 2);
+  EXPECT_EQ(taken["Decision"]["Units"], 50);
+  EXPECT_EQ(taken["Decision"]["Found"], 2);
+  EXPECT_EQ(taken["Decision"]["Verdict"], "take");
+  EXPECT_EQ(taken["Decision"]["Reason"], "2 bad units in 50 units, the plan takes at most 2");
+  EXPECT_FALSE(taken["Selection"].is_null());
+  EXPECT_EQ(taken["Notes"][0]["Code"], "advice-only");
+  EXPECT_EQ(Json(plan + "L2")["Decision"]["Verdict"], "refuse");
+  EXPECT_EQ(Json(plan + "L3")["Decision"]["Verdict"], "undecided");
+  const auto text = Run("study " + plan + "L2").out;
+  EXPECT_NE(text.find("3 bad units in 25 units"), std::string::npos) << text;
+  EXPECT_EQ(Json("plan --n1 25 --c1 0 --n2 25 --c2 2 --db q.db --lot L3")["Decision"]["Verdict"],
+            "take");
+  Refused(plan + "L4", 1,
+          "the lot has values of 2 streams; --part, --process and --test choose one");
+  EXPECT_EQ(Json(plan + "L4 --process Other")["Decision"]["Units"], 25);
+  EXPECT_TRUE(Json(plan + "L1 --since 2030-01-01")["Decision"].is_null());
+  Refused("plan --n 50 --c 2 --db q.db", 2, "--db needs --lot NAME, one lot");
+  Refused("plan --n 50 --c 2 --lot L1", 2, "--lot L1 goes with --db");
+  Refused("plan --n 50 --k 2 --db q.db --lot L1", 2, "--k does not go with --db, which has counts");
 }
 
 }  // namespace

@@ -714,8 +714,8 @@ TEST_F(Program, EveryListHasTextAndJson) {
   EXPECT_EQ(streams.At("stream[0].Subgroups").number, 20);
   EXPECT_EQ(streams.At("stream[0].Last").text, "2024-03-01T19:00:00");
   for (const std::string what :
-       {"streams", "descriptors", "groups", "rule-sets", "settings", "limits", "control-limits",
-        "opportunities", "net-contents", "defects", "acc-code", "state-codes"}) {
+       {"streams", "descriptors", "groups", "rule-sets", "settings", "chart-options", "limits",
+        "control-limits", "opportunities", "net-contents", "defects", "acc-code", "state-codes"}) {
     const Outcome text = Run("list " + what + " --db q.db");
     EXPECT_EQ(text.status, 0) << what << text.err;
     EXPECT_NE(text.out, "") << what;

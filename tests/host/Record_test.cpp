@@ -238,6 +238,9 @@ TEST_F(RecordTest, AKeyThatIsNoneIsTheRefusalOfItsLineAlone) {
     EXPECT_EQ(lines[4]["subgroup"], 3);
     EXPECT_EQ(lines[4]["repeated"], arguments == "--jsonl -");
   }
+  for (const std::string value : {"nan", "inf", "1 --defect X=inf"}) {
+    EXPECT_EQ(Run(kRing + value + " --key k1").status, 1) << value << ": it is no number";
+  }
   const auto one = Run(kRing + "6 --key '\xFF\xFE'");
   EXPECT_EQ(one.status, 1);
   EXPECT_EQ(one.err, "orvspc record: key: must be 1 to 64 printable characters of ASCII\n");
@@ -313,6 +316,12 @@ TEST_F(RecordTest, ARefusalHasOneTextWhicheverWayARecordComes) {
       {"inactive", args("Ring", "Press B", "Diameter") + "1",
        R"("part":"Ring","process":"Press B","test":"Diameter","pieces":[1])",
        "process: \"Press B\" is deactivated since 20"},
+      {"unknown", args("Ring", "Press B", "Weight") + "1",
+       R"("part":"Ring","process":"Press B","test":"Weight","pieces":[1])",
+       "test: there is no test \"Weight\""},
+      {"number", args("Rung", "Press A", "Diameter") + "nan",
+       R"("part":"Rung","process":"Press A","test":"Diameter","pieces":["nan"])",
+       "value: nan is no number"},
       {"type", count + "1", leaks + R"("pieces":[1])",
        "test: Leaks counts defectives; give --size and a count"},
       {"type", kRing + "1 2 --size 7", ring + R"("pieces":[1,2],"size":7)",
@@ -341,6 +350,10 @@ TEST_F(RecordTest, ARefusalHasOneTextWhicheverWayARecordComes) {
        "time: lies "},
       {"time", kRing + "1 2 --at 2039-01-01", ring + R"("pieces":[1,2],"time":"2039-01-01")",
        "time: must lie between 1901-12-13T20:45:52 and 2038-01-19T03:14:07"},
+      {"time", kRing + "1 2 --at 1970-01-01", ring + R"("pieces":[1,2],"time":0)",
+       "time: 1970-01-01T00:00:00 cannot be recorded; without a time the record is of now"},
+      {"time", kRing + "1 2 --at 1970-01-01T01:00+01",
+       ring + R"("pieces":[1,2],"time":"1970-01-01T01:00+01")", "time: 1970-01-01T00:00:00 "},
       {"stored", kRing + "1 2 --at 2026-03-11 --label old",
        ring + R"("pieces":[1,2],"time":"2026-03-11","label":"old")",
        "test: this subgroup, #1, has values of this test (orvspc edit value changes them)"},

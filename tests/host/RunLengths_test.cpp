@@ -78,6 +78,36 @@ TEST_F(RunLengthCommands, AlarmsThatAreSwitchedOffAreNotInUse) {
   EXPECT_NEAR(document.At("ARL[0]").number, 225.44, 0.5);  // windows must be whole
 }
 
+// One sample each half hour: an hour is two points.
+TEST_F(RunLengthCommands, ASamplingRequirementGivesTheRunLengthInTime) {
+  ImportWafers();
+  Write("alarms.csv", "number,on\n1,yes\n");
+  ASSERT_EQ(Run("import alarms.csv --db q.db --kind alarms").status, 0);
+  const std::string line = "arl --db q.db --shifts 0,1";
+  EXPECT_EQ(Json(line).At("Streams[0].Interval").kind, ParsedJson::Kind::Null);
+  const auto require = [&](const std::string& rows) {
+    Write("r.csv", "process,test,kind,n,minutes,grace,name,from\n" + rows);
+    const auto outcome = Run("import r.csv --db q.db --kind requirements");
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+  };
+  require("Hard bake,Flow width,shift,4,,,Four a shift,\n");
+  EXPECT_EQ(Json(line).At("Streams[0].Interval").kind, ParsedJson::Kind::Null);
+  require("Hard bake,Flow width,interval,2,60,,Two an hour,\n");
+  const auto document = Json(line);
+  EXPECT_EQ(document.At("Streams[0].Interval").number, 1800.0);
+  EXPECT_NEAR(document.At("ARL[0]").number, 370.4, 0.05);
+  for (const auto* const scheme : {"", "Streams[0].Schemes[0].", "Streams[0].Schemes[2]."}) {
+    const std::string at(scheme);
+    EXPECT_DOUBLE_EQ(document.At(at + "Hours[1]").number, document.At(at + "ARL[1]").number / 2.0);
+  }
+  EXPECT_NE(Run("study " + line).out.find("hours"), std::string::npos);
+  // In force only after the newest point.
+  require("Hard bake,Flow width,interval,1,10,,Later,2024-06-01\n");
+  EXPECT_EQ(Json(line).At("Streams[0].Interval").number, 1800.0);
+  require("Hard bake,Flow width,interval,1,20,,Sooner,2024-03-01\n");
+  EXPECT_EQ(Json(line).At("Streams[0].Interval").number, 1200.0);
+}
+
 TEST_F(RunLengthCommands, ADesignHasTheRunLengthThatWasAskedFor) {
   const auto document = Json("design --arl0 370 --shift 1 --arl 2");
   EXPECT_NEAR(document.At("Cusum.H").number, 4.7738, 0.0001);

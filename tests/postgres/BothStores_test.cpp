@@ -40,9 +40,9 @@ constexpr Sample kSamples[] = {
 
 // The tables of recording, alarms, phases and the life of limits.
 constexpr std::string_view kFilledByNoImport[] = {
-    "phase",         "baseline_policy", "limit_exclusion",  "client_key",
-    "alias",         "alarm_mark",      "alarm_checkpoint", "alarm",
-    "sampling_mark", "missed_sample",   "outbox",           "delivery"};
+    "phase",      "baseline_policy",  "limit_exclusion", "client_key",    "alias",
+    "alarm_mark", "alarm_checkpoint", "alarm",           "sampling_mark", "missed_sample",
+    "outbox",     "delivery",         "chart_option"};
 
 class BothStoresTest : public testing::Test {
  protected:

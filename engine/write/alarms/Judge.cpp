@@ -137,9 +137,9 @@ class StreamJudge {
   std::int64_t OldestToJudge() { return newest_.value_or(touched_.last).time - Horizon(); }
   std::int64_t Horizon() { return SecondsOfHorizon(store_.Setting("alarm_horizon", "")); }
 
-  // Beside a wrong date that was the newest all others were too old.
+  // Beside a wrong date that was the newest all others were too old, or those of its first days.
   void TakeInUnjudged() {
-    if (!mark_ || !newest_ || mark_->time - Horizon() <= newest_->time) return;
+    if (!mark_ || !newest_ || *mark_ <= *newest_) return;
     const auto oldest = std::max<std::int64_t>(OldestToJudge(), INT32_MIN);
     touched_.first = std::min(touched_.first, {static_cast<std::int32_t>(oldest), INT32_MIN});
   }
@@ -425,15 +425,19 @@ class StreamJudge {
     return alarm;
   }
 
+  // Also one that was withdrawn and comes back with the signal.
+  bool IsClosed(const Alarm& alarm, const Signal& signal, const std::vector<Alarm>& known) const {
+    if (alarm.state != "withdrawn") return alarm.state == "closed";
+    return Find(signal, FirstOf(signal), known) == &alarm && StateBefore(db_, alarm) == "closed";
+  }
+
   // What is marked after an alarm was closed is another one.
   void EndWhereClosed(std::vector<Signal>& signals, const std::vector<Alarm>& known) const {
     for (std::size_t s = 0; s < signals.size(); ++s) {
       for (const auto& each : known) {
         const auto signal = signals[s];
-        if (each.state != "closed" || each.graph != signal.cause.graph ||
-            each.rule != signal.cause.rule) {
-          continue;
-        }
+        if (each.graph != signal.cause.graph || each.rule != signal.cause.rule) continue;
+        if (!IsClosed(each, signal, known)) continue;
         const auto end = PlaceIn(signal, each.last_subgroup);
         if (end >= signal.last) continue;
         auto next = end + 1;

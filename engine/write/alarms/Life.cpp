@@ -2,11 +2,11 @@
 #include "engine/write/alarms/Life.h"
 
 #include <optional>
-#include <span>
 #include <string_view>
 
 #include "engine/catalogue/nearest.h"
-#include "engine/write/alarms/Judge.h"
+#include "engine/chunks/StreamWalk.h"
+#include "engine/chunks/subgroups.h"
 #include "engine/write/alarms/alarm_rows.h"
 #include "engine/write/log/Json.h"
 #include "platform/Enumerations.h"
@@ -67,22 +67,42 @@ void SetState(log::Writing& writing, const Alarm& alarm, std::string_view state,
   Tell(writing, alarm, state == "open" ? "reopened" : state);
 }
 
+// The next point of a stream after an alarm that counts; 0: there is none.
+std::int32_t SubgroupAfter(sql::Connection& db, std::int64_t stream, const Alarm& alarm) {
+  store::RecordKey last{alarm.time, alarm.first_subgroup};
+  store::ForEachSubgroup(db, alarm.last_subgroup, alarm.last_subgroup,
+                         [&](const store::SubgroupFacts& subgroup) {
+                           last = {subgroup.time, subgroup.id};
+                         });
+  std::int32_t next = 0;
+  store::StreamWalk(db, stream, true, last.time, INT32_MAX)
+      .ForEach([&](const store::RecordView& record) {
+        if (record.Key() <= last || record.Flag() != sfEnabled) return true;
+        next = record.Subgroup();
+        return false;
+      });
+  return next;
+}
+
 // What came to the run of a closed alarm is another one. Reopened it would take that one's points.
-void RefuseIfItGoesOn(log::Writing& writing, const Alarm& alarm) {
-  auto& db = writing.Db();
-  sql::Query next(db,
-                  "SELECT b.event, b.stream, e.subgroup_time, b.first_subgroup FROM alarm a "
-                  "JOIN alarm b ON b.stream = a.stream AND b.graph = a.graph AND b.rule = a.rule "
-                  "JOIN event e ON e.id = b.event "
-                  "WHERE a.event = ?1 AND b.state <> 'withdrawn' "
-                  "AND (e.subgroup_time, b.first_subgroup) > (?2, ?3) "
-                  "ORDER BY e.subgroup_time, b.first_subgroup LIMIT 1",
-                  alarm.event, alarm.time, alarm.first_subgroup);
-  if (!next.Step()) return;
-  const auto event = next.Int(0);
-  const Touched both{next.Int64(1), {alarm.time, alarm.first_subgroup}, {next.Int(2), next.Int(3)}};
-  Judge(writing, std::span(&both, 1));
-  if (NeededAlarm(db, event).state != "withdrawn") return;
+// Whatever the rules are now: both were opened by those of their time.
+void RefuseIfItGoesOn(sql::Connection& db, const Alarm& alarm) {
+  std::int64_t stream = 0;
+  std::int32_t event = 0, first = 0;
+  {
+    sql::Query next(db,
+                    "SELECT b.stream, b.event, b.first_subgroup FROM alarm a "
+                    "JOIN rule r ON r.number = a.rule AND r.m > 1 "
+                    "JOIN alarm b ON b.stream = a.stream AND b.graph = a.graph AND b.rule = a.rule "
+                    "JOIN event e ON e.id = b.event "
+                    "WHERE a.event = ?1 AND b.state <> 'withdrawn' "
+                    "AND (e.subgroup_time, b.first_subgroup) > (?2, ?3) "
+                    "ORDER BY e.subgroup_time, b.first_subgroup LIMIT 1",
+                    alarm.event, alarm.time, alarm.first_subgroup);
+    if (!next.Step()) return;
+    next.Read(stream, event, first);
+  }
+  if (SubgroupAfter(db, stream, alarm) != first) return;
   RefuseState(alarm, "its run goes on in alarm " + std::to_string(event));
 }
 
@@ -164,8 +184,8 @@ void Reopen(log::Writing& writing, const Alarm& alarm) {
   if (alarm.state != "closed" && alarm.state != "acknowledged") {
     RefuseState(alarm, "is " + alarm.state + ", not closed");
   }
+  RefuseIfItGoesOn(writing.Db(), alarm);
   SetState(writing, alarm, "open", NeededCodes(writing.Db()), "alarm-reopen", log::Json::object());
-  RefuseIfItGoesOn(writing, alarm);
 }
 
 }  // namespace orvspc::engine::alarms

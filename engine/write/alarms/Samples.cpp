@@ -94,10 +94,13 @@ class RequirementCheck {
  private:
   // The samples since the mark, and what they are counted by.
   void ReadInput() {
-    auto start = judged_.mark ? *judged_.mark + 1 : judged_.valid_from.value_or(time::kNoStamp);
-    if (judged_.is_by_item) start = time::kNoStamp;
+    auto start = judged_.mark ? std::optional(*judged_.mark + 1) : judged_.valid_from;
+    if (judged_.is_by_item) start.reset();
+    // What nobody has measured yet is missed since the process began.
+    if (!start) start = compliance::BeginOfProcess(db_, store_.Cache(), judged_.process);
+    if (!start) return;
     const auto range = store::SelectionOf({judged_.part, judged_.process, judged_.test},
-                                          static_cast<std::int32_t>(start), time::kNoStamp);
+                                          static_cast<std::int32_t>(*start), time::kNoStamp);
     auto info = range.info;
     store::DataSet data;
     store_.Select(info, range.filter, {}, data);

@@ -118,6 +118,16 @@ void Open(log::Writing& writing, std::int64_t stream, Alarm& alarm) {
   Tell(writing, alarm, "opened");
 }
 
+std::string StateBefore(sql::Connection& db, const Alarm& alarm) {
+  const auto object = ObjectOf(alarm);
+  sql::Query query(db,
+                   "SELECT before FROM log WHERE object = ?1 AND operation = 'alarm-withdraw' "
+                   "ORDER BY seq DESC LIMIT 1",
+                   object);
+  const std::string open = "open";
+  return query.Step() ? log::ReadJson(query.Text(0)).value("state", open) : open;
+}
+
 void Extend(log::Writing& writing, const Alarm& known, const Alarm& now) {
   auto& db = writing.Db();
   const bool comes_back = known.state == "withdrawn";
@@ -126,16 +136,22 @@ void Extend(log::Writing& writing, const Alarm& known, const Alarm& now) {
              now.last_subgroup, now.points)
       .Run();
   if (!comes_back) return;
-  sql::Query(db, "UPDATE event SET flag = ?2 WHERE id = ?1", known.event, NeededCodes(db)).Run();
-  sql::Query(db, "UPDATE alarm SET state = 'open', revision = revision + 1 WHERE event = ?1",
-             known.event)
-      .Run();
   auto present = known;
+  present.state = StateBefore(db, known);
+  const bool is_open = present.state == "open";
+  sql::Query(db, "UPDATE event SET flag = ?2 WHERE id = ?1", known.event,
+             present.state == "closed" ? 0 : NeededCodes(db))
+      .Run();
+  sql::Query(db, "UPDATE alarm SET state = ?2, revision = revision + 1 WHERE event = ?1",
+             known.event, present.state)
+      .Run();
   present.last_subgroup = now.last_subgroup;
   present.points = now.points;
-  writing.Add("alarm-open", ObjectOf(known), log::CanonicalText({{"state", known.state}}),
-              log::CanonicalText(JsonOf(db, present)));
-  Tell(writing, present, "opened");
+  auto after = JsonOf(db, present);
+  if (!is_open) after["state"] = present.state;
+  writing.Add(is_open ? "alarm-open" : "alarm-return", ObjectOf(known),
+              log::CanonicalText({{"state", known.state}}), log::CanonicalText(after));
+  Tell(writing, present, is_open ? "opened" : present.state);
 }
 
 void Withdraw(log::Writing& writing, const Alarm& alarm, std::int64_t entry) {

@@ -38,6 +38,8 @@ std::optional<store::RecordKey> ReadMark(sql::Connection& db, std::int64_t strea
 
 // Opens one, which gets its event.
 void Open(log::Writing& writing, std::int64_t stream, Alarm& alarm);
+// The state that a withdrawn one had before, and has again when it is found again.
+std::string StateBefore(sql::Connection& db, const Alarm& alarm);
 // It goes on, has come to other points, or is found again after it was withdrawn.
 void Extend(log::Writing& writing, const Alarm& known, const Alarm& now);
 // What it was about is no more; the event stays. entry: of the log, about what changed that.

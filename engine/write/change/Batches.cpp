@@ -68,7 +68,7 @@ std::vector<std::int64_t> TakenOut(sql::Connection& db, const Batch& batch) {
                    "AND before LIKE ?2 ORDER BY seq",
                    batch.entry, mark);
   while (query.Step()) {
-    if (BatchOf(log::ReadJson(query.Text(2))) != batch.id) continue;
+    if (log::BatchOf(log::ReadJson(query.Text(2))) != batch.id) continue;
     std::int32_t subgroup = 0, test = 0;
     const std::string object(query.Text(1));
     if (std::sscanf(object.c_str(), "subgroup %d test %d", &subgroup, &test) != 2) continue;
@@ -191,10 +191,9 @@ void ValuesUndo::TakeOut(std::int64_t stream, std::span<const store::RecordKey> 
   const auto after = log::CanonicalText({{"undone", batch_.id}});
   for (const auto& record : records) {
     const auto& of = record.subgroup;
-    writing_.Add("delete", record.Object(), BeforeOf(db_, record), after);
+    writing_.Add("delete", record.Object(), DropComments(db_, record), after);
     NoteNames(record);
     subgroups_[{of.part, of.process}].emplace(std::pair(of.time, of.id), of.label);
-    DropComments(db_, record);
   }
   store::StreamWriter writer(db_);
   writer.Remove(stream, keys);
@@ -371,9 +370,10 @@ UndoneBatch UndoValues(log::Writing& writing, const Batch& batch, bool keep_chan
   }
   undo.DropDescriptors(stored.changed_subgroups);
   undo.TidySubgroups();
+  // First, since it uses the name of who undoes it.
+  AddEvent(writing, etSubgroupDelete, {});
   undone.report.names = undo.DeactivateNames();
   undo.ForgetTypes();
-  AddEvent(writing, etSubgroupDelete, {});
   return undone;
 }
 

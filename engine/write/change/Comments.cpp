@@ -6,12 +6,12 @@
 
 #include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
-#include "engine/write/change/Items.h"
 #include "engine/write/change/LaterNames.h"
 #include "engine/write/change/StoredRecord.h"
 #include "engine/write/change/events.h"
 #include "engine/write/change/version.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/UndoneNames.h"
 #include "engine/write/log/texts.h"
 
 namespace orvspc::engine::change {
@@ -154,16 +154,17 @@ void RemoveComment(log::Writing& writing, std::int64_t comment,
   AddEvent(writing, etSubgroupEdit, About(db, stored));
 }
 
-bool RestoreComment(log::Writing& writing, std::int64_t entry,
-                    std::optional<std::int64_t> expected) {
+std::optional<RestoredComment> RestoreComment(log::Writing& writing, std::int64_t entry,
+                                              std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
+  writing.NeedReason();
   std::string object, text, operation;
   {
     sql::Query query(db, "SELECT object, before, operation FROM log WHERE seq = ?1", entry);
     if (query.Step()) query.Read(object, text, operation);
   }
   long long comment = 0;
-  if (std::sscanf(object.c_str(), "comment %lld", &comment) != 1) return false;
+  if (std::sscanf(object.c_str(), "comment %lld", &comment) != 1) return std::nullopt;
   if (text.empty()) {
     throw Refused("entry", "entry", std::to_string(entry),
                   "entry " + std::to_string(entry) +
@@ -178,7 +179,7 @@ bool RestoreComment(log::Writing& writing, std::int64_t entry,
       throw Refused("stored", "comment", std::to_string(comment), object + " is there already");
     }
     const auto author = names.Find(catalogue::ItemKind::Employee, former.who).value_or(0);
-    if (author != 0) ReviveUndone(db, catalogue::ItemKind::Employee, author);
+    if (author != 0) log::ReviveUndone(writing, catalogue::ItemKind::Employee, author);
     sql::Query(db,
                "INSERT INTO comment(id, subgroup, test, tsno, time, employee, note) "
                "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)",
@@ -192,7 +193,7 @@ bool RestoreComment(log::Writing& writing, std::int64_t entry,
   writing.Add("restore", object, before,
               log::CanonicalText({{"entry", entry}, {"text", former.text}}));
   AddEvent(writing, etSubgroupEdit, About(db, former));
-  return true;
+  return RestoredComment{comment, former.subgroup, former.test};
 }
 
 }  // namespace orvspc::engine::change

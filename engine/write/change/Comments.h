@@ -27,9 +27,13 @@ void EditComment(log::Writing& writing, std::int64_t comment, std::string_view t
 void TakeOutComment(log::Writing& writing, std::int64_t comment);
 void RemoveComment(log::Writing& writing, std::int64_t comment,
                    std::optional<std::int64_t> expected);
-// Brings back what an entry changed or took out, with number, author and time as they were. Returns
-// false where the entry is not about a comment.
-bool RestoreComment(log::Writing& writing, std::int64_t entry,
-                    std::optional<std::int64_t> expected);
+struct RestoredComment {
+  std::int64_t id = 0;
+  std::int32_t subgroup = 0, test = 0;
+};
+// Brings back what an entry changed or took out, with number, author and time as they were. Nothing
+// where the entry is not about a comment. Refused: "stored", where the comment is there.
+std::optional<RestoredComment> RestoreComment(log::Writing& writing, std::int64_t entry,
+                                              std::optional<std::int64_t> expected);
 
 }  // namespace orvspc::engine::change

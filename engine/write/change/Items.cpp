@@ -9,6 +9,7 @@
 #include "engine/write/change/stream_settings.h"
 #include "engine/write/change/version.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/UndoneNames.h"
 #include "engine/write/log/texts.h"
 #include "platform/TimeText.h"
 
@@ -39,22 +40,11 @@ std::string AddText(ItemKind kind) {
 std::string RenameText(ItemKind kind) {
   return "UPDATE " + catalogue::TableOf(kind) + " SET name = ?2 WHERE id = ?1";
 }
-std::string IsActiveText(ItemKind kind) {
-  return "SELECT active FROM " + catalogue::TableOf(kind) + " WHERE id = ?1";
-}
-std::string ActivateText(ItemKind kind) {
-  return "UPDATE " + catalogue::TableOf(kind) + " SET active = ?2 WHERE id = ?1";
-}
 
 std::optional<std::int32_t> FindNamed(sql::Connection& db, ItemKind kind, std::string_view name) {
   if (!db.Holds(name)) return std::nullopt;
   sql::Query query(db, TextFor<FindText>(kind), name);
   return query.Step() ? std::optional(query.Int(0)) : std::nullopt;
-}
-
-bool IsActive(sql::Connection& db, ItemKind kind, std::int32_t id) {
-  sql::Query query(db, TextFor<IsActiveText>(kind), id);
-  return query.Step() && query.Int(0) != 0;
 }
 
 // The type that a test had, which has none from here on; 0: it had none, or is no test.
@@ -98,7 +88,7 @@ std::int32_t TakeItem(log::Writing& writing, ItemKind kind, std::string_view fie
   auto& db = writing.Db();
   log::NeedName(field, name);
   if (const auto id = FindItem(db, kind, name)) {
-    if (IsActive(db, kind, *id) || ReviveUndone(writing, kind, *id)) return *id;
+    if (log::IsActive(db, kind, *id) || log::ReviveUndone(writing, kind, *id)) return *id;
     throw Refused("inactive", std::string(field), name,
                   std::string(field) + ": " + InactiveText(db, kind, *id, name));
   }
@@ -145,12 +135,12 @@ void SetActive(log::Writing& writing, ItemKind kind, std::string_view name, bool
   const std::string word(WordOf(kind));
   const auto id = NeededNamed(db, kind, name);
   CheckItemVersion(db, kind, id, name, expected);
-  const bool was_active = IsActive(db, kind, id);
+  const bool was_active = log::IsActive(db, kind, id);
   if (was_active == is_active) {
     throw Refused("inactive", word, std::string(name),
                   Quoted(name) + (is_active ? " is active already" : " is deactivated already"));
   }
-  sql::Query(db, TextFor<ActivateText>(kind), id, is_active).Run();
+  log::StoreActive(db, kind, id, is_active);
   writing.Add(is_active ? "activate" : "deactivate", ObjectOf(kind, id),
               log::CanonicalText({{"active", was_active}}),
               log::CanonicalText({{"active", is_active}}));
@@ -159,8 +149,8 @@ void SetActive(log::Writing& writing, ItemKind kind, std::string_view name, bool
 
 bool DeactivateUndone(log::Writing& writing, ItemKind kind, std::int32_t id, std::int64_t batch) {
   auto& db = writing.Db();
-  if (!IsActive(db, kind, id)) return false;
-  sql::Query(db, TextFor<ActivateText>(kind), id, false).Run();
+  if (!log::IsActive(db, kind, id)) return false;
+  log::StoreActive(db, kind, id, false);
   log::Json before = {{"active", true}};
   if (const auto type = TakeType(db, kind, id)) before["type"] = type;
   writing.Add("deactivate", ObjectOf(kind, id), log::CanonicalText(before),
@@ -174,30 +164,6 @@ void ForgetType(log::Writing& writing, std::int32_t test) {
   const auto type = TakeType(db, ItemKind::Test, test);
   writing.Add("type", ObjectOf(ItemKind::Test, test), log::CanonicalText({{"type", type}}),
               log::CanonicalText({{"type", 0}}));
-}
-
-bool WasUndone(sql::Connection& db, ItemKind kind, std::int32_t id) {
-  const auto object = ObjectOf(kind, id);
-  sql::Query latest(db, "SELECT after FROM log WHERE object = ?1 ORDER BY seq DESC LIMIT 1",
-                    object);
-  return latest.Step() && latest.Text(0).find("\"undone\":") != std::string_view::npos;
-}
-
-bool ReviveUndone(sql::Connection& db, ItemKind kind, std::int32_t id) {
-  if (IsActive(db, kind, id) || !WasUndone(db, kind, id)) return false;
-  sql::Query(db, TextFor<ActivateText>(kind), id, true).Run();
-  return true;
-}
-
-bool ReviveUndone(log::Writing& writing, ItemKind kind, std::int32_t id) {
-  const bool was_undone = ReviveUndone(writing.Db(), kind, id);
-  if (was_undone) AddActivate(writing, kind, id);
-  return was_undone;
-}
-
-void AddActivate(log::Writing& writing, ItemKind kind, std::int32_t id) {
-  writing.Add("activate", ObjectOf(kind, id), log::CanonicalText({{"active", false}}),
-              log::CanonicalText({{"active", true}}));
 }
 
 std::string InactiveText(sql::Connection& db, ItemKind kind, std::int32_t id,

@@ -48,15 +48,6 @@ bool DeactivateUndone(log::Writing& writing, ItemKind kind, std::int32_t id, std
 // one. Nothing of one that has values.
 void ForgetType(log::Writing& writing, std::int32_t test);
 
-// Whether DeactivateUndone is the latest that is known of an item which is not active. To those who
-// name it, it is in use.
-bool WasUndone(sql::Connection& db, ItemKind kind, std::int32_t id);
-// One of which that is so becomes active; returns whether it was one. With a connection alone its
-// entry is to be added by AddActivate.
-bool ReviveUndone(sql::Connection& db, ItemKind kind, std::int32_t id);
-bool ReviveUndone(log::Writing& writing, ItemKind kind, std::int32_t id);
-void AddActivate(log::Writing& writing, ItemKind kind, std::int32_t id);
-
 // "Press 3" is deactivated since 2026-02-01
 std::string InactiveText(sql::Connection& db, ItemKind kind, std::int32_t id,
                          const std::string& name);

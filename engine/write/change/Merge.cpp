@@ -488,6 +488,11 @@ std::string SameRulesText(ItemKind kind) {
                       " AND b.number = a.number AND coalesce(b.graph, 0) = coalesce(a.graph, 0)");
 }
 
+std::string SameOptionsText(ItemKind kind) {
+  return SameRowsText(kind, "chart_option", "a.graph, a.key, a.value",
+                      " AND b.key = a.key AND b.graph = a.graph");
+}
+
 // Where both have a policy, that of the item that stays does.
 void DropPolicies(log::Writing& writing, const Two& two) {
   struct Policy {
@@ -519,6 +524,23 @@ void DropRules(log::Writing& writing, const Two& two) {
         "rule-alarm", "rule-alarm " + std::to_string(each.id),
         log::CanonicalText({{"graph", each.graph}, {"number", each.number}, {"on", each.is_on}}),
         {});
+  }
+}
+
+// And of options of charts.
+void DropOptions(log::Writing& writing, const Two& two) {
+  struct Option {
+    std::int32_t id = 0, graph = 0;
+    std::string key, value;
+  };
+  auto& db = writing.Db();
+  const auto options = sql::Query(db, TextFor<SameOptionsText>(two.kind), two.from, two.into)
+                           .All<Option>(&Option::id, &Option::graph, &Option::key, &Option::value);
+  for (const auto& each : options) {
+    sql::Query(db, "DELETE FROM chart_option WHERE id = ?1", each.id).Run();
+    writing.Add(
+        "chart-option", "chart-option " + std::to_string(each.id),
+        log::CanonicalText({{"graph", each.graph}, {"key", each.key}, {"value", each.value}}), {});
   }
 }
 
@@ -570,14 +592,16 @@ std::vector<TouchedStream> Merge(log::Writing& writing, ItemKind kind, std::stri
     touched = JoinStreamsOf(writing, two, moved);
     DropPolicies(writing, two);
     DropRules(writing, two);
+    DropOptions(writing, two);
     MoveStreamSettings(writing, kind, from, into);
   } else {
     JoinContexts(db, two, moved);
   }
   MoveRows(db, two);
+  // Before the entry, which is the latest when streams are judged.
+  AddItemEvent(writing, kind, two.into);
   writing.Add("merge", word + " " + std::to_string(two.from), log::CanonicalText({{"name", from}}),
               log::CanonicalText({{"into", two.into}, {"name", into}, {"moved", moved.AsJson()}}));
-  AddItemEvent(writing, kind, two.into);
   return touched;
 }
 

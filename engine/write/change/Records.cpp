@@ -20,6 +20,7 @@
 #include "engine/write/last_label.h"
 #include "engine/write/log/FormerTypes.h"
 #include "engine/write/log/Json.h"
+#include "engine/write/log/UndoneNames.h"
 #include "engine/write/log/texts.h"
 #include "engine/write/record_rules.h"
 #include "platform/Enumerations.h"
@@ -30,13 +31,17 @@ namespace {
 using catalogue::ItemKind;
 using log::Json;
 
-// Beside the record itself in `before` of an entry.
-constexpr const char* kBatchKey = "batch";
-constexpr const char* kEntryKey = "changed";
-
 std::string NameOfTest(sql::Connection& db, std::int32_t test) {
   sql::Query query(db, "SELECT name FROM test WHERE id = ?1", test);
   return query.Step() ? std::string(query.Text(0)) : std::to_string(test);
+}
+
+log::FormerRecord FormerOf(sql::Connection& db, const StoredRecord& record) {
+  return {CanonicalOf(db, record), record.batch, record.entry, {}};
+}
+
+std::string BeforeOf(sql::Connection& db, const StoredRecord& record) {
+  return log::TextOf(FormerOf(db, record));
 }
 
 // What an entry says of a record after it, with the digest of it all.
@@ -165,13 +170,13 @@ struct OldState {
   std::int32_t subgroup = 0, test = 0;  // of the names that they have now
   log::CanonicalRecord record;
   std::int64_t batch = 0;
-  bool was_taken_out = false;  // with comments and descriptors
+  std::vector<std::int64_t> dropped;  // comments, see log::FormerRecord
   std::int32_t test_then = 0, type = 0;
 };
 
 // What an entry about a record says of the time before it.
 OldState BeforeEntry(sql::Connection& db, std::int64_t entry, const LaterNames& names) {
-  sql::Query query(db, "SELECT object, before, operation FROM log WHERE seq = ?1", entry);
+  sql::Query query(db, "SELECT object, before FROM log WHERE seq = ?1", entry);
   const auto refuse = [&](const std::string& why) {
     throw Refused("entry", "entry", std::to_string(entry),
                   "entry " + std::to_string(entry) + " " + why);
@@ -182,16 +187,14 @@ OldState BeforeEntry(sql::Connection& db, std::int64_t entry, const LaterNames& 
   if (std::sscanf(object.c_str(), "subgroup %d test %d", &old.subgroup, &old.test) != 2) {
     refuse("is about " + object + ", not about values");
   }
-  auto json = log::ReadJson(query.Text(1));
-  if (json.is_null()) refuse("stored these values first; edit delete takes them out");
+  if (query.Text(1).empty()) refuse("stored these values first; edit delete takes them out");
   old.test_then = old.test;
   old.type = log::FormerTypes(db).At(old.test, entry);
   old.test = names.Now(ItemKind::Test, old.test);
-  old.was_taken_out = query.Text(2) == "delete";
-  old.batch = BatchOf(json);
-  json.erase(kBatchKey);
-  json.erase(kEntryKey);
-  old.record = log::RecordOf(json);
+  auto former = log::FormerRecordOf(log::ReadJson(query.Text(1)));
+  old.batch = former.batch;
+  old.dropped = std::move(former.dropped);
+  old.record = std::move(former.record);
   log::PutInUsual(old.record, old.type == ttVariable);
   return old;
 }
@@ -261,29 +264,26 @@ std::int32_t NeededAgain(log::Writing& writing, const LaterNames& names, ItemKin
     const std::string word(WordOf(kind));
     throw Refused("unknown", word, name, "there is no " + word + " \"" + name + "\"");
   }
-  ReviveUndone(writing, kind, *id);
+  log::ReviveUndone(writing, kind, *id);
   return *id;
 }
 
-// Comments that went with the record and are not there.
+// Comments that went with the record come back under their numbers. One that has come back before
+// and has entries since is as these say.
 void PutBackComments(log::Writing& writing, const OldState& old, const LaterNames& names) {
   auto& db = writing.Db();
-  for (const auto& comment : old.record.comments) {
+  for (std::size_t i = 0; i < std::min(old.dropped.size(), old.record.comments.size()); ++i) {
+    const auto id = old.dropped[i];
+    if (id == 0 || VersionOf(db, ObjectOfComment(id)) != 0) continue;
+    if (sql::Query(db, "SELECT 1 FROM comment WHERE id = ?1", id).RunForInt()) continue;
+    const auto& comment = old.record.comments[i];
     const auto employee = comment.employee.empty()
                               ? 0
                               : NeededAgain(writing, names, ItemKind::Employee, comment.employee);
-    const auto time = comment.time.value_or(0);
-    if (sql::Query(db,
-                   "SELECT 1 FROM comment WHERE subgroup = ?1 AND coalesce(test, ?2) = ?2 "
-                   "AND tsno = ?3 AND time = ?4 AND note = ?5",
-                   old.subgroup, old.test, comment.tsno, time, comment.text)
-            .RunForInt()) {
-      continue;
-    }
     sql::Query(db,
                "INSERT INTO comment(id, subgroup, test, tsno, time, employee, note) "
                "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)",
-               sql::TakeIds(db, "comment"), old.subgroup, old.test, comment.tsno, time,
+               id, old.subgroup, old.test, comment.tsno, comment.time.value_or(0),
                sql::Reference{employee}, comment.text)
         .Run();
   }
@@ -349,9 +349,9 @@ StoredRecord RecordOf(log::Writing& writing, const OldState& old, const LaterNam
   record.batch = old.batch;
   record.flag = old.record.flag;
   record.size = old.record.size;
-  ReviveUndone(writing, ItemKind::Part, record.subgroup.part);
-  ReviveUndone(writing, ItemKind::Process, record.subgroup.process);
-  ReviveUndone(writing, ItemKind::Test, record.test);
+  log::ReviveUndone(writing, ItemKind::Part, record.subgroup.part);
+  log::ReviveUndone(writing, ItemKind::Process, record.subgroup.process);
+  log::ReviveUndone(writing, ItemKind::Test, record.test);
   store::Context context{};
   for (std::size_t i = 0; i < context.size(); ++i) {
     const auto& kind = store::kContextKinds[i];
@@ -379,14 +379,20 @@ StoredRecord RecordOf(log::Writing& writing, const OldState& old, const LaterNam
 
 }  // namespace
 
-std::string BeforeOf(sql::Connection& db, const StoredRecord& record) {
-  auto json = log::JsonOf(CanonicalOf(db, record));
-  if (record.batch != 0) json[kBatchKey] = record.batch;
-  if (record.entry != 0) json[kEntryKey] = record.entry;
-  return log::CanonicalText(json);
+std::string DropComments(sql::Connection& db, const StoredRecord& record) {
+  auto former = FormerOf(db, record);
+  sql::Query comments(db,
+                      "SELECT CASE WHEN c.test = ?2 AND NOT EXISTS "
+                      "(SELECT 1 FROM log WHERE object = 'comment ' || c.id) "
+                      "THEN c.id ELSE 0 END FROM comment c "
+                      "WHERE c.subgroup = ?1 AND coalesce(c.test, ?2) = ?2 ORDER BY c.time, c.id",
+                      record.subgroup.id, record.test);
+  while (comments.Step()) former.dropped.push_back(comments.Int64(0));
+  for (const auto id : former.dropped) {
+    if (id != 0) sql::Query(db, "DELETE FROM comment WHERE id = ?1", id).Run();
+  }
+  return log::TextOf(former);
 }
-
-std::int64_t BatchOf(const log::Json& before) { return before.value(kBatchKey, std::int64_t{0}); }
 
 std::vector<StoredRecord> SetFlag(log::Writing& writing, const Which& which, std::int32_t flag) {
   return ChangeEach(writing, which, "edit-flag",
@@ -468,9 +474,8 @@ std::vector<StoredRecord> Delete(log::Writing& writing, const Which& which) {
   writing.NeedReason();
   auto records = Needed(db, which);
   for (const auto& record : records) {
-    const auto before = BeforeOf(db, record);
+    const auto before = DropComments(db, record);
     TakeOut(db, record);
-    DropComments(db, record);
     writing.Add("delete", record.Object(), before, "");
     AddEvent(writing, etSubgroupDelete, About(record));
   }
@@ -484,7 +489,6 @@ std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
                                   std::optional<std::int64_t> expected) {
   auto& db = writing.Db();
   writing.NeedReason();
-  if (RestoreComment(writing, entry, expected)) return {};
   const LaterNames names(db, entry);
   const auto old = BeforeEntry(db, entry, names);
   const auto stored = NeededSubgroup(db, old.subgroup);
@@ -512,7 +516,7 @@ std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
   PutBackType(db, old, entry);
   auto record = RecordOf(writing, old, names);
   const auto before = now.empty() ? std::string() : BeforeOf(db, now.front());
-  if (old.was_taken_out) PutBackComments(writing, old, names);
+  PutBackComments(writing, old, names);
   record.entry = writing.Next();
   Put(db, record);
   if (now.empty()) PutBackDescriptors(db, old);

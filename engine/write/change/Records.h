@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "engine/write/change/StoredRecord.h"
-#include "engine/write/log/Json.h"
 #include "engine/write/log/Log.h"
 #include "platform/Changes.h"
 
@@ -16,11 +15,9 @@
 // write transaction. Throws Refused, and Conflict where the version is another than was expected.
 namespace orvspc::engine::change {
 
-// A record as an entry of the log keeps it, with its batch and its latest entry.
-std::string BeforeOf(sql::Connection& db, const StoredRecord& record);
-
-// The batch of such a text; 0: none.
-std::int64_t BatchOf(const log::Json& before);
+// Drops the comments that came with a record which is taken out. Those that people wrote since have
+// an entry, and stay. Returns the record as the entry keeps it, with the numbers of what went.
+std::string DropComments(sql::Connection& db, const StoredRecord& record);
 
 struct Which {
   std::int32_t subgroup = 0;
@@ -45,10 +42,10 @@ std::vector<StoredRecord> ChangeSubgroup(log::Writing& writing, const Which& whi
 // Takes records out of what analyses read. The entries keep all of them, and the type of a test
 // that has lost its last values.
 std::vector<StoredRecord> Delete(log::Writing& writing, const Which& which);
-// Brings a comment back, or the record that an entry took out or changed, as it was before, under
-// the present names of its items. Returns the record, then what it moved of its subgroup.
+// Brings the record back that an entry took out or changed, as it was before, under the present
+// names of its items. Returns the record, then what it moved of its subgroup.
 //   Refused  "type": the test has values of another type since; "stored": the record was recorded
-//            anew after it was taken out, or the comment is there
+//            anew after it was taken out
 std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
                                   std::optional<std::int64_t> expected);
 

@@ -126,14 +126,6 @@ void EmptySubgroup(sql::Connection& db, const StoredSubgroup& subgroup) {
   sql::Query(db, "DELETE FROM subgroup_descriptor WHERE subgroup = ?1", subgroup.id).Run();
 }
 
-void DropComments(sql::Connection& db, const StoredRecord& record) {
-  sql::Query(db,
-             "DELETE FROM comment WHERE subgroup = ?1 AND test = ?2 AND NOT EXISTS "
-             "(SELECT 1 FROM log WHERE object = 'comment ' || comment.id)",
-             record.subgroup.id, record.test)
-      .Run();
-}
-
 std::string LabelGivenUp(std::int32_t subgroup) { return "deleted #" + std::to_string(subgroup); }
 
 bool GivesWay(sql::Connection& db, std::int32_t subgroup) {

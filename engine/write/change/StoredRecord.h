@@ -53,9 +53,6 @@ std::vector<StoredRecord> ReadRecords(sql::Connection& db, const StoredSubgroup&
 // One that has lost its last values is still found, by what is recorded for it or brought back, and
 // keeps no descriptors, which are in the entries of what it lost.
 void EmptySubgroup(sql::Connection& db, const StoredSubgroup& subgroup);
-// The comments that came with a record which is taken out. Those that people wrote since have an
-// entry, and stay.
-void DropComments(sql::Connection& db, const StoredRecord& record);
 // One without values leaves its label to another one; returns whether it has none. It gets its
 // label back when values of it are restored, unless that is taken then.
 bool GivesWay(sql::Connection& db, std::int32_t subgroup);

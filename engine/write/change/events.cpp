@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "engine/write/change/events.h"
 
+#include <algorithm>
+
 #include "engine/chunks/StreamWalk.h"
 #include "engine/sql/counter.h"
 #include "engine/store/StoreCache.h"
@@ -19,6 +21,15 @@ std::int32_t IdOfName(sql::Connection& db, std::string_view name) {
   return static_cast<std::int32_t>(id);
 }
 
+bool HasRecordAt(sql::Connection& db, std::int64_t stream, std::int32_t time) {
+  bool has_one = false;
+  store::StreamWalk(db, stream, true, time, time).ForEach([&](const store::RecordView&) {
+    has_one = true;
+    return false;
+  });
+  return has_one;
+}
+
 }  // namespace
 
 void AddEvent(log::Writing& writing, EventTypes type, const EventOf& of) {
@@ -34,29 +45,38 @@ void AddEvent(log::Writing& writing, EventTypes type, const EventOf& of) {
 }
 
 void MoveEvents(sql::Connection& db, const StoredSubgroup& from, std::int32_t time) {
-  const auto streams =
-      sql::Query(db, "SELECT id, test FROM stream WHERE part = ?1 AND process = ?2", from.part,
-                 from.process)
-          .All<store::Stream>(&store::Stream::id, &store::Stream::test);
-  for (const auto& stream : streams) {
-    sql::Query(db,
-               "UPDATE event SET subgroup_time = ?4 WHERE subgroup_time = ?3 AND id IN "
-               "(SELECT event FROM alarm WHERE stream = ?1 AND first_subgroup = ?2)",
-               stream.id, from.id, from.time, time)
-        .Run();
-    bool is_shared = false;
-    store::StreamWalk(db, stream.id, true, from.time, from.time)
-        .ForEach([&](const store::RecordView&) {
-          is_shared = true;
-          return false;
-        });
-    if (is_shared) continue;
-    sql::Query(db,
-               "UPDATE event SET subgroup_time = ?6 WHERE subgroup_time = ?5 AND part = ?2 "
-               "AND process = ?3 AND test = ?4 AND id NOT IN "
-               "(SELECT event FROM alarm WHERE stream = ?1)",
-               stream.id, from.part, from.process, stream.test, from.time, time)
-        .Run();
+  sql::Query(db,
+             "UPDATE event SET subgroup_time = ?3 WHERE subgroup_time = ?2 AND EXISTS "
+             "(SELECT 1 FROM alarm a WHERE a.event = event.id AND a.first_subgroup = ?1)",
+             from.id, from.time, time)
+      .Run();
+  const auto named =
+      sql::Query(db,
+                 "SELECT id, coalesce(part, 0), coalesce(process, 0), coalesce(test, 0) "
+                 "FROM event e WHERE subgroup_time = ?1 AND coalesce(part, ?2) = ?2 "
+                 "AND coalesce(process, ?3) = ?3 "
+                 "AND NOT EXISTS (SELECT 1 FROM alarm a WHERE a.event = e.id)",
+                 from.time, from.part, from.process)
+          .All<store::Stream>(&store::Stream::id, &store::Stream::part, &store::Stream::process,
+                              &store::Stream::test);
+  if (named.empty()) return;
+  const auto streams = sql::Query(db, "SELECT id, part, process, test FROM stream")
+                           .All<store::Stream>(&store::Stream::id, &store::Stream::part,
+                                               &store::Stream::process, &store::Stream::test);
+  for (const auto& event : named) {
+    const auto fits = [&](const store::Stream& stream) {
+      return (event.part == 0 || event.part == stream.part) &&
+             (event.process == 0 || event.process == stream.process) &&
+             (event.test == 0 || event.test == stream.test);
+    };
+    const auto is_own = [&](const store::Stream& stream) {
+      return stream.part == from.part && stream.process == from.process && fits(stream);
+    };
+    const auto is_shared = [&](const store::Stream& stream) {
+      return fits(stream) && HasRecordAt(db, stream.id, from.time);
+    };
+    if (std::ranges::none_of(streams, is_own) || std::ranges::any_of(streams, is_shared)) continue;
+    sql::Query(db, "UPDATE event SET subgroup_time = ?2 WHERE id = ?1", event.id, time).Run();
   }
 }
 

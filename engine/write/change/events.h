@@ -23,7 +23,8 @@ void AddEvent(log::Writing& writing, EventTypes type, const EventOf& of);
 
 // Takes the events of a subgroup along to another time, once its records are out of its streams:
 //   - its alarms
-//   - others about a test, unless another subgroup of that stream has the same time
+//   - others that name its part, process and test, or leave them open, unless another subgroup that
+//     they fit has the same time
 void MoveEvents(sql::Connection& db, const StoredSubgroup& from, std::int32_t time);
 
 }  // namespace orvspc::engine::change

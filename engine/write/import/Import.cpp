@@ -11,11 +11,11 @@
 #include "engine/sql/failure.h"
 #include "engine/sql/texts.h"
 #include "engine/store/SqlStore.h"
-#include "engine/write/change/Items.h"
 #include "engine/write/import/import_kind.h"
 #include "engine/write/log/AddedNames.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/Log.h"
+#include "engine/write/log/UndoneNames.h"
 #include "system/Sha256.h"
 #include "system/system.h"
 
@@ -101,7 +101,7 @@ ImportReport TakeLines(log::Writing& writing, const std::string& name, const Kin
   std::ranges::move(file.names.Notes(), std::back_inserter(file.report.notes));
   file.report.batch = file.batch;
   KeepBatch(writing, name, kind, file, options, first_entry, names);
-  for (const auto& [of, id] : file.names.Revived()) change::AddActivate(writing, of, id);
+  for (const auto& [of, id] : file.names.Revived()) log::AddActivate(writing, of, id);
   const auto touched = file.touched.All();
   for (const auto& each : touched) file.report.streams.push_back(each.stream);
   std::vector<std::int64_t> without_limits;

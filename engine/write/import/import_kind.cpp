@@ -6,6 +6,7 @@
 
 #include "engine/catalogue/nearest.h"
 #include "engine/write/change/Items.h"
+#include "engine/write/log/UndoneNames.h"
 
 namespace orvspc::engine::import {
 
@@ -72,7 +73,7 @@ std::optional<std::int32_t> ImportNames::Find(catalogue::ItemKind kind, std::str
 }
 
 bool ImportNames::WasUndone(catalogue::ItemKind kind, std::int32_t id) {
-  return Of(kind).inactive.contains(id) && change::WasUndone(db_, kind, id);
+  return Of(kind).inactive.contains(id) && log::WasUndone(db_, kind, id);
 }
 
 std::optional<std::int32_t> ImportNames::FindUsed(catalogue::ItemKind kind, std::string_view name) {
@@ -102,7 +103,7 @@ std::int32_t ImportNames::Take(catalogue::ItemKind kind, std::string_view name) 
   if (const auto id = Find(kind, name)) {
     auto& table = Of(kind);
     if (table.inactive.erase(*id) == 0) return *id;
-    if (change::ReviveUndone(db_, kind, *id)) {
+    if (log::ReviveUndone(db_, kind, *id)) {
       table.new_again.insert(*id);
       KeepNew(kind, name);
       ++added_;

@@ -95,10 +95,7 @@ ChangedValues ChangedSince(store::SqlStore& store, sql::Connection& db, std::int
       return each.subgroup == wanted;
     };
     if (std::ranges::any_of(exclusions, is_it)) continue;
-    auto json = log::ReadJson(text);
-    json.erase("batch");
-    json.erase("changed");
-    auto before = log::RecordOf(json);
+    auto before = log::FormerRecordOf(log::ReadJson(text)).record;
     log::PutInUsual(before, !values.are_counts);
     const auto time = before.time.value_or(0);
     if (before.flag != sfEnabled || time < row.start || time > row.finish) continue;

@@ -139,9 +139,13 @@ class StreamReview {
     return row.process == stream_.process && MinimumOf(row.rule) > 0;
   }
 
-  // Whether a row was proposed for a run, of which it may lack the first point.
-  bool IsOf(const ListedLimit& row, const RunOfPoints& run) const {
-    return IsOfPolicy(row) && row.effective == judged_.points[run.first].time;
+  // Whether a run has points from a time up to another one.
+  bool Reaches(const RunOfPoints& run, std::int32_t start, std::int32_t finish) const {
+    return judged_.points[run.first].time <= finish &&
+           start <= judged_.points[run.first + run.count - 1].time;
+  }
+  bool HasItsData(const ListedLimit& row) const {
+    return DigestNow(store_, row, ExclusionsOf(writing_.Db(), row.id)) == row.digest;
   }
   bool SpreadChanged(const RunOfPoints& run) const;
   std::string NotReady(const LimitRequest& request, const ListedLimit* waiting,
@@ -201,7 +205,8 @@ std::vector<RunOfPoints> StreamReview::FindRuns(const std::vector<ListedLimit>& 
     if (std::cmp_less(run.count, policy_.run)) return true;
     if (run.is_over && std::cmp_less(run.count, policy_.minimum)) return true;
     return std::ranges::any_of(stored, [&](const ListedLimit& row) {
-      return row.state == LimitState::Rejected && IsOf(row, run);
+      return row.state == LimitState::Rejected && IsOfPolicy(row) &&
+             Reaches(run, row.start, row.start);
     });
   });
   return runs;
@@ -235,10 +240,12 @@ std::string StreamReview::Why(const RunOfPoints& run, const std::string& cause) 
 }
 
 LimitReview StreamReview::Withdraw(const ListedLimit& waiting) {
-  Reject(writing_, waiting.id, {});
-  const auto text = "limits " + std::to_string(waiting.id) +
-                    " are withdrawn: the run was over before there were " +
-                    std::to_string(MinimumOf(waiting.rule)) + " points";
+  limits::Withdraw(writing_, waiting.id);
+  const auto text = "limits " + std::to_string(waiting.id) + " are withdrawn: " +
+                    (HasItsData(waiting) ? "the run was over before there were " +
+                                               std::to_string(MinimumOf(waiting.rule)) + " points"
+                                         : "their data have changed, and no run that is long "
+                                           "enough has them any more");
   AddEvent(kWithdrawnEvent, waiting.effective);
   return Said("withdrawn", text, waiting.id);
 }
@@ -264,8 +271,9 @@ std::string StreamReview::NotReady(const LimitRequest& request, const ListedLimi
 std::optional<LimitReview> StreamReview::Answer(const RunOfPoints& run,
                                                 const ListedLimit* waiting) {
   // One that has all its points stays, unless they are other ones now.
-  if (waiting != nullptr && waiting->used >= policy_.minimum &&
-      DigestNow(store_, *waiting, ExclusionsOf(writing_.Db(), waiting->id)) == waiting->digest) {
+  const auto& first = judged_.points[run.first];
+  if (waiting != nullptr && waiting->used >= policy_.minimum && waiting->effective <= first.time &&
+      HasItsData(*waiting)) {
     return std::nullopt;
   }
   const auto cause = CauseOfRun(run);
@@ -273,7 +281,6 @@ std::optional<LimitReview> StreamReview::Answer(const RunOfPoints& run,
   if (cause.empty() && waiting == nullptr) {
     return Said("no-cause", why + "; no cause is recorded at its first point or the two before");
   }
-  const auto& first = judged_.points[run.first];
   LimitRequest request;
   request.part = stream_.part;
   request.process = stream_.process;
@@ -297,7 +304,8 @@ std::optional<LimitReview> StreamReview::Answer(const RunOfPoints& run,
   if ((is_enough || run.is_over) && !shown.missing.empty()) {
     return Said("not-ready", why + NotReady(request, waiting, shown.missing));
   }
-  if (waiting != nullptr && waiting->used == shown.used && waiting->digest == shown.digest) {
+  if (waiting != nullptr && waiting->effective == first.time && waiting->used == shown.used &&
+      waiting->digest == shown.digest) {
     return std::nullopt;
   }
   // Until there are enough, the width is that of before, unless the spread has changed, too.
@@ -341,12 +349,14 @@ std::optional<LimitReview> StreamReview::Do() {
     return row.state == LimitState::Proposed && IsOfPolicy(row);
   });
   if (waiting != stored.end()) {
-    const auto own =
-        std::ranges::find_if(runs, [&](const RunOfPoints& run) { return IsOf(*waiting, run); });
+    // Its run may have lost the first of the points that the row is of.
+    const auto own = std::ranges::find_if(runs, [&](const RunOfPoints& run) {
+      return Reaches(run, waiting->start, waiting->finish);
+    });
     if (own != runs.end()) return Answer(*own, &*waiting);
     // One that has all its points waits for a person, whatever came after them.
-    if (waiting->used < MinimumOf(waiting->rule)) return Withdraw(*waiting);
-    return std::nullopt;
+    if (waiting->used >= MinimumOf(waiting->rule) && HasItsData(*waiting)) return std::nullopt;
+    return Withdraw(*waiting);
   }
   // The first that can be proposed; one that is over and cannot be keeps no later one from it.
   std::optional<LimitReview> said;

@@ -24,7 +24,7 @@ std::int32_t SetPolicy(log::Writing& writing, const store::StreamIds& of, std::s
 //   no-cause    a run is long enough, and nothing says why
 //   not-ready   its points cannot give limits; the text says what is missing
 //   no-limits   there is no row in force whose centre could be compared
-// Nothing is approved, and what was rejected is not proposed again.
+// Nothing is approved, and what a person rejected is not proposed again.
 std::vector<LimitReview> Review(store::SqlStore& store, log::Writing& writing,
                                 const store::StreamIds& of);
 // The same of streams by their numbers.

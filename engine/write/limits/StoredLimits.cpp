@@ -127,6 +127,14 @@ ListedLimit Stepping(log::Writing& writing, std::int32_t id, Expected expected) 
                     ", not " + std::string(needed));
 }
 
+void EndProposed(log::Writing& writing, std::int32_t id, Expected expected, LimitState state) {
+  const auto before = Stepping(writing, id, expected);
+  if (before.state != LimitState::Proposed) RefuseState(before, "proposed");
+  auto after = before;
+  after.state = state;
+  StoreState(writing, before, after);
+}
+
 // Both of them, or one, agree to what only one proposed.
 void CheckApprover(const log::Writing& writing, const ListedLimit& row) {
   sql::Query setting(writing.Db(),
@@ -313,16 +321,19 @@ void Revise(log::Writing& writing, std::int32_t id, const LimitRequest& request,
   const auto former = WholeJson(db, before, ExclusionsOf(db, id));
   static const auto text = [] {
     std::string set =
-        "UPDATE control_limit SET rule = ?2, reason = ?3, mean = ?4, sp = ?5, sw = ?6, "
-        "start = ?7, finish = ?8, chart_word = ?9, digest = ?10, estimator = ?11, used = ?12";
-    int place = 13;
+        "UPDATE control_limit SET rule = ?2, reason = ?3, effective = ?4, mean = ?5, sp = ?6, "
+        "sw = ?7, start = ?8, finish = ?9, chart_word = ?10, digest = ?11, estimator = ?12, "
+        "used = ?13";
+    int place = 14;
     for (const auto& each : catalogue::kLimitFigures) {
       set.append(", ").append(each.column).append(" = ?" + std::to_string(place++));
     }
     return set + " WHERE id = ?1";
   }();
   WithFigures(computed, [&](const auto&... figures) {
-    sql::Query(db, text, id, request.rule, writing.Reason(), figures...).Run();
+    sql::Query(db, text, id, request.rule, writing.Reason(),
+               request.effective.value_or(before.effective), figures...)
+        .Run();
   });
   StoreExclusions(db, id, computed.shown.exclusions);
   writing.Add("limit", ObjectOf(id), log::CanonicalText(former),
@@ -375,11 +386,11 @@ void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approv
 }
 
 void Reject(log::Writing& writing, std::int32_t id, Expected expected) {
-  const auto before = Stepping(writing, id, expected);
-  if (before.state != LimitState::Proposed) RefuseState(before, "proposed");
-  auto after = before;
-  after.state = LimitState::Rejected;
-  StoreState(writing, before, after);
+  EndProposed(writing, id, expected, LimitState::Rejected);
+}
+
+void Withdraw(log::Writing& writing, std::int32_t id) {
+  EndProposed(writing, id, {}, LimitState::Void);
 }
 
 void Retire(log::Writing& writing, std::int32_t id, std::int32_t at, Expected expected) {

@@ -25,7 +25,8 @@ std::vector<LimitExclusion> LeftOut(sql::Connection& db, const store::StreamIds&
 // Stores what was computed as a proposed row that holds from the end of its data on. Code "missing"
 // where something keeps it from being proposed, unless the request forces it.
 std::int32_t Propose(log::Writing& writing, const LimitRequest& request, const Computed& computed);
-// Puts other figures, data and words into a row that is proposed.
+// Puts other figures, data, words and, where the request has one, effective time into a row that is
+// proposed.
 void Revise(log::Writing& writing, std::int32_t id, const LimitRequest& request,
             const Computed& computed);
 
@@ -34,6 +35,7 @@ void Revise(log::Writing& writing, std::int32_t id, const LimitRequest& request,
 //            one also where it began there, and it ends where the next one begins. With new_phase,
 //            a phase of that name begins, too.
 //   Reject   it never holds
+//   Withdraw the same, by the review that proposed it: it is void, since no person was against it
 //   Retire   it holds up to and without a time before its end; older rows do not come back
 //   Void     it holds nowhere, and what it replaced holds again in its place, a retired row no
 //            longer than it held by itself
@@ -41,6 +43,7 @@ using Expected = std::optional<std::int64_t>;
 void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approval,
              Expected expected);
 void Reject(log::Writing& writing, std::int32_t id, Expected expected);
+void Withdraw(log::Writing& writing, std::int32_t id);
 void Retire(log::Writing& writing, std::int32_t id, std::int32_t at, Expected expected);
 void Void(log::Writing& writing, std::int32_t id, Expected expected);
 

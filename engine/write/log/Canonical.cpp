@@ -16,6 +16,8 @@ namespace orvspc::engine::log {
 namespace {
 
 constexpr std::string_view kDescriptor = "descriptor:";
+// Beside a record, in what an entry says of the time before it.
+constexpr const char *kBatch = "batch", *kEntry = "changed", *kDropped = "dropped";
 
 std::string TimeText(std::int64_t time) { return platform::IsoText(time) + "Z"; }
 
@@ -276,6 +278,12 @@ void TakeDescriptors(const Json& json, const std::string& key, std::vector<NewDe
   }
 }
 
+// 0 where there is none.
+std::int64_t WholeAt(const Json& json, const char* key) {
+  const auto found = json.find(key);
+  return found != json.end() && found->is_number_integer() ? found->get<std::int64_t>() : 0;
+}
+
 }  // namespace
 
 CanonicalRecord CanonicalOf(const NewRecord& record) {
@@ -376,6 +384,30 @@ CanonicalRecord RecordOf(const Json& json) {
               {"comments", EachOf(take_comment)}});
   return record;
 }
+
+std::string TextOf(const FormerRecord& former) {
+  auto json = JsonOf(former.record);
+  if (former.batch != 0) json[kBatch] = former.batch;
+  if (former.entry != 0) json[kEntry] = former.entry;
+  if (!former.dropped.empty()) json[kDropped] = former.dropped;
+  return CanonicalText(json);
+}
+
+FormerRecord FormerRecordOf(Json before) {
+  FormerRecord former;
+  if (before.is_object()) {
+    former.batch = BatchOf(before);
+    former.entry = WholeAt(before, kEntry);
+    for (const auto& each : before.value(kDropped, Json::array())) {
+      former.dropped.push_back(each.is_number_integer() ? each.get<std::int64_t>() : 0);
+    }
+    for (const auto* const key : {kBatch, kEntry, kDropped}) before.erase(key);
+  }
+  former.record = RecordOf(before);
+  return former;
+}
+
+std::int64_t BatchOf(const Json& before) { return WholeAt(before, kBatch); }
 
 void LeaveOutUsual(CanonicalRecord& record, bool is_measured) {
   if (!is_measured) return;  // there 0 is no unit

@@ -55,6 +55,20 @@ std::string TextOf(const CanonicalRecord& record);
 //   time     as imports read times, seconds since 1970 as a whole number
 CanonicalRecord RecordOf(const Json& json);
 
+// A record as it was before an entry of the log, which keeps beside it what has no name.
+struct FormerRecord {
+  CanonicalRecord record;
+  std::int64_t batch = 0, entry = 0;  // that brought it, and its latest one; 0: none
+  // Of an entry that takes it out: in the order of its comments the numbers of those that go along;
+  // 0: one that stays. Empty: there are none.
+  std::vector<std::int64_t> dropped;
+};
+std::string TextOf(const FormerRecord& former);
+// Throws Refused as RecordOf does.
+FormerRecord FormerRecordOf(Json before);
+// Its batch alone.
+std::int64_t BatchOf(const Json& before);
+
 // Of a record whose pieces are all numbered: leaves out the numbers that counting on gives, and the
 // size of a measured one that is the number of its pieces.
 void LeaveOutUsual(CanonicalRecord& record, bool is_measured);

@@ -8,7 +8,6 @@
 #include <utility>
 
 #include "engine/schema/schema.h"
-#include "engine/sql/counter.h"
 #include "engine/sql/texts.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/texts.h"
@@ -137,17 +136,6 @@ void Writing::NeedReason() const {
   if (reason_.empty()) {
     throw Refused("reason", "reason", "", "--reason: say why, in 3 to 500 characters");
   }
-}
-
-std::int32_t Writing::Employee() {
-  if (employee_) return *employee_;
-  sql::Query known(db_, "SELECT id FROM employee WHERE name = ?1", who_);
-  if (known.Step()) return *(employee_ = known.Int(0));
-  sql::Query former(db_, "SELECT item FROM alias WHERE kind = 'employee' AND name = ?1", who_);
-  if (former.Step()) return *(employee_ = former.Int(0));
-  employee_ = static_cast<std::int32_t>(sql::TakeIds(db_, "employee"));
-  sql::Query(db_, "INSERT INTO employee(id, name) VALUES(?1, ?2)", *employee_, who_).Run();
-  return *employee_;
 }
 
 std::int64_t Writing::Add(std::string_view operation, std::string_view object,

@@ -56,7 +56,7 @@ class Writing {
 
   // Throws Refused (code "reason") where there is none. For every change of what is stored.
   void NeedReason() const;
-  // The employee of that name, who is made if new.
+  // The employee of that name, who is made if new. One who was undone is in use again, by an entry.
   std::int32_t Employee();
 
   // The number that the next entry gets, for what refers to it.

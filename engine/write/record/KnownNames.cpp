@@ -4,7 +4,7 @@
 #include <charconv>
 #include <utility>
 
-#include "engine/write/change/Items.h"
+#include "engine/write/log/UndoneNames.h"
 
 namespace orvspc::engine::record {
 namespace {
@@ -46,7 +46,7 @@ const KnownItem* KnownNames::Find(ItemKind kind, std::string_view name) {
     if (query.Step()) query.Read(item.id, item.is_active, item.renamed_to);
   }
   if (item.id == 0) return nullptr;
-  item.was_undone = !item.is_active && change::WasUndone(db_, kind, item.id);
+  item.was_undone = !item.is_active && log::WasUndone(db_, kind, item.id);
   if (items.size() >= kMostKept) items.clear();
   return &items.emplace(name, std::move(item)).first->second;
 }
@@ -55,7 +55,7 @@ std::int32_t KnownNames::Take(ItemKind kind, std::string_view name) {
   if (const auto* found = Find(kind, name)) {
     const auto id = found->id;
     if (!found->was_undone) return id;
-    if (change::ReviveUndone(db_, kind, id)) revived_.emplace_back(kind, id);
+    if (log::ReviveUndone(db_, kind, id)) revived_.emplace_back(kind, id);
     auto& items = items_[static_cast<std::size_t>(kind)];
     const auto kept = items.find(name);
     if (kept != items.end()) kept->second = {id, true, false, kept->second.renamed_to};

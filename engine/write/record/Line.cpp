@@ -36,7 +36,12 @@ NewRecord RecordOfLine(std::string_view line, std::string* key) {
     json.erase("key");
   }
   if (key != nullptr) *key = own_key;
-  auto record = log::NewRecordOf(log::RecordOf(json));
+  const auto read = log::RecordOf(json);
+  if (read.time == 0) {
+    throw Refused("time", "time", log::CanonicalText(json["time"]),
+                  "time: " + std::string(kNoTimeOfRecord));
+  }
+  auto record = log::NewRecordOf(read);
   record.key = own_key;
   return record;
 }

@@ -2,7 +2,9 @@
 #include "engine/write/record/RecordCheck.h"
 
 #include <algorithm>
+#include <cmath>
 #include <set>
+#include <tuple>
 #include <utility>
 
 #include "engine/catalogue/nearest.h"
@@ -175,6 +177,11 @@ void CheckKey(const std::string& key) {
   Refuse("key", "key", key, "must be 1 to 64 printable characters of ASCII");
 }
 
+bool HasNumbers(const NewRecord& record) {
+  const auto has_number = [](const NewPiece& piece) { return std::isfinite(piece.value); };
+  return std::isfinite(record.size) && std::ranges::all_of(record.pieces, has_number);
+}
+
 void RecordCheck::CheckTexts(const NewRecord& record, bool is_same_stream) const {
   if (!is_same_stream) {
     log::NeedName("part", record.part);
@@ -216,15 +223,17 @@ void RecordCheck::CheckTexts(const NewRecord& record, bool is_same_stream) const
   }
 }
 
-void RecordCheck::CheckItem(std::string_view field, ItemKind kind, const std::string& name,
-                            bool may_be_new, NewNames names, std::vector<Note>& notes) {
+// What an undo took out of use is as new, but has its identifier still.
+void RecordCheck::CheckKnown(std::string_view field, ItemKind kind, const std::string& name) {
   const auto* item = known_.Find(kind, name);
-  // What an undo took out of use is as new, but has its identifier still.
-  const bool is_new = item == nullptr || item->was_undone;
-  if (is_new && !may_be_new && names != NewNames::Create) {
-    const auto text = catalogue::NoSuchItem(db_, kind, name);
-    Refuse("unknown", field, name, text + (text.ends_with('?') ? "" : ";") + " --create makes it");
-  }
+  if (item != nullptr && !item->was_undone) return;
+  const auto text = catalogue::NoSuchItem(db_, kind, name);
+  Refuse("unknown", field, name, text + (text.ends_with('?') ? "" : ";") + " --create makes it");
+}
+
+void RecordCheck::CheckActive(std::string_view field, ItemKind kind, const std::string& name,
+                              std::vector<Note>& notes) {
+  const auto* item = known_.Find(kind, name);
   if (item == nullptr) return;
   if (!item->is_active && !item->was_undone) {
     Refuse("inactive", field, name, change::InactiveText(db_, kind, item->id, name));
@@ -240,24 +249,27 @@ void RecordCheck::CheckItem(std::string_view field, ItemKind kind, const std::st
 void RecordCheck::CheckItems(const NewRecord& record, bool is_same_stream, NewNames names,
                              std::vector<Note>& notes) {
   if (!is_same_stream) {
-    CheckItem("part", ItemKind::Part, record.part, false, names, notes);
-    CheckItem("process", ItemKind::Process, record.process, false, names, notes);
-    CheckItem("test", ItemKind::Test, record.test, false, names, notes);
+    const std::tuple<std::string_view, ItemKind, const std::string&> of_stream[] = {
+        {"part", ItemKind::Part, record.part},
+        {"process", ItemKind::Process, record.process},
+        {"test", ItemKind::Test, record.test}};
+    for (const auto& [field, kind, name] : of_stream) {
+      if (names != NewNames::Create) CheckKnown(field, kind, name);
+    }
+    for (const auto& [field, kind, name] : of_stream) CheckActive(field, kind, name, notes);
   }
   for (const auto& [column, name] : record.context) {
     const auto* kind = ContextKindOf(column);
-    if (kind != nullptr) CheckItem(column, kind->kind, name, true, names, notes);
+    if (kind != nullptr) CheckActive(column, kind->kind, name, notes);
   }
   for (const auto& comment : record.other_comments) {
     if (comment.employee.empty()) continue;
-    CheckItem("employee", ItemKind::Employee, comment.employee, true, names, notes);
+    CheckActive("employee", ItemKind::Employee, comment.employee, notes);
   }
   for (const auto& piece : record.pieces) {
     for (std::size_t i = 0; i < std::size(kPieceNames); ++i) {
       const auto& name = piece.*kPieceNames[i];
-      if (!name.empty()) {
-        CheckItem(FieldOf(i), store::kRowKinds[i].kind, name, true, names, notes);
-      }
+      if (!name.empty()) CheckActive(FieldOf(i), store::kRowKinds[i].kind, name, notes);
     }
   }
 }

@@ -18,6 +18,9 @@ namespace orvspc::engine::record {
 // Throws Refused (code "key") where it is none; an empty one passes. Before it is looked for.
 void CheckKey(const std::string& key);
 
+// Whether its values and its size are numbers, not NaN or infinite, which RecordCheck refuses.
+bool HasNumbers(const NewRecord& record);
+
 struct CheckedRecord {
   const NewRecord* sent = nullptr;
   KnownStream* stream = nullptr;
@@ -53,8 +56,9 @@ class RecordCheck {
     KnownStream* stream = nullptr;
   };
   void CheckTexts(const NewRecord& record, bool is_same_stream) const;
-  void CheckItem(std::string_view field, ItemKind kind, const std::string& name, bool may_be_new,
-                 NewNames names, std::vector<Note>& notes);
+  void CheckKnown(std::string_view field, ItemKind kind, const std::string& name);
+  void CheckActive(std::string_view field, ItemKind kind, const std::string& name,
+                   std::vector<Note>& notes);
   void CheckItems(const NewRecord& record, bool is_same_stream, NewNames names,
                   std::vector<Note>& notes);
   void SettleType(CheckedRecord& checked);

@@ -11,10 +11,10 @@
 #include "engine/chunks/subgroups.h"
 #include "engine/sql/counter.h"
 #include "engine/store/batch_digest.h"
-#include "engine/write/change/Items.h"
 #include "engine/write/chunks/StreamWriter.h"
 #include "engine/write/chunks/SubgroupWriter.h"
 #include "engine/write/last_label.h"
+#include "engine/write/log/UndoneNames.h"
 #include "engine/write/record_rules.h"
 #include "platform/Enumerations.h"
 
@@ -165,7 +165,7 @@ void RecordWriter::Write(log::Writing& writing, std::int64_t batch) {
   WriteMeasurements(batch);
   SealSubgroups();
   for (const auto& placed : records_) WriteBeside(writing, placed, batch);
-  for (const auto& [kind, id] : known_.TakeRevived()) change::AddActivate(writing, kind, id);
+  for (const auto& [kind, id] : known_.TakeRevived()) log::AddActivate(writing, kind, id);
 }
 
 void RecordWriter::WriteLabels() {

@@ -16,6 +16,7 @@
 #include "engine/write/log/Canonical.h"
 #include "engine/write/log/Json.h"
 #include "engine/write/log/Log.h"
+#include "engine/write/record/RecordCheck.h"
 #include "engine/write/record/RecordWriter.h"
 #include "platform/Actor.h"
 #include "system/Sha256.h"
@@ -25,11 +26,15 @@ namespace {
 
 constexpr std::size_t kMostTogether = 64;
 
-// Of what is sent, before a label or a time is given to it.
+// Of what is sent, before a label or a time is given to it. A record with a number that is none has
+// no text: it is refused, and only its place counts.
 std::string FingerprintOf(std::span<const NewRecord> records) {
   constexpr std::size_t kDigits = 32;  // the first 16 bytes
   std::string text;
-  for (const auto& record : records) text += log::TextOf(log::CanonicalOf(record)) + "\n";
+  for (const auto& record : records) {
+    if (HasNumbers(record)) text += log::TextOf(log::CanonicalOf(record));
+    text += '\n';
+  }
   thread_local system::Sha256 sha;
   sha.Add(text);
   return system::HexOf(sha.Finish()).substr(0, kDigits);

@@ -35,30 +35,31 @@ std::optional<std::int32_t> Count(StudyOptions& options, const Arguments& argume
 }
 
 int RunAcf(const Arguments& arguments, Console& console) {
-  StudyOptions options(arguments);
   studies::AcfOptions asked;
-  asked.lags = Count(options, arguments, "Lags", kLags);
-  asked.tested = Count(options, arguments, "Tested", kTested);
-  asked.level = options.Get("Level", kLevel, asked.level);
-  render::AcfDocument document;
-  document.head = {"acf", options.Take(), {}, {}};
+  const auto take = [&](StudyOptions& options) {
+    asked.lags = Count(options, arguments, "Lags", kLags);
+    asked.tested = Count(options, arguments, "Tested", kTested);
+    asked.level = options.Get("Level", kLevel, studies::AcfOptions().level);
+  };
   return RunOnStreams<render::AcfDocument>(
-      arguments, console, document, render::AcfJson, render::MakeAcfView,
+      arguments, console, "acf", render::AcfJson, render::MakeAcfView, take,
       [&](render::AcfDocument& filled) {
         filled.Fill([&](const auto& stretch) { return studies::StudyAcf(stretch, asked); });
       });
 }
 
 int RunAr1(const Arguments& arguments, Console& console) {
-  StudyOptions options(arguments);
-  const auto phi = options.Get("Phi", kPhi), mean = options.Get("Mean", kMean),
-             sigma = options.Get("Sigma", kSigma);
-  const bool known = phi && mean && sigma;
-  if (!known && (phi || mean || sigma)) throw Misuse("--phi, --mean and --sigma go together");
-  render::Ar1Document document;
-  document.head = {"ar1", options.Take(), {}, {}};
+  std::optional<double> phi, mean, sigma;
+  bool known = false;
+  const auto take = [&](StudyOptions& options) {
+    phi = options.Get("Phi", kPhi);
+    mean = options.Get("Mean", kMean);
+    sigma = options.Get("Sigma", kSigma);
+    known = phi && mean && sigma;
+    if (!known && (phi || mean || sigma)) throw Misuse("--phi, --mean and --sigma go together");
+  };
   return RunOnStreams<render::Ar1Document>(
-      arguments, console, document, render::Ar1Json, render::MakeAr1View,
+      arguments, console, "ar1", render::Ar1Json, render::MakeAr1View, take,
       [&](render::Ar1Document& filled) {
         for (const auto& stream : filled.data.streams) {
           auto& row = filled.studies.emplace_back();

@@ -13,16 +13,16 @@ constexpr Choice<std::int32_t> kChart{
 constexpr Option kFloor{"floor", nullptr, "never narrow the limits: a sigma z below 1 is 1"};
 
 int RunLaney(const Arguments& arguments, Console& console) {
-  StudyOptions options(arguments);
   studies::ReadOptions read;
   read.counts = true;
-  read.chart_word = options.Get("Chart", kChart);
+  read.chart_word = arguments.Get(kChart);
   studies::LaneyOptions asked;
-  asked.floor = options.Get("Floor", kFloor);
-  render::LaneyDocument document;
-  document.head = {"laney", options.Take(), {}, {}};
+  const auto take = [&](StudyOptions& options) {
+    options.Get("Chart", kChart);
+    asked.floor = options.Get("Floor", kFloor);
+  };
   return RunOnStreams<render::LaneyDocument>(
-      arguments, console, document, render::LaneyJson, render::MakeLaneyView,
+      arguments, console, "laney", render::LaneyJson, render::MakeLaneyView, take,
       [&](render::LaneyDocument& filled) {
         auto of_data = asked;
         if (filled.data.defectives) of_data.most = filled.data.scale;

@@ -77,7 +77,7 @@ void SetPooling(const Arguments& arguments, StudyOptions& options, studies::Gage
 
 // A limit that is given, else the stored one.
 void TakeLimits(const Readings& readings, const Arguments& arguments,
-                std::vector<render::StudyOption>& shown, std::optional<double>& lower,
+                std::vector<render::ResolvedOption>& shown, std::optional<double>& lower,
                 std::optional<double>& upper) {
   if (arguments.Has(kTolerance) || lower || upper) return;
   lower = readings.lower_limit;
@@ -143,7 +143,7 @@ int RunGage(const Arguments& arguments, Console& console) {
 
 // One reference: that of the option, or the same in every row.
 double ReferenceOf(const Arguments& arguments, const Readings& readings,
-                   std::vector<render::StudyOption>& shown) {
+                   std::vector<render::ResolvedOption>& shown) {
   if (const auto given = arguments.Get(Real{kReference})) return *given;
   if (!readings.HasReferences()) {
     if (readings.rows.empty()) return 0.0;

@@ -20,7 +20,8 @@ constexpr auto kAql = Share("aql", "share of bad units that is still good, 0.01 
 constexpr auto kAlpha = Share("alpha", "risk that such a lot is refused", "0.05");
 constexpr auto kRql = Share("rql", "share that is to be refused", "0.05");
 constexpr auto kBeta = Share("beta", "risk that such a lot is taken", "0.1");
-constexpr Number kLot{{"lot", "N", "units in a lot"}, 1};
+constexpr Number kLotSize{{"lot-size", "N", "units in a lot"}, 1};
+constexpr Option kLot{"lot", "", ""};  // of a selection
 constexpr Option kDefects{"defects", nullptr, "defects, not bad units: shares are defects a unit"};
 enum class DoubleKind { Equal, Twice };
 constexpr render::Word kDoubleWords[] = {{"equal", static_cast<std::int32_t>(DoubleKind::Equal)},
@@ -196,11 +197,75 @@ void AddCurve(render::PlanDocument& document, const studies::PlanOptions& option
   }
 }
 
+// What is said of the source of the lot, before anything is opened.
+void CheckLot(const Arguments& arguments) {
+  if (!arguments.Has(kDatabase)) {
+    for (const auto& condition : ConditionsOf(arguments)) {
+      throw Misuse(condition.text + " goes with --db");
+    }
+    return;
+  }
+  if (arguments.Values(kLot).size() != 1) throw Misuse("--db needs --lot NAME, one lot");
+  for (const Option& option : {Option(kVariables), Option(kK)}) {
+    if (arguments.Has(option)) {
+      throw Misuse("--" + std::string(option.name) + " does not go with --db, which has counts");
+    }
+  }
+}
+
+// What the plan says of the lot that is selected.
+int RunOnLot(const Arguments& arguments, Console& console, render::PlanDocument document) {
+  const bool defects = document.model == studies::CountModel::Poisson;
+  const auto types = defects ? ttDefects : ttDefectives;
+  constexpr Number kAll = MaximumOption("", "all");
+  return RunAnalysis(arguments, console, kDrawn, kAll, types, [&](Analysis& run) -> Outcome {
+    auto& head = document.head;
+    head.select = run.select;
+    constexpr std::int32_t kCountsOfDefects = 0xE00, kShares = 0xD00;
+    studies::ReadOptions read;
+    read.counts = true;
+    read.joins_phases = true;
+    read.chart_word = defects ? kCountsOfDefects : kShares;
+    const auto data = StreamsOf(run, read, head.notes);
+    if (data.Empty()) NoteEmpty(run, kAll, head.notes);
+    if (data.streams.size() > 1) {
+      throw Refusal("the lot has values of " + std::to_string(data.streams.size()) +
+                    " streams; --part, --process and --test choose one");
+    }
+    for (const auto& stream : data.streams) {
+      std::vector<studies::LotSample> samples;
+      for (const auto& stretch : stream.stretches) {
+        for (std::size_t i = 0; i < stretch.counts.size(); ++i) {
+          if (!stretch.IsUsed(i) || std::isnan(stretch.counts[i])) continue;
+          samples.push_back({std::llround(stretch.sizes[i]), std::llround(stretch.counts[i])});
+        }
+      }
+      auto& judged = document.judged.emplace();
+      judged.name = *arguments.Value(kLot);
+      judged.stream = render::StreamName(run.names, stream.part, stream.process, stream.test);
+      judged.subgroups = samples.size();
+      if (const auto* single = std::get_if<studies::SinglePlan>(&document.plan)) {
+        judged.decision = studies::DecideLot(*single, samples, defects);
+      } else if (const auto* pair = std::get_if<studies::DoublePlan>(&document.plan)) {
+        judged.decision = studies::DecideLot(*pair, samples, defects);
+      } else {
+        judged.decision.reason = "there is no plan";
+      }
+      head.notes.push_back(
+          {"advice-only", "What is said of the lot is advice; nothing is stored.", {}});
+    }
+    return {
+        FormattedStudy<render::PlanDocument>(document, run, render::PlanJson, render::MakePlanView),
+        data.Empty()};
+  });
+}
+
 int RunPlan(const Arguments& arguments, Console& console) {
+  CheckLot(arguments);
   StudyOptions options(arguments);
   Asked asked;
   render::PlanDocument document;
-  if (const auto lot = arguments.Get(kLot)) asked.options.lot = *lot;
+  if (const auto lot = arguments.Get(kLotSize)) asked.options.lot = *lot;
   if (options.Get("Defects", kDefects)) asked.options.model = studies::CountModel::Poisson;
   if (arguments.Has(kDefects) && (arguments.Has(kVariables) || arguments.Has(kK))) {
     throw Misuse("--defects does not go with measurements");
@@ -218,17 +283,17 @@ int RunPlan(const Arguments& arguments, Console& console) {
   const auto size = SizeOf(document);
   auto& taken = asked.options;
   if (taken.lot && size > *taken.lot) {
-    throw Misuse("--lot takes a number from the samples on, which are " + std::to_string(size) +
-                 ", not " + std::to_string(*taken.lot));
+    throw Misuse("--lot-size takes a number from the samples on, which are " +
+                 std::to_string(size) + ", not " + std::to_string(*taken.lot));
   }
   const bool by_counts = !std::holds_alternative<studies::VariablesPlan>(document.plan);
   if (asked.is_given && by_counts && taken.lot && taken.model == studies::CountModel::Binomial &&
       size * 10 > *taken.lot) {
     taken.model = studies::CountModel::Hypergeometric;
   }
-  options.Add("Lot",
-              taken.lot ? decltype(render::StudyOption::value)(static_cast<double>(*taken.lot))
-                        : decltype(render::StudyOption::value)(),
+  options.Add("LotSize",
+              taken.lot ? decltype(render::ResolvedOption::value)(static_cast<double>(*taken.lot))
+                        : decltype(render::ResolvedOption::value)(),
               taken.lot.has_value());
   const auto to = options.Get("To", kTo);
   auto notes = std::move(document.head.notes);
@@ -236,6 +301,7 @@ int RunPlan(const Arguments& arguments, Console& console) {
   document.model = taken.model;
   document.lot = taken.lot;
   AddCurve(document, taken, to);
+  if (arguments.Has(kDatabase)) return RunOnLot(arguments, console, std::move(document));
   return DeliverStudy(arguments, console, document, render::PlanJson, render::MakePlanView);
 }
 
@@ -248,12 +314,13 @@ Command PlanStudyCommand() {
       "Acceptance sampling: the least plan for two risks, and what a plan does",
       "Designs a plan that refuses a lot of quality --aql with at most --alpha, and takes one of "
       "--rql with at most --beta; or shows the plan of --n and --c. Shares are proportions, "
-      "0.01 for 1 %.\n"
+      "0.01 for 1 %. With --db and --lot it says what the plan says of a stored lot: of what was "
+      "counted in it, oldest subgroups first.\n"
       "Formats: text, json, svg, html.",
       "orvspc study plan --aql 0.01 --alpha 0.05 --rql 0.05 --beta 0.1 -o plan.svg",
-      Together(std::vector<Option>{kAql, kAlpha, kRql, kBeta, kLot, kDefects, kDouble, kVariables,
-                                   kN, kC, kK, kN1, kC1, kR1, kN2, kC2, kTo},
-               kOutputOptions),
+      Together(std::vector<Option>{kAql, kAlpha, kRql, kBeta, kLotSize, kDefects, kDouble,
+                                   kVariables, kN, kC, kK, kN1, kC1, kR1, kN2, kC2, kTo},
+               SelectionOptions(), kPageOptions),
       RunPlan};
 }
 

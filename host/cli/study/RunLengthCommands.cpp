@@ -358,7 +358,7 @@ void RunCountScheme(Run& run) {
 // A chart as it is in use, and of measurements the usual cusum and EWMA beside it.
 render::RunLengthStream StreamOf(studies::ChartInUse chart, const Arguments& arguments,
                                  const studies::ShewhartRunOptions& simulated) {
-  render::RunLengthStream stream{chart.part, chart.process, chart.test, false, {}};
+  render::RunLengthStream stream{chart.part, chart.process, chart.test, false, {}, chart.interval};
   auto& options = chart.options;
   options.runs = simulated.runs;
   options.seed = simulated.seed;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/cli/study/Study.h"
 
+#include <algorithm>
+
 #include "host/render/core/Numbers.h"
 
 namespace orvspc::cli {
@@ -22,29 +24,72 @@ double StudyOptions::Get(const char* key, const RealInside& option, double fallb
 }
 
 std::optional<double> StudyOptions::Get(const char* key, const RealInside& option) {
-  const auto value = arguments_.Get(Real{option});
+  const auto* const stored = StoredOf(option);
+  const auto value = stored == nullptr ? arguments_.Get(Real{option}) : std::stod(*stored);
   if (!value) {
-    Add(key, std::monostate(), false);
+    Add(key, std::monostate(), "default");
     return std::nullopt;
   }
   const bool inside = (option.low_is_open ? *value > option.low : *value >= option.low) &&
                       (option.high_is_open ? *value < option.high : *value <= option.high);
   if (!inside) {
     throw Misuse("--" + std::string(option.name) + " takes a number " + BoundsText(option) +
-                 ", not " + *arguments_.Value(option));
+                 ", not " + (stored == nullptr ? *arguments_.Value(option) : *stored));
   }
-  Add(key, *value, true);
+  Add(key, *value, FromOf(option));
   return value;
 }
 
 bool StudyOptions::Get(const char* key, const Option& flag) {
-  const bool given = arguments_.Has(flag);
-  Add(key, given, given);
+  const auto* const stored = StoredOf(flag);
+  const bool given = stored == nullptr ? arguments_.Has(flag) : *stored == "yes";
+  Add(key, given, FromOf(flag));
   return given;
 }
 
-void StudyOptions::Add(const char* key, decltype(render::StudyOption::value) value, bool given) {
-  options_.push_back({key, std::move(value), given ? "command" : "default"});
+void StudyOptions::Add(const char* key, decltype(render::ResolvedOption::value) value,
+                       const char* from) {
+  options_.push_back({key, std::move(value), from});
+}
+
+const std::string* StudyOptions::StoredOf(const Option& option) const {
+  const auto stored = stored_.find(option.name);
+  return stored == stored_.end() || arguments_.Has(option) ? nullptr : &stored->second;
+}
+
+const char* StudyOptions::FromOf(const Option& option) const {
+  return arguments_.Has(option) ? "command" : StoredOf(option) != nullptr ? "database" : "default";
+}
+
+StoredOptions StoredOptionsOf(const Analysis& run, const studies::StudyData& data,
+                              const std::string& word) {
+  const auto prefix = word + ".";
+  const auto of_stream = [&](const studies::Stream& stream) {
+    StoredOptions options;
+    for (const auto& option :
+         run.database.ChartOptionsOf({stream.part, stream.process, stream.test})) {
+      const auto name = option.key.substr(std::min(prefix.size(), option.key.size()));
+      if (option.key.starts_with(prefix) && !run.arguments.Has({name.c_str()})) {
+        options[name] = option.value;
+      }
+    }
+    return options;
+  };
+  StoredOptions all;
+  for (const auto& stream : data.streams) {
+    const auto options = of_stream(stream);
+    if (&stream == &data.streams.front()) all = options;
+    if (options == all) continue;
+    const auto& more = options.size() > all.size() ? options : all;
+    const auto& other = &more == &all ? options : all;
+    const auto differs = std::ranges::find_if(more, [&](const auto& option) {
+      const auto found = other.find(option.first);
+      return found == other.end() || found->second != option.second;
+    });
+    throw Misuse("the streams differ in " + prefix + differs->first + "; give --" + differs->first +
+                 " or select fewer");
+  }
+  return all;
 }
 
 studies::StudyData StreamsOf(const Analysis& run, const studies::ReadOptions& options,
@@ -65,18 +110,24 @@ std::vector<Command> StudyCommands() {
       AgreementStudyCommand(),  //
       Ar1StudyCommand(),        //
       ArlStudyCommand(),        //
+      BaselineStudyCommand(),   //
       BiasStudyCommand(),       //
       CountsStudyCommand(),     //
       CusumStudyCommand(),      //
       DesignStudyCommand(),     //
       EwmaStudyCommand(),       //
-      GStudyCommand(),          //
       GageStudyCommand(),       //
+      GroupStudyCommand(),      //
+      GStudyCommand(),          //
       LaneyStudyCommand(),      //
       LinearityStudyCommand(),  //
+      MewmaStudyCommand(),      //
       PlanStudyCommand(),       //
-      TStudyCommand(),          //
+      ShortRunStudyCommand(),   //
+      StepsStudyCommand(),      //
+      T2StudyCommand(),         //
       ToleranceStudyCommand(),  //
+      TStudyCommand(),          //
       Type1StudyCommand(),      //
   };
 }

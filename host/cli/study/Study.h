@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -23,10 +24,15 @@ struct RealInside : Option {
   bool low_is_open = false, high_is_open = false;
 };
 
-// Options as they are resolved, which documents show.
+// Options of a database that hold for a study, by the name of the option: "weight".
+using StoredOptions = std::map<std::string, std::string, std::less<>>;
+
+// Options as they are resolved, which documents show: from the command, else the database, else by
+// default.
 class StudyOptions {
  public:
-  explicit StudyOptions(const Arguments& arguments) : arguments_(arguments) {}
+  explicit StudyOptions(const Arguments& arguments, StoredOptions stored = {})
+      : arguments_(arguments), stored_(std::move(stored)) {}
 
   // Misuse, which names option, value and bounds, for another number. key: "Weight", in documents.
   double Get(const char* key, const RealInside& option, double fallback);
@@ -35,21 +41,36 @@ class StudyOptions {
   // The word of a Choice.
   template <class Type>
   Type Get(const char* key, const Choice<Type>& option) {
-    const auto value = arguments_.Get(option);
-    Add(key, render::WordOf(option.words, static_cast<std::int32_t>(value)),
-        arguments_.Has(option));
+    const auto* const stored = StoredOf(option);
+    const auto value = stored == nullptr
+                           ? arguments_.Get(option)
+                           : static_cast<Type>(ValueOf(option.name, option.words, *stored));
+    Add(key, render::WordOf(option.words, static_cast<std::int32_t>(value)), FromOf(option));
     return value;
   }
 
   // One that a command reads by itself.
-  void Add(const char* key, decltype(render::StudyOption::value) value, bool given);
+  void Add(const char* key, decltype(render::ResolvedOption::value) value, bool given) {
+    Add(key, std::move(value), given ? "command" : "default");
+  }
 
-  std::vector<render::StudyOption> Take() { return std::move(options_); }
+  std::vector<render::ResolvedOption> Take() { return std::move(options_); }
 
  private:
+  void Add(const char* key, decltype(render::ResolvedOption::value) value, const char* from);
+  // Null where the command gives it, or the database does not.
+  const std::string* StoredOf(const Option& option) const;
+  const char* FromOf(const Option& option) const;
+
   const Arguments& arguments_;
-  std::vector<render::StudyOption> options_;
+  StoredOptions stored_;
+  std::vector<render::ResolvedOption> options_;
 };
+
+// Those of the study of that word that hold for all of the streams. Misuse where streams differ in
+// one that the command does not give.
+StoredOptions StoredOptionsOf(const Analysis& run, const studies::StudyData& data,
+                              const std::string& word);
 
 // The streams that the selection of a run has, each cut at its phases.
 studies::StudyData StreamsOf(const Analysis& run, const studies::ReadOptions& options,
@@ -69,24 +90,48 @@ std::string FormattedStudy(const Document& document, const Presentation& shown,
 
 inline constexpr Number kStudyMax = MaximumOption("the newest N subgroups at most; 0: all", "all");
 
-// A study of the selected streams, of measurements or counts; fill(document) makes it of what was
-// read.
+// A study of the selected streams, of measurements or counts, or of tests of these types alone;
+// fill(document) makes it of what was read, after prepare(run, document).
 template <class Document>
 int RunOnStreams(const Arguments& arguments, Console& console, Document document,
                  std::string (*json)(const Document&, const render::Names&),
                  render::StudyView (*view)(const Document&, const render::Names&),
-                 const std::function<void(Document&)>& fill,
-                 const studies::ReadOptions& read = {}) {
-  const auto types = read.counts ? kCounts : std::int32_t{ttVariable};
+                 const std::function<void(Document&)>& fill, const studies::ReadOptions& read = {},
+                 std::int32_t types = 0,
+                 const std::function<void(const Analysis&, Document&)>& prepare = {}) {
+  if (types == 0) types = read.counts ? kCounts : std::int32_t{ttVariable};
   return RunAnalysis(arguments, console, kDrawn, kStudyMax, types, [&](Analysis& run) -> Outcome {
     run.database.JoinPhases(arguments.Has(kAllPhases));
     document.head.select = run.select;
     document.data = StreamsOf(run, read, document.head.notes);
     const bool empty = document.data.Empty();
     if (empty) NoteEmpty(run, kStudyMax, document.head.notes);
+    if (prepare) prepare(run, document);
     fill(document);
     return {FormattedStudy(document, run, json, view), empty};
   });
+}
+
+// The same of a study whose options a database may have: take(options) resolves them, once by the
+// command alone, for what is misuse without a database, and then for the streams.
+template <class Document>
+int RunOnStreams(const Arguments& arguments, Console& console, const char* word,
+                 std::string (*json)(const Document&, const render::Names&),
+                 render::StudyView (*view)(const Document&, const render::Names&),
+                 const std::function<void(StudyOptions&)>& take,
+                 const std::function<void(Document&)>& fill,
+                 const studies::ReadOptions& read = {}) {
+  StudyOptions given(arguments);
+  take(given);
+  Document document;
+  document.head = {word, {}, {}, {}};
+  return RunOnStreams<Document>(arguments, console, document, json, view, fill, read, 0,
+                                [&](const Analysis& run, Document& filled) {
+                                  StudyOptions options(arguments,
+                                                       StoredOptionsOf(run, filled.data, word));
+                                  take(options);
+                                  filled.head.options = options.Take();
+                                });
 }
 
 // Every study: "orvspc study WORD". The name of such a command is "study WORD".
@@ -96,6 +141,7 @@ Command AcfStudyCommand();
 Command AgreementStudyCommand();
 Command Ar1StudyCommand();
 Command ArlStudyCommand();
+Command BaselineStudyCommand();
 Command BiasStudyCommand();
 Command CountsStudyCommand();
 Command CusumStudyCommand();
@@ -103,9 +149,14 @@ Command DesignStudyCommand();
 Command EwmaStudyCommand();
 Command GStudyCommand();
 Command GageStudyCommand();
+Command GroupStudyCommand();
 Command LaneyStudyCommand();
 Command LinearityStudyCommand();
+Command MewmaStudyCommand();
 Command PlanStudyCommand();
+Command T2StudyCommand();
+Command ShortRunStudyCommand();
+Command StepsStudyCommand();
 Command TStudyCommand();
 Command ToleranceStudyCommand();
 Command Type1StudyCommand();

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cmath>
+
 #include "host/cli/study/Study.h"
+#include "host/render/core/Numbers.h"
 #include "host/render/study/TimeWeighted.h"
 
 namespace orvspc::cli {
@@ -34,48 +37,110 @@ constexpr Choice<LimitsOf> kLimits{
     {"limits", "WORD", "of each point, or as they are after many", "", false, kLimitsWords}};
 constexpr Option kReset{"reset", nullptr, "begin anew after a signal"};
 constexpr RealInside kReference{{"k", "X", "reference value in sigmas", "0.5"}, 0.0, 3.0};
-constexpr RealInside kDecision{{"h", "X", "decision interval in sigmas", "5"}, 0.0, 50.0, true};
+constexpr RealInside kDecision{
+    {"h", "X", "decision interval in sigmas", "5; of counts none"}, 0.0, 50.0, true};
 constexpr RealInside kHeadStart{
     {"head-start", "X", "of both arms, in sigmas; below h", "0"}, 0.0, 50.0};
+constexpr Option kOfCounts{"counts", nullptr,
+                           "of a test that counts: h and head start are counts, --mu1 or --p1 says "
+                           "what is to be found, above or below the mean"};
+constexpr RealInside kMu1{{"mu1", "X", "of defects: as many a unit inspected"}, 0.0, 1e6, true};
+constexpr RealInside kP1{{"p1", "P", "of defectives: the proportion"}, 0.0, 1.0, true, true};
+constexpr RealInside kDecisionOfCounts{kDecision, 0.0, 1000.0, true};
+constexpr RealInside kHeadStartOfCounts{kHeadStart, 0.0, 1000.0};
 constexpr Option kShared[] = {kStudyMax, kTarget, kSigma, kReset, kPhase, kAllPhases};
 
 int RunEwma(const Arguments& arguments, Console& console) {
-  StudyOptions options(arguments);
   studies::EwmaOptions asked;
-  asked.weight = options.Get("Weight", kWeight, asked.weight);
-  asked.width = options.Get("Width", kWidth, asked.width);
-  asked.exact = options.Get("Limits", kLimits) == LimitsOf::Exact;
-  asked.fir = options.Get("FIR", kFir);
-  asked.target = options.Get("Target", kTarget);
-  asked.sigma = options.Get("Sigma", kSigma);
-  asked.reset = options.Get("Reset", kReset);
-  if (asked.fir && !asked.exact) throw Misuse("--fir goes with --limits exact");
-  render::EwmaDocument document;
-  document.head = {"ewma", options.Take(), {}, {}};
+  const auto take = [&](StudyOptions& options) {
+    asked = {};
+    asked.weight = options.Get("Weight", kWeight, asked.weight);
+    asked.width = options.Get("Width", kWidth, asked.width);
+    asked.exact = options.Get("Limits", kLimits) == LimitsOf::Exact;
+    asked.fir = options.Get("FIR", kFir);
+    asked.target = options.Get("Target", kTarget);
+    asked.sigma = options.Get("Sigma", kSigma);
+    asked.reset = options.Get("Reset", kReset);
+    if (asked.fir && !asked.exact) throw Misuse("--fir goes with --limits exact");
+  };
   return RunOnStreams<render::EwmaDocument>(
-      arguments, console, document, render::EwmaJson, render::MakeEwmaView,
+      arguments, console, "ewma", render::EwmaJson, render::MakeEwmaView, take,
       [&](render::EwmaDocument& filled) {
         filled.Fill([&](const auto& stretch) { return studies::StudyEwma(stretch, asked); });
       });
 }
 
-int RunCusum(const Arguments& arguments, Console& console) {
+void NeedBelowH(const Arguments& arguments, double head_start, double h) {
+  if (head_start < h) return;
+  throw Misuse("--head-start takes a number from 0 to below --h, not " +
+               arguments.Value(kHeadStart).value_or(render::Shortest(head_start)));
+}
+
+void NeedQuarters(const Arguments& arguments, const Option& option, double value) {
+  if (std::fmod(value, studies::kCountStep) == 0.0) return;
+  throw Misuse("--" + std::string(option.name) + " of counts takes a multiple of 0.25, not " +
+               *arguments.Value(option));
+}
+
+int RunCountCusum(const Arguments& arguments, Console& console) {
   StudyOptions options(arguments);
-  studies::CusumOptions asked;
-  asked.k = options.Get("K", kReference, asked.k);
-  asked.h = options.Get("H", kDecision, asked.h);
-  asked.head_start = options.Get("HeadStart", kHeadStart, asked.head_start);
-  asked.target = options.Get("Target", kTarget);
-  asked.sigma = options.Get("Sigma", kSigma);
-  asked.reset = options.Get("Reset", kReset);
-  if (asked.head_start >= asked.h) {
-    throw Misuse("--head-start takes a number from 0 to below --h, not " +
-                 *arguments.Value(kHeadStart));
+  for (const Option& option : {Option(kReference), Option(kSigma)}) {
+    if (arguments.Has(option)) {
+      throw Misuse("--" + std::string(option.name) + " does not go with --counts");
+    }
   }
+  if (arguments.Has(kMu1) == arguments.Has(kP1)) {
+    throw Misuse("--counts needs --mu1 or --p1, which say what is to be found");
+  }
+  if (!arguments.Has(kDecision)) throw Misuse("--counts needs --h");
+  studies::CountCusumOptions asked;
+  options.Get("Counts", kOfCounts);
+  asked.defectives = arguments.Has(kP1);
+  asked.shifted = *(asked.defectives ? options.Get("P1", kP1) : options.Get("Mu1", kMu1));
+  asked.h = options.Get("H", kDecisionOfCounts, asked.h);
+  asked.head_start = options.Get("HeadStart", kHeadStartOfCounts, asked.head_start);
+  NeedBelowH(arguments, asked.head_start, asked.h);
+  NeedQuarters(arguments, kDecision, asked.h);
+  NeedQuarters(arguments, kHeadStart, asked.head_start);
+  // As --mu1 and --p1.
+  const RealInside target{kTarget, 0.0, asked.defectives ? kP1.high : kMu1.high, true,
+                          asked.defectives};
+  asked.target = options.Get("Target", target);
+  asked.reset = options.Get("Reset", kReset);
+  studies::ReadOptions read;
+  read.counts = true;
   render::CusumDocument document;
   document.head = {"cusum", options.Take(), {}, {}};
   return RunOnStreams<render::CusumDocument>(
       arguments, console, document, render::CusumJson, render::MakeCusumView,
+      [&](render::CusumDocument& filled) {
+        asked.counted = filled.data.counted;
+        asked.scale = filled.data.scale;
+        filled.Fill([&](const auto& stretch) { return studies::StudyCountCusum(stretch, asked); });
+      },
+      read, asked.defectives ? ttDefectives : ttDefects);
+}
+
+int RunCusum(const Arguments& arguments, Console& console) {
+  if (arguments.Has(kOfCounts)) return RunCountCusum(arguments, console);
+  for (const Option& option : {Option(kMu1), Option(kP1)}) {
+    if (arguments.Has(option)) {
+      throw Misuse("--" + std::string(option.name) + " goes with --counts");
+    }
+  }
+  studies::CusumOptions asked;
+  const auto take = [&](StudyOptions& options) {
+    asked = {};
+    asked.k = options.Get("K", kReference, asked.k);
+    asked.h = options.Get("H", kDecision, asked.h);
+    asked.head_start = options.Get("HeadStart", kHeadStart, asked.head_start);
+    asked.target = options.Get("Target", kTarget);
+    asked.sigma = options.Get("Sigma", kSigma);
+    asked.reset = options.Get("Reset", kReset);
+    NeedBelowH(arguments, asked.head_start, asked.h);
+  };
+  return RunOnStreams<render::CusumDocument>(
+      arguments, console, "cusum", render::CusumJson, render::MakeCusumView, take,
       [&](render::CusumDocument& filled) {
         filled.Fill([&](const auto& stretch) { return studies::StudyCusum(stretch, asked); });
       });
@@ -100,12 +165,14 @@ Command EwmaStudyCommand() {
 Command CusumStudyCommand() {
   return {"study cusum",
           "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
-          "Cumulative sums of measurements above and below the target",
-          "Finds small shifts that last, and says when they began and how large they are.\n"
+          "Cumulative sums of measurements or counts above and below the target",
+          "Finds small shifts that last, and says when they began and how large they are. With "
+          "--counts the sum is that of a test that counts, in counts.\n"
           "Formats: text, json, svg, html.",
           "orvspc study cusum --db q.db --part Ring --test Diameter --h 4 --head-start 2 -o c.svg",
           Together(SelectionOptions(), kShared,
-                   std::vector<Option>{kReference, kDecision, kHeadStart}, kPageOptions),
+                   std::vector<Option>{kReference, kDecision, kHeadStart, kOfCounts, kMu1, kP1},
+                   kPageOptions),
           RunCusum};
 }
 

@@ -15,6 +15,7 @@
 
 #include "chart/CCProcessing.h"
 #include "chart/CCResults.h"
+#include "host/render/core/ResolvedOption.h"
 #include "host/render/core/Scene.h"
 #include "host/render/core/Words.h"
 #include "host/render/data/DataReading.h"
@@ -243,6 +244,8 @@ struct ChartDocument : ChartReport {
   std::int32_t requested[3] = {0, 0, 0};  // graph types that were asked for, or kNotKnown
   std::vector<Note> notes;
   std::vector<Downtime> downtimes;  // of the only process, ascending
+  // Of each of the streams of the report, what was chosen in place of a default; empty: nothing.
+  std::vector<std::vector<ResolvedOption>> options;
   // Of each point whether it lies in an excluded phase, also where phases are taken together;
   // empty: as the phases say.
   std::vector<bool> excluded;

@@ -235,6 +235,25 @@ std::string LimitsText(const ChartView& view, const GraphRead& graph,
   return text;
 }
 
+// "limits by the distribution, alpha 0.0027"; empty where all are of three sigmas.
+std::string ExactText(const ChartDocument& document) {
+  std::set<std::string> texts;
+  for (const auto& options : document.options) {
+    const auto value = [&](const char* key) {
+      const auto found = std::ranges::find(options, key, &ResolvedOption::key);
+      return found == options.end() ? decltype(ResolvedOption::value)() : found->value;
+    };
+    if (value("Limits") != decltype(ResolvedOption::value)(std::string("probability"))) {
+      texts.insert("");
+    } else {
+      texts.insert("limits by the distribution, alpha " +
+                   Significant(std::get<double>(value("Alpha")), 6));
+    }
+  }
+  if (texts.size() < 2) return texts.empty() ? std::string() : *texts.begin();
+  return "limits of some streams by the distribution";
+}
+
 // "60 subgroups", or with disabled ones "60 subgroups, 57 used"
 std::string CountText(const ChartView& view) {
   std::size_t used = 0;
@@ -254,6 +273,7 @@ std::string CaptionOf(const ChartView& view, const GraphRead& graph,
     pieces.emplace_back("weight 0.2 of the newest point");
   if (graph.index != 1 || graph.type != ccGraph1Pc)
     pieces.push_back(LimitsText(view, graph, document));
+  if (IsOfCounts(graph)) pieces.push_back(ExactText(document));
   return Joined(pieces, ", ");
 }
 

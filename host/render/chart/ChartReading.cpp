@@ -236,6 +236,7 @@ void WriteGraph(JsonWriter& json, const GraphRead& graph, const ChartDocument& d
 }
 
 void WriteStreams(JsonWriter& json, const ChartDocument& document, const Names& names) {
+  std::size_t number = 0;
   json.Objects<Spread::Blocks>("Streams", document.streams, [&](const StreamReport& stream) {
     WriteItem(json, "Part", names, NameKind::Part, stream.part);
     WriteItem(json, "Prcs", names, NameKind::Process, stream.process);
@@ -245,6 +246,8 @@ void WriteStreams(JsonWriter& json, const ChartDocument& document, const Names& 
     WriteEstimate(json, "SW", stream.sw);
     if (!stream.gamma.name.empty()) WriteEstimate(json, "Gamma", stream.gamma);
     json.Member("AverageSize", stream.average_size);
+    if (number < document.options.size()) WriteOptions(json, document.options[number]);
+    ++number;
     WritePhases(json, document, stream);
     WriteProvisional(json, document, stream);
   });

@@ -216,9 +216,14 @@ std::string ShownName(const Names& names, NameKind kind, std::int32_t id) {
 
 std::string StreamName(const Names& names, std::int32_t part, std::int32_t process,
                        std::int32_t test) {
-  return NameOrNumber(names, NameKind::Part, part) + " / " +
-         NameOrNumber(names, NameKind::Process, process) + " / " +
-         NameOrNumber(names, NameKind::Test, test);
+  std::string text;
+  for (const auto& [kind, id] :
+       {std::pair(NameKind::Part, part), std::pair(NameKind::Process, process),
+        std::pair(NameKind::Test, test)}) {
+    if (id == 0) continue;
+    text += (text.empty() ? "" : " / ") + NameOrNumber(names, kind, id);
+  }
+  return text;
 }
 
 std::string SelectedText(const DataSelect* select, const Names& names) {

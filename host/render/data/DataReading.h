@@ -27,7 +27,7 @@ using Names = std::function<std::string(NameKind, std::int32_t)>;
 std::string NameOrNumber(const Names& names, NameKind kind, std::int32_t id);
 // The same; empty for identifier 0.
 std::string ShownName(const Names& names, NameKind kind, std::int32_t id);
-// "Ring / Press 1 / Diameter"
+// "Ring / Press 1 / Diameter"; an identifier of 0 is left out.
 std::string StreamName(const Names& names, std::int32_t part, std::int32_t process,
                        std::int32_t test);
 

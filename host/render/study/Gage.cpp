@@ -278,8 +278,8 @@ class Plots {
                    study_.mean_range, study_.range_upper, study_.range_lower);
   }
   Plot Means() const {
-    return OfCells("Means by operator", "outside the limits is good: the parts are told apart",
-                   study_.cell_means, study_.mean, study_.mean_upper, study_.mean_lower);
+    return OfCells("Means by operator", "points outside the limits are good", study_.cell_means,
+                   study_.mean, study_.mean_upper, study_.mean_lower);
   }
 
   Plot Interaction() const {

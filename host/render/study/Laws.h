@@ -13,7 +13,7 @@ namespace orvspc::render {
 // values. The rest of the analysis is as it is without them.
 struct LawsDocument {
   CapabilityDocument capability;
-  std::vector<StudyOption> options;
+  std::vector<ResolvedOption> options;
   std::optional<studies::LawsStudy> laws;
   std::optional<studies::QuantilesStudy> quantiles;
   std::optional<studies::IndexIntervals> intervals = {};

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/render/core/Numbers.h"
+#include "host/render/core/PlainText.h"
 
 namespace orvspc::render {
 
@@ -28,6 +29,18 @@ const char* ModelWord(studies::CountModel model) {
       break;
   }
   return "binomial";
+}
+
+const char* WordOf(studies::LotVerdict verdict) {
+  switch (verdict) {
+    case studies::LotVerdict::Take:
+      return "take";
+    case studies::LotVerdict::Refuse:
+      return "refuse";
+    case studies::LotVerdict::Undecided:
+      break;
+  }
+  return "undecided";
 }
 
 // "Take the lot with at most 3 bad units in a sample of 132."
@@ -97,6 +110,12 @@ std::string PlanJson(const PlanDocument& document, const Names& /*names*/) {
                  "AOQLAt", document.outgoing.at, "ATI",
                  ColumnOf(document, &studies::PlanPoint::ati), "ASN",
                  ColumnOf(document, &studies::PlanPoint::asn));
+    ObjectMember(json, "Decision", document.judged ? &*document.judged : nullptr,
+                 [](JsonWriter& to, const JudgedLot& lot) {
+                   to.Members("Lot", lot.name, "Stream", lot.stream, "Subgroups", lot.subgroups,
+                              "Units", lot.decision.units, "Found", lot.decision.bad, "Verdict",
+                              WordOf(lot.decision.verdict), "Reason", lot.decision.reason);
+                 });
   });
 }
 
@@ -143,6 +162,15 @@ StudyView MakePlanView(const PlanDocument& document, const Names& /*names*/) {
                                  &studies::PlanPoint::asn));
   }
 
+  if (document.judged) {
+    const auto& lot = *document.judged;
+    Table table{
+        "Lot " + PlainText(lot.name), {"stream", "#subgroups", "#units", "decision", "why"}, {}};
+    table.rows.push_back({lot.stream, std::to_string(lot.subgroups),
+                          std::to_string(lot.decision.units), WordOf(lot.decision.verdict),
+                          lot.decision.reason});
+    view.tables.push_back(std::move(table));
+  }
   Table figures{"Figures", {"figure", "#value", "at"}, {}};
   if (document.points) {
     figures.rows.push_back({"producer's risk", Significant(document.producer, 4),

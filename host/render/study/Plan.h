@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <optional>
+#include <string>
 #include <variant>
 #include <vector>
 
@@ -9,6 +11,13 @@
 #include "host/render/study/StudyDocument.h"
 
 namespace orvspc::render {
+
+// What a plan says of a lot of a database.
+struct JudgedLot {
+  std::string name, stream;
+  std::size_t subgroups = 0;
+  studies::LotDecision decision;
+};
 
 // A plan, and what it does at shares that rise.
 struct PlanDocument {
@@ -22,6 +31,7 @@ struct PlanDocument {
   double producer = kNaN, consumer = kNaN;    // risks attained at these
   studies::OutgoingLimit outgoing;
   std::vector<studies::PlanPoint> curve;
+  std::optional<JudgedLot> judged = {};
 };
 std::string PlanJson(const PlanDocument& document, const Names& names);
 StudyView MakePlanView(const PlanDocument& document, const Names& names);

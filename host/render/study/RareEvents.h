@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <optional>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -9,13 +9,13 @@
 
 namespace orvspc::render {
 
-// What lies between events, out of a file.
+// What lies between events, out of a file or between the stamps of events.
 template <class Study>
 struct GapDocument {
   StudyHead head;
-  std::string column;          // its heading
-  std::vector<double> points;  // oldest first
-  std::optional<double> open = {};
+  std::string column;                    // its heading, or what it is
+  std::vector<double> points;            // oldest first
+  std::vector<std::int64_t> times = {};  // of the event that ends each; empty: not known
   Study study = {};
 };
 
@@ -26,5 +26,10 @@ StudyView MakeGView(const GDocument& document, const Names& names);
 using TDocument = GapDocument<studies::TStudy>;
 std::string TJson(const TDocument& document, const Names& names);
 StudyView MakeTView(const TDocument& document, const Names& names);
+
+// Of streams that count: the points of their stretches are the units between events.
+using GStreamsDocument = StreamStudies<studies::GStudy>;
+std::string GStreamsJson(const GStreamsDocument& document, const Names& names);
+StudyView MakeGStreamsView(const GStreamsDocument& document, const Names& names);
 
 }  // namespace orvspc::render

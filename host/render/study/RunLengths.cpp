@@ -21,7 +21,16 @@ Note KnownParameters() {
       {}};
 }
 
-void WriteScheme(JsonWriter& json, const RunLengthScheme& scheme) {
+constexpr double kHour = 3600.0;
+
+// Hours that so many points take.
+std::vector<double> HoursOf(const std::vector<double>& points, double interval) {
+  std::vector<double> hours;
+  for (const double count : points) hours.push_back(count * interval / kHour);
+  return hours;
+}
+
+void WriteScheme(JsonWriter& json, const RunLengthScheme& scheme, double interval = kNaN) {
   const auto& study = scheme.study;
   const bool is_simulated = study.runs > 0;
   json.Members("Scheme", scheme.name, "Method", study.method);
@@ -37,6 +46,7 @@ void WriteScheme(JsonWriter& json, const RunLengthScheme& scheme) {
                "Median", study.median, "P95", study.p95);
   if (!study.oc.empty()) json.Member("OC", study.oc);
   if (is_simulated) json.Member("StandardError", study.standard_error);
+  if (!std::isnan(interval)) json.Member("Hours", HoursOf(study.arl, interval));
 }
 
 std::string NameOf(const RunLengthStream& stream, const Names& names) {
@@ -61,19 +71,23 @@ std::string RulesText(const RunLengthScheme& scheme) {
   return numbers.empty() ? std::string() : "rules " + Joined(numbers, ", ");
 }
 
-Table TableOf(const RunLengthScheme& scheme, const std::string& of) {
+Table TableOf(const RunLengthScheme& scheme, const std::string& of, double interval = kNaN) {
   const auto& study = scheme.study;
   std::vector<std::string> about;
   for (const auto& text : {of, scheme.name, RulesText(scheme), MethodText(study)}) {
     if (!text.empty()) about.push_back(text);
   }
   Table table{Joined(about, ", "), {"#shift", "#ARL", "#SDRL", "#5 %", "#50 %", "#95 %"}, {}};
+  const bool has_hours = !std::isnan(interval);
+  const auto hours = HoursOf(study.arl, interval);
+  if (has_hours) table.headings.insert(table.headings.begin() + 2, "#hours");
   if (!study.oc.empty()) table.headings.emplace_back("#OC");
   if (!study.standard_error.empty()) table.headings.emplace_back("#standard error");
   for (std::size_t i = 0; i < study.shifts.size(); ++i) {
     std::vector<std::string> row{Significant(study.shifts[i], 6), NumberText(study.arl[i], 6),
                                  NumberText(study.sdrl[i], 5),    NumberText(study.p05[i], 7),
                                  NumberText(study.median[i], 7),  NumberText(study.p95[i], 7)};
+    if (has_hours) row.insert(row.begin() + 2, NumberText(hours[i], 4));
     if (!study.oc.empty()) row.push_back(NumberText(study.oc[i], 5));
     if (!study.standard_error.empty()) row.push_back(NumberText(study.standard_error[i], 2));
     table.rows.push_back(std::move(row));
@@ -132,6 +146,14 @@ std::vector<Note> NotesOf(const RunLengthDocument& document, const Names& names)
     AddNotes(notes, stream.schemes, document.in_use ? NameOf(stream, names) : std::string());
   }
   if (!document.streams.empty()) notes.push_back(KnownParameters());
+  if (std::ranges::any_of(document.streams, [](const RunLengthStream& stream) {
+        return !std::isnan(stream.interval);
+      })) {
+    notes.push_back({"running-hours",
+                     "Hours are those in which the process runs, at the pace of the sampling "
+                     "requirement.",
+                     {}});
+  }
   return notes;
 }
 
@@ -149,14 +171,16 @@ std::string RunLengthJson(const RunLengthDocument& document, const Names& names)
   auto head = document.head;
   head.notes = NotesOf(document, names);
   return StudyJson(head, [&](JsonWriter& json) {
-    if (!document.streams.empty()) WriteScheme(json, document.streams[0].schemes[0]);
+    if (!document.streams.empty()) {
+      WriteScheme(json, document.streams[0].schemes[0], document.streams[0].interval);
+    }
     if (!document.in_use) return;
     json.Objects<Spread::Blocks>("Streams", document.streams, [&](const RunLengthStream& stream) {
       json.Members("Part", names(NameKind::Part, stream.part), "Process",
                    names(NameKind::Process, stream.process), "Test",
-                   names(NameKind::Test, stream.test));
+                   names(NameKind::Test, stream.test), "Interval", stream.interval);
       json.Objects<Spread::Blocks>("Schemes", stream.schemes, [&](const RunLengthScheme& scheme) {
-        WriteScheme(json, scheme);
+        WriteScheme(json, scheme, stream.interval);
       });
     });
   });
@@ -181,8 +205,13 @@ StudyView MakeRunLengthView(const RunLengthDocument& document, const Names& name
     for (const auto& text : {of, RulesText(main), MethodText(main.study)}) {
       if (!text.empty()) caption.push_back(text);
     }
+    if (!std::isnan(stream.interval)) {
+      caption.push_back("a point every " + Significant(stream.interval / 60.0, 4) + " min");
+    }
     view.plots.push_back(PlotOf(stream.schemes, Joined(caption, ", "), stream.counts));
-    for (const auto& scheme : stream.schemes) view.tables.push_back(TableOf(scheme, of));
+    for (const auto& scheme : stream.schemes) {
+      view.tables.push_back(TableOf(scheme, of, stream.interval));
+    }
   }
   return view;
 }

@@ -23,6 +23,7 @@ struct RunLengthStream {
   std::int32_t part = 0, process = 0, test = 0;
   bool counts = false;  // shifts are proportions, or defects a unit
   std::vector<RunLengthScheme> schemes = {};
+  double interval = platform::kNaN;  // seconds from one point to the next; NaN: not known
 };
 
 struct RunLengthDocument {

@@ -2,6 +2,8 @@
 #include "host/render/study/StretchPlots.h"
 
 #include <cmath>
+#include <string>
+#include <utility>
 
 #include "host/render/core/Numbers.h"
 
@@ -22,21 +24,33 @@ void AddFaint(Plot& plot, const StretchPlace& place, const studies::Stretch& str
 
 void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
                const std::vector<double>& values, const std::vector<std::uint8_t>& signals) {
+  Marks marks(signals.size());
+  for (std::size_t i = 0; i < signals.size(); ++i) {
+    if (signals[i] != 0) marks[i] = {1};
+  }
+  AddPoints(plot, place, stretch, values, marks);
+}
+
+void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
+               const std::vector<double>& values, const Marks& marks) {
   PlotSymbols used, forgotten, marked;
   forgotten.look.style = "pu";
   marked.look.style = "m";
   for (std::size_t i = 0; i < values.size(); ++i) {
     auto& to = stretch.IsUsed(i) ? used : forgotten;
     const double x = place.first + static_cast<double>(i);
-    const auto tip = IsoTime(stretch.times[i]) + ": " + Significant(values[i], 6);
+    const auto when = stretch.times.empty() ? std::to_string(i + 1) : IsoTime(stretch.times[i]);
+    const auto tip = when + ": " + Significant(values[i], 6);
     to.x.push_back(x);
     to.y.push_back(values[i]);
     to.tips.push_back(tip);
-    if (signals[i] == 0) continue;
+    if (marks[i].empty()) continue;
+    std::string rules;
+    for (const auto rule : marks[i]) rules += (rules.empty() ? "" : ",") + std::to_string(rule);
     marked.x.push_back(x);
     marked.y.push_back(values[i]);
     marked.tips.push_back(tip + ", signal");
-    marked.labels.emplace_back("1");
+    marked.labels.push_back(std::move(rules));
   }
   for (auto* symbols : {&used, &forgotten, &marked}) {
     if (!symbols->x.empty()) plot.symbols.push_back(std::move(*symbols));

@@ -17,9 +17,15 @@ namespace orvspc::render {
 std::vector<double> Places(const StretchPlace& place, std::size_t count);
 // Raw values, faint, below what is drawn of them.
 void AddFaint(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch);
-// Points of a statistic: used ones, those that are forgotten, and those with a signal.
+// Points of a statistic: used ones, those that are forgotten, and those with a signal. Without
+// times their tips have numbers.
 void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
                const std::vector<double>& values, const std::vector<std::uint8_t>& signals);
+
+// The same with the numbers of the rules that each point breaks.
+using Marks = std::vector<std::vector<std::int32_t>>;
+void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
+               const std::vector<double>& values, const Marks& marks);
 
 // "74.001 (mean)"
 std::string FigureText(const studies::Figure& figure);
@@ -40,19 +46,15 @@ Table StretchTable(const StreamStudies<Study>& document, const Names& names,
   Table table{"Phases", {"stream", "phase", "#points"}, {}};
   table.headings.insert(table.headings.end(), headings.begin(), headings.end());
   table.headings.emplace_back("#signals");
-  for (std::size_t s = 0; s < document.studies.size(); ++s) {
-    const auto& stream = document.data.streams[s];
-    for (std::size_t p = 0; p < document.studies[s].size(); ++p) {
-      const auto& study = document.studies[s][p];
-      const auto& stretch = stream.stretches[p];
-      std::vector<std::string> row = {StreamName(names, stream.part, stream.process, stream.test),
-                                      stretch.phase.name, std::to_string(stretch.points.size())};
-      for (auto& text : figures(study)) row.push_back(std::move(text));
-      const auto signals = std::ranges::count_if(study.signals, [](auto on) { return on != 0; });
-      row.push_back(std::to_string(signals));
-      table.rows.push_back(std::move(row));
-    }
-  }
+  ForEachStretch(document, [&](const studies::Stream& stream, const studies::Stretch& stretch,
+                               const Study& study) {
+    std::vector<std::string> row = {StreamName(names, stream.part, stream.process, stream.test),
+                                    stretch.phase.name, std::to_string(stretch.points.size())};
+    for (auto& text : figures(study)) row.push_back(std::move(text));
+    const auto signals = std::ranges::count_if(study.signals, [](auto on) { return on != 0; });
+    row.push_back(std::to_string(signals));
+    table.rows.push_back(std::move(row));
+  });
   return table;
 }
 

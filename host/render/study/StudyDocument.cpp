@@ -8,29 +8,6 @@
 
 namespace orvspc::render {
 
-namespace {
-
-void WriteOption(JsonWriter& json, const StudyOption& option) {
-  json.Object(
-      option.key,
-      [&] {
-        json.Key("Value");
-        std::visit(
-            [&](const auto& value) {
-              if constexpr (std::is_same_v<std::decay_t<decltype(value)>, std::monostate>) {
-                json.Null();
-              } else {
-                json.Value(value);
-              }
-            },
-            option.value);
-        json.Member("From", option.from);
-      },
-      true);
-}
-
-}  // namespace
-
 std::string StudyJson(const StudyHead& head, const std::function<void(JsonWriter&)>& write) {
   return JsonDocument([&](JsonWriter& json) {
     json.Members("Study", head.word, "Version", 1);
@@ -38,12 +15,6 @@ std::string StudyJson(const StudyHead& head, const std::function<void(JsonWriter
     ObjectMember(json, "Selection", head.select.get(), WriteDataSelect);
     write(json);
     WriteNotes(json, head.notes);
-  });
-}
-
-void WriteOptions(JsonWriter& json, const std::vector<StudyOption>& options) {
-  json.Object("Options", [&] {
-    for (const auto& option : options) WriteOption(json, option);
   });
 }
 
@@ -95,7 +66,7 @@ std::string OptionsText(const StudyHead& head) {
   std::vector<std::string> pieces;
   for (const auto& option : head.options) {
     const auto key = [&] {
-      // "HeadStart" as "head start", "ARL0" as it is.
+      // "HeadStart" as "head start", "ProcessSD" as "process SD", "ARL0" as it is.
       std::string words;
       bool was_capital = true;
       for (std::size_t i = 0; i < option.key.size(); ++i) {
@@ -105,6 +76,7 @@ std::string OptionsText(const StudyHead& head) {
         if (!is_capital(c)) {
           words += c;
         } else if (next_is || (was_capital && i > 0)) {
+          if (!was_capital) words += ' ';
           words += c;
         } else {
           if (!words.empty()) words += ' ';

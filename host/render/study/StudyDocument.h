@@ -3,11 +3,11 @@
 
 #include <memory>
 #include <string>
-#include <variant>
 #include <vector>
 
 #include "engine/Studies.h"
 #include "host/render/core/Json.h"
+#include "host/render/core/ResolvedOption.h"
 #include "host/render/data/DataReading.h"
 #include "host/render/study/StudyView.h"
 #include "select/DataSelect.h"
@@ -15,16 +15,9 @@
 // What the documents of all studies begin with, and how their figures are written.
 namespace orvspc::render {
 
-// An option as it was resolved.
-struct StudyOption {
-  std::string key;                                                // "Weight", as in documents
-  std::variant<std::monostate, bool, double, std::string> value;  // monostate: not given
-  std::string from = "default";                                   // "command", "database"
-};
-
 struct StudyHead {
   std::string word;  // "ewma"
-  std::vector<StudyOption> options = {};
+  std::vector<ResolvedOption> options = {};
   std::shared_ptr<DataSelect> select = {};  // null: no subgroups were selected
   std::vector<Note> notes = {};
 };
@@ -32,9 +25,6 @@ struct StudyHead {
 // A document of one object: "Study", "Version", "Options", "Selection", what write(json) adds, and
 // "Notes". docs/how-to/json.md lists every key.
 std::string StudyJson(const StudyHead& head, const std::function<void(JsonWriter&)>& write);
-
-// "Options": each with "Value" and "From".
-void WriteOptions(JsonWriter& json, const std::vector<StudyOption>& options);
 
 void WriteFigure(JsonWriter& json, const char* key, const studies::Figure& figure);
 void WriteInterval(JsonWriter& json, const char* key, const studies::Interval& interval);
@@ -64,6 +54,17 @@ struct StreamStudies {
     }
   }
 };
+
+// Calls visit(stream, stretch, study) for each.
+template <class Study, class Visit>
+void ForEachStretch(const StreamStudies<Study>& document, Visit visit) {
+  for (std::size_t s = 0; s < document.studies.size(); ++s) {
+    const auto& stream = document.data.streams[s];
+    for (std::size_t p = 0; p < document.studies[s].size(); ++p) {
+      visit(stream, stream.stretches[p], document.studies[s][p]);
+    }
+  }
+}
 
 // Members of a stretch in "Phases": "ID", "Name", "Kind", "Start", "End", "Times", "Subgroups".
 void WriteStretch(JsonWriter& json, const studies::Stretch& stretch);

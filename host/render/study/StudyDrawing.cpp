@@ -13,10 +13,12 @@ namespace orvspc::render {
 namespace {
 
 constexpr double kMargin = 14.0;
-constexpr double kLeft = 62.0,
-                 kRight = 66.0;  // beside a plot, for the labels of its axis and lines
-constexpr double kAbove = 30.0, kBelow = 44.0;  // for title and axis
-constexpr double kLineGap = 12.0;               // between labels
+constexpr double kLeft = 62.0;                       // beside a plot, for the labels of its axis
+constexpr double kRight = 20.0, kMostRight = 130.0;  // and for those of its lines
+constexpr double kAbove = 30.0, kBelow = 44.0;       // for title and axis
+constexpr double kLineGap = 12.0;                    // between labels
+constexpr double kLabel = 12.0;                      // of a point, above it
+constexpr double kLabelGap = 8.0;                    // left and right of one of a line
 
 // Where the values of an axis are in the picture.
 class Scale {
@@ -101,16 +103,18 @@ class Painter {
  public:
   explicit Painter(Scene& scene) : scene_(scene) {}
 
-  void DrawPlot(const Plot& plot, double left_edge, double top_edge, double width) {
+  // right_room: beside it, for the labels of its lines
+  void DrawPlot(const Plot& plot, double left_edge, double top_edge, double width,
+                double right_room) {
     const double left = left_edge + kLeft - kMargin, top = top_edge + kAbove;
-    const bool has_labels =
-        std::ranges::any_of(plot.lines, [](const PlotLine& line) { return !line.label.empty(); });
-    const double right = left_edge + width - (has_labels ? kRight : 20.0);
+    const double right = left_edge + width - right_room;
     const double bottom = top + plot.height;
     const double room = right - left;
     Extent across(plot.x), up(plot.y);
     Measure(plot, across, up);
-    const auto shown_x = across.Shown(0.02), shown_y = up.Shown(0.06);
+    const auto shown_x = across.Shown(0.02);
+    auto shown_y = up.Shown(0.06);
+    if (HasLabelsAbove(plot)) shown_y.high += (shown_y.high - shown_y.low) * kLabel / plot.height;
     const Scale x(plot.x, shown_x, left, right), y(plot.y, shown_y, bottom, top);
 
     scene_.Add(CaptionShape{left_edge, top - 12.0, FittingText(plot.title, width - 20.0),
@@ -126,9 +130,14 @@ class Painter {
     for (const auto& border : plot.borders) {
       if (!x.Shows(border.x)) continue;
       scene_.Line(x(border.x), top, x(border.x), bottom, border.style);
-      if (!border.text.empty()) {
+      // A name ends where the next border is; one that has hardly any room is left out.
+      double free = std::min(room / 3.0, right - x(border.x));
+      for (const auto& next : plot.borders) {
+        if (next.x > border.x) free = std::min(free, x(next.x) - x(border.x) - 6.0);
+      }
+      if (!border.text.empty() && free > 12.0) {
         scene_.Text(x(border.x) + 4.0, top + 12.0, "ph", Anchor::Start,
-                    FittingText(border.text, room / 3.0));
+                    FittingText(border.text, free));
       }
     }
     std::vector<Label> labels;
@@ -136,18 +145,29 @@ class Painter {
     PushApart(labels, kLineGap, top + 6.0, bottom);
     for (const auto& label : labels) {
       scene_.Text(right + 5.0, label.at + 4.0, label.style, Anchor::Start,
-                  FittingText(label.text, kRight));
+                  FittingText(label.text, right_room - kLabelGap));
     }
     for (const auto& symbols : plot.symbols) Symbols(symbols, x, y);
     for (const auto& text : plot.texts) {
-      scene_.Text(x(text.x), y(text.y), text.style, text.anchor, text.text);
+      scene_.Text(x(text.x), y(text.y) + text.below, text.style, text.anchor, text.text);
     }
     scene_.Rectangle(left, top, room, plot.height, "frame");
+  }
+
+  // Whether the axis is to have room for labels of points at its end.
+  static bool HasLabelsAbove(const Plot& plot) {
+    return !plot.y.range && !plot.y.logarithmic &&
+           std::ranges::any_of(plot.symbols,
+                               [](const auto& symbols) { return !symbols.labels.empty(); });
   }
 
   static void Measure(const Plot& plot, Extent& across, Extent& up) {
     for (const auto& line : plot.lines) {
       across.Add(line.x);
+      if (line.steps && !line.x.empty()) {
+        across.Add(line.x.front() - 0.5);
+        across.Add(line.x.back() + 0.5);
+      }
       up.Add(line.y);
     }
     for (const auto& symbols : plot.symbols) {
@@ -179,15 +199,17 @@ class Painter {
       scene_.Line(frame.left, y(value), frame.right, y(value), "grid");
       scene_.Text(frame.left - 6.0, y(value) + 4.0, "s", Anchor::End, FittingText(text, kLeft));
     }
-    double free_from = frame.left - 30.0;  // labels may not touch
+    double free_from = frame.left - 30.0, free_below = free_from;  // labels may not touch
+    const bool has_second_row = !plot.x.ticks.empty() && plot.x.title.empty();
     for (const auto& [value, text] :
          TicksOf(plot.x, shown_x, std::max(static_cast<int>(wide / 90.0), 3))) {
       if (!x.Shows(value)) continue;
       scene_.Line(x(value), frame.bottom, x(value), frame.bottom + 4.0, "tick");
       const double half = WidthOf(text) / 2.0;
-      if (x(value) - half < free_from) continue;
-      scene_.Text(x(value), frame.bottom + 16.0, "s", Anchor::Middle, text);
-      free_from = x(value) + half + 6.0;
+      const bool fits = x(value) - half >= free_from;
+      if (!fits && (!has_second_row || x(value) - half < free_below)) continue;
+      scene_.Text(x(value), frame.bottom + (fits ? 16.0 : 30.0), "s", Anchor::Middle, text);
+      (fits ? free_from : free_below) = x(value) + half + 6.0;
     }
     if (!plot.x.title.empty()) {
       scene_.Text((frame.left + frame.right) / 2.0, frame.bottom + 30.0, "s", Anchor::Middle,
@@ -278,11 +300,21 @@ Scene Draw(const StudyView& view, bool embedded) {
 double DrawPlots(Scene& scene, const std::vector<Plot>& plots, std::size_t columns, double y) {
   Painter painter(scene);
   const double width = (kPictureWidth - 2 * kMargin) / static_cast<double>(columns);
+  // Plots below each other have one horizontal axis.
+  std::vector<double> rooms(columns, kRight);
+  for (std::size_t i = 0; i < plots.size(); ++i) {
+    for (const auto& line : plots[i].lines) {
+      if (line.label.empty()) continue;
+      auto& room = rooms[i % columns];
+      room = std::clamp(WidthOf(line.label) + kLabelGap, room, kMostRight);
+    }
+  }
   for (std::size_t first = 0; first < plots.size(); first += columns) {
     const auto last = std::min(first + columns, plots.size());
     double height = 0.0;
     for (std::size_t i = first; i < last; ++i) {
-      painter.DrawPlot(plots[i], kMargin + width * static_cast<double>(i - first), y, width);
+      painter.DrawPlot(plots[i], kMargin + width * static_cast<double>(i - first), y, width,
+                       rooms[i - first]);
       height = std::max(height, plots[i].height);
     }
     y += kAbove + height + kBelow;

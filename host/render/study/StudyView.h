@@ -50,6 +50,7 @@ struct PlotText {
   double x = 0.0, y = 0.0;  // in the units of the axes
   std::string text, style = {};
   Anchor anchor = Anchor::Start;
+  double below = 0.0;  // its place, in the units of the picture
 };
 
 // An axis. Without ticks of its own it has round ones; without a range it shows all that is drawn.

@@ -18,6 +18,44 @@ std::vector<std::string> EstimatesOf(const Study& study) {
   return {FigureText(study.mean), FigureText(study.sigma)};
 }
 
+bool IsOfCounts(const CusumDocument& document) {
+  for (const auto& stream : document.studies) {
+    for (const auto& study : stream) {
+      if (!study.reference.empty()) return true;
+    }
+  }
+  return false;
+}
+
+// "1.25", "1.25 to 2": reference values of counts
+std::string ReferenceText(const studies::CusumStudy& study) {
+  double least = kNaN, most = kNaN;
+  for (const double k : study.reference) {
+    least = std::fmin(least, k);
+    most = std::fmax(most, k);
+  }
+  const auto text = Significant(least, 7);
+  return least == most || std::isnan(least) ? text : text + " to " + Significant(most, 7);
+}
+
+// Signals of one arm.
+std::vector<std::uint8_t> SignalsOf(const studies::CusumStudy& study, bool is_upper) {
+  std::vector<std::uint8_t> signals(study.signals.size(), 0);
+  for (const auto& change : study.changes) {
+    if (change.is_upper == is_upper) signals[change.point] = 1;
+  }
+  return signals;
+}
+
+// h for each point of an arm, the lower one below 0; NaN: there is no such arm.
+std::vector<double> LimitOf(const studies::CusumStudy& study, bool is_upper) {
+  const auto& arm = is_upper ? study.upper : study.lower;
+  const bool is_missing =
+      !study.reference.empty() && std::ranges::all_of(arm, [](double c) { return std::isnan(c); });
+  const double h = is_upper ? study.h : -study.h;
+  return std::vector<double>(arm.size(), is_missing ? kNaN : h);
+}
+
 }  // namespace
 
 std::string EwmaJson(const EwmaDocument& document, const Names& names) {
@@ -56,27 +94,25 @@ StudyView MakeEwmaView(const EwmaDocument& document, const Names& names) {
 std::string CusumJson(const CusumDocument& document, const Names& names) {
   auto head = document.head;
   head.notes = NotesOf(document, names);
-  double h = kNaN;
-  for (const auto& option : head.options)
-    if (option.key == "H") h = std::get<double>(option.value);
   return StudyJson(head, [&](JsonWriter& json) {
     WriteStreams(
         json, document, names,
-        [h](JsonWriter& to, const studies::Stretch& stretch, const studies::CusumStudy& study) {
+        [](JsonWriter& to, const studies::Stretch& stretch, const studies::CusumStudy& study) {
           const auto count = study.upper.size();
           std::vector<double> points(count), new_mean(count, kNaN), start(count, kNaN);
           for (std::size_t i = 0; i < count; ++i) {
-            points[i] = study.upper[i] >= study.lower[i] ? study.upper[i] : -study.lower[i];
+            const double up = study.upper[i], down = study.lower[i];
+            points[i] = up >= down || std::isnan(down) ? up : -down;
           }
           for (const auto& change : study.changes) {
             new_mean[change.point] = change.new_mean;
             start[change.point] = static_cast<double>(change.start + 1);
           }
-          const std::vector<double> none(count, kNaN);
           to.Members("Values", stretch.points, "Points", points, "Upper", study.upper, "Lower",
                      study.lower, "CountUpper", study.count_upper, "CountLower", study.count_lower,
-                     "CL", std::vector<double>(count, 0.0), "UCL", std::vector<double>(count, h),
-                     "LCL", std::vector<double>(count, -h), "SGSizes", stretch.sizes);
+                     "CL", std::vector<double>(count, 0.0), "UCL", LimitOf(study, true), "LCL",
+                     LimitOf(study, false), "SGSizes", stretch.sizes);
+          to.MemberIf(!study.reference.empty(), "Reference", study.reference);
           WriteMarks(to, study.signals);
           to.Members("Start", start, "NewMean", new_mean);
           WriteFigure(to, "Mean", study.mean);
@@ -87,34 +123,32 @@ std::string CusumJson(const CusumDocument& document, const Names& names) {
 
 StudyView MakeCusumView(const CusumDocument& document, const Names& names) {
   StudyView view;
-  AddHead(view, document, names, "Cusum");
-  double h = kNaN;
-  for (const auto& option : document.head.options)
-    if (option.key == "H") h = std::get<double>(option.value);
+  const bool of_counts = IsOfCounts(document);
+  AddHead(view, document, names, of_counts ? "Cusum of counts" : "Cusum");
   AddPlots(view, document, names, "Cusum",
-           [h](Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
-               const studies::CusumStudy& study) {
-             plot.y.title = "sigmas";
-             const auto count = study.upper.size();
-             const auto x = Places(place, count);
-             auto down = study.lower;
-             for (auto& value : down) value = -value;
-             const std::vector<double> upper(count, h), lower(count, -h), zero(count, 0.0);
-             plot.lines.push_back({"lim", x, upper, true, LimitLabel("H", upper)});
+           [of_counts](Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
+                       const studies::CusumStudy& study) {
+             plot.y.title = of_counts ? "counts" : "sigmas";
+             const auto x = Places(place, study.upper.size());
+             const std::vector<double> zero(x.size(), 0.0);
              plot.lines.push_back({"cl", x, zero, true, ""});
-             plot.lines.push_back({"lim", x, lower, true, LimitLabel("-H", lower)});
-             plot.lines.push_back({"d", x, study.upper, false, ""});
-             plot.lines.push_back({"d", x, down, false, ""});
-             auto signals = study.signals;
-             for (std::size_t i = 0; i < count; ++i)
-               signals[i] = signals[i] != 0 && study.upper[i] > h ? 1 : 0;
-             AddPoints(plot, place, stretch, study.upper, signals);
-             for (std::size_t i = 0; i < count; ++i)
-               signals[i] = study.signals[i] != 0 && study.lower[i] > h ? 1 : 0;
-             AddPoints(plot, place, stretch, down, signals);
+             for (const bool is_upper : {true, false}) {
+               auto arm = is_upper ? study.upper : study.lower;
+               if (!is_upper) {
+                 for (auto& value : arm) value = -value;
+               }
+               const auto limit = LimitOf(study, is_upper);
+               plot.lines.push_back({"lim", x, limit, true, LimitLabel("H", limit)});
+               plot.lines.push_back({"d", x, arm, false, ""});
+               AddPoints(plot, place, stretch, arm, SignalsOf(study, is_upper));
+             }
            });
-  view.tables.push_back(StretchTable(document, names, kEstimates,
-                                     [](const auto& study) { return EstimatesOf(study); }));
+  view.tables.push_back(StretchTable(
+      document, names, of_counts ? std::vector<std::string>{"mean", "#K"} : kEstimates,
+      [&](const auto& study) {
+        return of_counts ? std::vector<std::string>{FigureText(study.mean), ReferenceText(study)}
+                         : EstimatesOf(study);
+      }));
   Table table{"Shifts", {"stream", "signal at", "arm", "begins at", "#new mean"}, {}};
   for (std::size_t s = 0; s < document.studies.size(); ++s) {
     const auto& stream = document.data.streams[s];

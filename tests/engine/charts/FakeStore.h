@@ -182,6 +182,12 @@ class FakeStore : public Store {
     const auto found = settings.find(std::string(key));
     return found == settings.end() ? std::string(fallback) : found->second;
   }
+  std::optional<ChosenOption> ChartOption(std::int32_t, std::int32_t, std::int32_t,
+                                          std::int32_t graph, std::string_view key) override {
+    const auto found = chart_options.find(std::string(key));
+    if (graph != 1 || found == chart_options.end()) return std::nullopt;
+    return ChosenOption{found->second};
+  }
   std::string StreamName(std::int32_t part, std::int32_t process, std::int32_t test) override {
     return std::to_string(part) + " / " + std::to_string(process) + " / " + std::to_string(test);
   }
@@ -199,6 +205,7 @@ class FakeStore : public Store {
   bool joins_phases = false;
   std::map<std::int32_t, std::uint32_t> alarms;  // by test
   std::map<std::string, std::string> settings;
+  std::map<std::string, std::string> chart_options;  // of graph 1 of every stream
   std::vector<std::pair<std::int32_t, std::string>> failures;
   std::string select_fails;
   std::int32_t asked_types = 0;

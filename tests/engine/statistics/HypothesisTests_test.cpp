@@ -123,5 +123,36 @@ TEST(BinEdges, EndExactlyAtTheWindow) {
   EXPECT_GT(CountingEdges(edges).back(), 0.7) << "the last bin is closed";
 }
 
+// Yields of plants under three conditions (Dobson, An Introduction to Statistical Modelling, 1983),
+// with the figures that R 4.2 prints for bartlett.test and leveneTest.
+const std::vector<std::vector<double>> kYields = {
+    {4.17, 5.58, 5.18, 6.11, 4.50, 4.61, 5.17, 4.53, 5.33, 5.14},
+    {4.81, 4.17, 4.41, 3.59, 5.87, 3.83, 6.03, 4.89, 4.32, 4.69},
+    {6.31, 5.12, 5.54, 5.50, 5.37, 5.29, 4.92, 6.15, 5.80, 5.26}};
+
+TEST(SpreadTests, YieldsOfPlants) {
+  std::vector<double> variances;
+  for (const auto& group : kYields) variances.push_back(SampleVariance(group));
+  const auto bartlett = BartlettOf(variances, std::vector{9.0, 9.0, 9.0});
+  EXPECT_NEAR(bartlett.value, 2.8786, 5e-5);
+  EXPECT_EQ(bartlett.degrees, 2.0);
+  EXPECT_NEAR(bartlett.probability, 0.2371, 5e-5);
+  const auto levene = LeveneOf(kYields);
+  EXPECT_NEAR(levene.value, 1.1192, 5e-5);
+  EXPECT_EQ(levene.degrees, 2.0);
+  EXPECT_EQ(levene.within_degrees, 27.0);
+  EXPECT_NEAR(levene.probability, 0.3412, 5e-5);
+}
+
+TEST(SpreadTests, NothingToCompare) {
+  EXPECT_TRUE(std::isnan(BartlettOf(std::vector{1.0}, std::vector{4.0}).value));
+  EXPECT_TRUE(std::isnan(BartlettOf(std::vector{1.0, 0.0}, std::vector{4.0, 4.0}).value));
+  EXPECT_EQ(BartlettOf(std::vector{3.0, 3.0}, std::vector{4.0, 7.0}).value, 0.0);
+  const std::vector<std::vector<double>> one = {{1.0, 2.0, 3.0}, {}};
+  EXPECT_TRUE(std::isnan(LeveneOf(one).value));
+  const std::vector<std::vector<double>> equal = {{1.0, 1.0}, {2.0, 2.0}};
+  EXPECT_TRUE(std::isnan(LeveneOf(equal).value));
+}
+
 }  // namespace
 }  // namespace orvspc::engine::statistics

@@ -19,24 +19,24 @@ TEST(FitLaw, SolvesTheLikelihoodEquations) {
 
 TEST(FitLaw, AThresholdNextToTheSmallestValueIsNoSolution) {
   // An exponential sample has its likelihood without bound at the smallest value.
-  const LawSample sample(SampleOf({LawKind::Weibull3, {0.7, 3.0, 20.0}}, 50, 3));
-  const auto fit = FitLaw(sample, LawKind::Weibull3);
+  const LawSample sample(SampleOf({Law::Weibull3, {0.7, 3.0, 20.0}}, 50, 3));
+  const auto fit = FitLaw(sample, Law::Weibull3);
   ASSERT_EQ(fit.outcome, LawOutcome::ThresholdSet);
   EXPECT_DOUBLE_EQ(fit.law.Threshold(), sample.Smallest() - sample.Range() / 50.0);
 }
 
 TEST(FitLaw, ALongLowerTailHasNoThreshold) {
-  auto values = SampleOf({LawKind::LargestExtreme, {10.0, 2.0}}, 200, 5);
+  auto values = SampleOf({Law::LargestExtreme, {10.0, 2.0}}, 200, 5);
   for (auto& value : values) value = -value;
-  EXPECT_EQ(FitLaw(LawSample(values), LawKind::Lognormal3).outcome, LawOutcome::NoThreshold);
+  EXPECT_EQ(FitLaw(LawSample(values), Law::Lognormal3).outcome, LawOutcome::NoThreshold);
 }
 
 TEST(FitLaw, IsTheSameAtAnyScaleAndOrigin) {
-  const auto values = SampleOf({LawKind::Weibull3, {2.2, 3.0, 20.0}}, 200, 17);
+  const auto values = SampleOf({Law::Weibull3, {2.2, 3.0, 20.0}}, 200, 17);
   auto moved = values;
   for (auto& value : moved) value = 1000.0 * value - 7.0;
-  for (const auto kind : {LawKind::Weibull3, LawKind::Gamma3, LawKind::Lognormal3,
-                          LawKind::Loglogistic3, LawKind::LargestExtreme}) {
+  for (const auto kind :
+       {Law::Weibull3, Law::Gamma3, Law::Lognormal3, Law::Loglogistic3, Law::LargestExtreme}) {
     const LawSample a(values), b(moved);
     const auto of_a = FitLaw(a, kind), of_b = FitLaw(b, kind);
     ASSERT_TRUE(of_a.Exists() && of_b.Exists());
@@ -46,11 +46,10 @@ TEST(FitLaw, IsTheSameAtAnyScaleAndOrigin) {
 
 TEST(FitLaw, ManyValuesAreFittedAsFew) {
   // Each value ten times: condensed for the search, with the same maximum.
-  const auto values = SampleOf({LawKind::Gamma3, {3.0, 1.5, 20.0}}, 900, 23);
+  const auto values = SampleOf({Law::Gamma3, {3.0, 1.5, 20.0}}, 900, 23);
   std::vector<double> tenfold;
   for (int i = 0; i < 10; ++i) tenfold.insert(tenfold.end(), values.begin(), values.end());
-  for (const auto kind :
-       {LawKind::Weibull3, LawKind::Gamma3, LawKind::Lognormal3, LawKind::Loglogistic3}) {
+  for (const auto kind : {Law::Weibull3, Law::Gamma3, Law::Lognormal3, Law::Loglogistic3}) {
     const auto few = FitLaw(LawSample(values), kind), many = FitLaw(LawSample(tenfold), kind);
     ASSERT_EQ(few.outcome, LawOutcome::Fitted);
     EXPECT_NEAR(many.log_likelihood, 10.0 * few.log_likelihood, 1e-8 * -few.log_likelihood);
@@ -82,10 +81,10 @@ TEST(FittedLaw, DensityIsTheSlopeOfTheProportionBelow) {
 }
 
 TEST(FittedLaw, TailsThatUnderflowKeepTheirLogarithm) {
-  EXPECT_NEAR(FittedLaw(LawKind::Normal, 0.0, 1.0).TailsAt(-50.0).below, -1254.8313611, 1e-6);
-  EXPECT_NEAR(FittedLaw(LawKind::Gamma, 3.0, 1.0).TailsAt(2000.0).above,
+  EXPECT_NEAR(FittedLaw(Law::Normal, 0.0, 1.0).TailsAt(-50.0).below, -1254.8313611, 1e-6);
+  EXPECT_NEAR(FittedLaw(Law::Gamma, 3.0, 1.0).TailsAt(2000.0).above,
               2.0 * std::log(2000.0) - 2000.0 - std::log(2.0) + std::log1p(2.0 / 2000.0), 1e-5);
-  EXPECT_NEAR(FittedLaw(LawKind::SmallestExtreme, 0.0, 1.0).TailsAt(-800.0).below, -800.0, 1e-9);
+  EXPECT_NEAR(FittedLaw(Law::SmallestExtreme, 0.0, 1.0).TailsAt(-800.0).below, -800.0, 1e-9);
 }
 
 TEST(AndersonDarling, PointsOfTheNormalTable) {
@@ -93,30 +92,30 @@ TEST(AndersonDarling, PointsOfTheNormalTable) {
   std::vector<double> p;
   // So many values that the statistic is not modified.
   for (const double point : {0.631, 0.752, 0.873, 1.035})
-    p.push_back(AndersonDarlingP(LawKind::Normal, point, 1'000'000'000).p);
+    p.push_back(AndersonDarlingP(Law::Normal, point, 1'000'000'000).p);
   known.Check("normal_p", p);
 }
 
 TEST(AndersonDarling, BetweenTheColumnsOfATableAndOutside) {
   constexpr std::size_t kMany = 1'000'000'000'000;
-  EXPECT_NEAR(AndersonDarlingP(LawKind::Exponential, 1.321, kMany).p, 0.05, 1e-6);
-  EXPECT_NEAR(AndersonDarlingP(LawKind::Weibull, 0.637, kMany).p, 0.10, 1e-5);
-  EXPECT_NEAR(AndersonDarlingP(LawKind::Loglogistic, 1.0099999, kMany).p, 0.005, 1e-6);
-  EXPECT_NEAR(AndersonDarlingP(LawKind::Exponential, 0.5 * (1.321 + 1.591), kMany).p,
+  EXPECT_NEAR(AndersonDarlingP(Law::Exponential, 1.321, kMany).p, 0.05, 1e-6);
+  EXPECT_NEAR(AndersonDarlingP(Law::Weibull, 0.637, kMany).p, 0.10, 1e-5);
+  EXPECT_NEAR(AndersonDarlingP(Law::Loglogistic, 1.0099999, kMany).p, 0.005, 1e-6);
+  EXPECT_NEAR(AndersonDarlingP(Law::Exponential, 0.5 * (1.321 + 1.591), kMany).p,
               std::sqrt(0.05 * 0.025), 1e-6);
-  const auto low = AndersonDarlingP(LawKind::SmallestExtreme, 0.3, 50);
+  const auto low = AndersonDarlingP(Law::SmallestExtreme, 0.3, 50);
   EXPECT_TRUE(std::isnan(low.p) && std::isnan(low.below));
   EXPECT_EQ(low.above, 0.25);
-  const auto high = AndersonDarlingP(LawKind::SmallestExtreme, 2.0, 50);
+  const auto high = AndersonDarlingP(Law::SmallestExtreme, 2.0, 50);
   EXPECT_TRUE(std::isnan(high.p) && std::isnan(high.above));
   EXPECT_EQ(high.below, 0.01);
-  EXPECT_TRUE(std::isnan(AndersonDarlingP(LawKind::Gamma, 0.5, 50).p));
+  EXPECT_TRUE(std::isnan(AndersonDarlingP(Law::Gamma, 0.5, 50).p));
 }
 
 TEST(AndersonDarling, TheNormalPFallsAsTheStatisticGrows) {
   double before = 1.0;
   for (double a = 0.05; a < 12.0; a += 0.05) {
-    const double p = AndersonDarlingP(LawKind::Normal, a, 1'000'000'000).p;
+    const double p = AndersonDarlingP(Law::Normal, a, 1'000'000'000).p;
     EXPECT_GE(p, 0.0);
     EXPECT_LE(p, before + 5e-3) << a;  // the four pieces meet within that
     before = p;
@@ -124,7 +123,7 @@ TEST(AndersonDarling, TheNormalPFallsAsTheStatisticGrows) {
 }
 
 TEST(BoxCox, FindsTheTransformOfASample) {
-  auto values = SampleOf({LawKind::Normal, {10.0, 0.5}}, 3000, 29);
+  auto values = SampleOf({Law::Normal, {10.0, 0.5}}, 3000, 29);
   for (const double lambda : {-1.0, 0.0, 0.5, 2.0}) {
     auto back = values;
     for (auto& value : back)

@@ -16,17 +16,17 @@
 namespace orvspc::engine::statistics {
 
 struct LawCase {
-  LawKind kind;
+  Law kind;
   std::vector<double> parameters;
 };
 inline const std::vector<LawCase> kLawCases = {
-    {LawKind::Normal, {10.0, 2.0}},          {LawKind::Lognormal, {1.0, 0.5}},
-    {LawKind::Lognormal3, {1.0, 0.5, 20.0}}, {LawKind::Weibull, {1.7, 3.0}},
-    {LawKind::Weibull3, {2.2, 3.0, 20.0}},   {LawKind::Gamma, {2.5, 1.5}},
-    {LawKind::Gamma3, {3.0, 1.5, 20.0}},     {LawKind::Exponential, {4.0}},
-    {LawKind::Exponential2, {4.0, 3.0}},     {LawKind::Logistic, {10.0, 2.0}},
-    {LawKind::Loglogistic, {1.0, 0.3}},      {LawKind::Loglogistic3, {1.0, 0.3, 20.0}},
-    {LawKind::LargestExtreme, {10.0, 2.0}},  {LawKind::SmallestExtreme, {10.0, 2.0}},
+    {Law::Normal, {10.0, 2.0}},          {Law::Lognormal, {1.0, 0.5}},
+    {Law::Lognormal3, {1.0, 0.5, 20.0}}, {Law::Weibull, {1.7, 3.0}},
+    {Law::Weibull3, {2.2, 3.0, 20.0}},   {Law::Gamma, {2.5, 1.5}},
+    {Law::Gamma3, {3.0, 1.5, 20.0}},     {Law::Exponential, {4.0}},
+    {Law::Exponential2, {4.0, 3.0}},     {Law::Logistic, {10.0, 2.0}},
+    {Law::Loglogistic, {1.0, 0.3}},      {Law::Loglogistic3, {1.0, 0.3, 20.0}},
+    {Law::LargestExtreme, {10.0, 2.0}},  {Law::SmallestExtreme, {10.0, 2.0}},
 };
 
 inline std::vector<double> SampleOf(const LawCase& law, std::size_t count, std::uint64_t seed) {
@@ -43,7 +43,7 @@ inline std::vector<double> SampleOf(const LawCase& law, std::size_t count, std::
 // The mean log likelihood's slopes by each parameter, times its scale: the parameter itself, of a
 // location the scale, of a threshold its distance to the smallest value or the deviation. Textbook
 // forms in long double.
-inline double GreatestSlope(const std::vector<double>& values, LawKind kind,
+inline double GreatestSlope(const std::vector<double>& values, Law kind,
                             const std::vector<double>& parameters) {
   using Real = long double;
   const auto& family = FamilyOf(kind);
@@ -111,8 +111,8 @@ inline int CheckFits(const LawCase& law, int samples) {
     if (fit.outcome != LawOutcome::Fitted) continue;
     auto parameters = fit.law.Parameters();
     const auto n = static_cast<double>(count);
-    if (law.kind == LawKind::Normal) parameters[1] *= std::sqrt((n - 1.0) / n);
-    if (law.kind == LawKind::Exponential2) {
+    if (law.kind == Law::Normal) parameters[1] *= std::sqrt((n - 1.0) / n);
+    if (law.kind == Law::Exponential2) {
       const double scale = sample.Mean() - sample.Smallest();
       EXPECT_DOUBLE_EQ(parameters[0], scale);
       EXPECT_DOUBLE_EQ(parameters[1], sample.Smallest() - scale / n);

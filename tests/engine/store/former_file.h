@@ -129,7 +129,8 @@ inline void WriteVersion3File(const std::string& from, const std::string& to) {
                ") SELECT " + columns + " FROM source." + table + ";";
   }
   copying +=
-      "DELETE FROM counter WHERE name IN ('batch', 'phase', 'baseline_policy', 'outbox'); COMMIT";
+      "DELETE FROM counter WHERE name IN ('batch', 'phase', 'baseline_policy', "
+      "'chart_option', 'outbox'); COMMIT";
   db->Execute(copying);
   sql::Transaction transaction(*db, sql::TransactionKind::Write);
   std::vector<std::int64_t> streams;

@@ -235,5 +235,78 @@ TEST(StudyT, RefusesWhatLiesOutside) {
   EXPECT_THROW(StudyT(right, options), std::invalid_argument);
 }
 
+TEST(StudyG, TheOpenCountIsOverdueAboveTheUpperLimit) {
+  const auto between = Case("g-chart").Column("between");
+  GOptions options;
+  options.open = 352.0;
+  EXPECT_FALSE(StudyG(between, options).overdue);
+  options.open = 353.0;
+  const auto late = StudyG(between, options);
+  EXPECT_TRUE(late.overdue);
+  EXPECT_EQ(late.open, 353.0);
+  EXPECT_EQ(late.upper, 352.0);
+  options.open = -1.0;
+  EXPECT_THROW(StudyG(between, options), std::invalid_argument);
+}
+
+TEST(StudyG, TakesTheMeanOfAnotherStretch) {
+  const auto between = Case("g-chart").Column("between");
+  const auto judged_by = StudyG(between);
+  const std::vector<double> two = {1.0, 400.0};
+  const auto study = StudyG(two, {}, &judged_by);
+  EXPECT_EQ(LimitsOf(study), LimitsOf(judged_by));
+  EXPECT_EQ(study.marks, (std::vector<std::uint32_t>{0, 2}));
+  const auto without = StudyG(two);
+  EXPECT_TRUE(std::isnan(StudyG(two, {}, &without).upper));
+}
+
+// Subgroups of counts, one after the other.
+Stretch CountsOf(const std::vector<double>& counts, const std::vector<double>& sizes) {
+  Stretch stretch;
+  stretch.counts = counts;
+  stretch.sizes = sizes;
+  for (std::size_t i = 0; i < counts.size(); ++i) {
+    stretch.times.push_back(static_cast<std::int32_t>(100 * (i + 1)));
+    stretch.subgroups.push_back(static_cast<std::int32_t>(i + 1));
+  }
+  return stretch;
+}
+
+TEST(UnitsBetween, AreTheSizesOfTheSubgroupsBetweenTwoEvents) {
+  auto counts = CountsOf({0, 1, 0, 0, 1, 2, 0, 0, 1, 0, 0}, {9, 1, 5, 6, 1, 1, 7, 100, 1, 3, 4});
+  counts.used.assign(11, 1);
+  counts.used[7] = 0;
+  const auto between = UnitsBetweenEvents(counts);
+  EXPECT_EQ(between.stretch.points, (std::vector<double>{11, 0, 7}));
+  EXPECT_EQ(between.stretch.times, (std::vector<std::int32_t>{500, 600, 900}));
+  EXPECT_EQ(between.stretch.subgroups, (std::vector<std::int32_t>{5, 6, 9}));
+  EXPECT_EQ(between.open, 7.0);
+  ASSERT_EQ(between.notes.size(), 1U);
+  EXPECT_EQ(between.notes[0].code, "several-events");
+}
+
+TEST(UnitsBetween, OfSubgroupsWithSeveralUnitsThePlaceOfAnEventIsNotKnown) {
+  const auto between = UnitsBetweenEvents(CountsOf({1, 0, 1}, {20, 20, 20}));
+  EXPECT_EQ(between.stretch.points, std::vector<double>{20});
+  EXPECT_EQ(between.open, 0.0);
+  ASSERT_EQ(between.notes.size(), 1U);
+  EXPECT_EQ(between.notes[0].code, "place-unknown");
+}
+
+TEST(UnitsBetween, WithoutAnEventThereIsNothing) {
+  const auto between = UnitsBetweenEvents(CountsOf({0, 0, kNaN}, {5, 5, 5}));
+  EXPECT_TRUE(between.stretch.points.empty());
+  EXPECT_FALSE(between.open);
+  EXPECT_TRUE(between.notes.empty());
+}
+
+TEST(SecondsBetween, CountOnlyTheTimeInTheSpans) {
+  const std::vector<std::int64_t> stamps = {0, 100, 100, 250, 400, 1000};
+  EXPECT_EQ(SecondsBetween(stamps), (std::vector<double>{100, 0, 150, 150, 600}));
+  const std::vector<TimeSpan> running = {{-50, 40}, {60, 90}, {95, 300}, {500, 700}, {900, 2000}};
+  EXPECT_EQ(SecondsBetween(stamps, running), (std::vector<double>{75, 0, 150, 50, 300}));
+  EXPECT_EQ(SecondsBetween(stamps, {}), std::vector<double>(5, 0.0));
+}
+
 }  // namespace
 }  // namespace orvspc::studies

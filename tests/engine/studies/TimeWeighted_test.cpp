@@ -146,5 +146,142 @@ TEST(StudyCusum, AResetGoesToTheHeadStart) {
   EXPECT_DOUBLE_EQ(study.lower[1], 1.5);
 }
 
+TEST(StudyCusum, TheFiguresAreThoseOfTheLineInForce) {
+  auto stretch = Singles({9.0, 11.0, 10.0}, 10.0, 2.0);
+  stretch.mean = {10.0, "mean", kNaN, 3};
+  stretch.sp = {2.0, "MR-est mvlue", kNaN, 3};
+  EXPECT_EQ(StudyCusum(stretch).mean.estimator, "mean");
+  EXPECT_EQ(StudyCusum(stretch).sigma.estimator, "MR-est mvlue");
+  stretch.centre = {10.0, 12.0, 12.0};
+  stretch.sigma = {2.0, 3.0, 3.0};
+  const auto study = StudyCusum(stretch);
+  EXPECT_EQ(study.mean.value, 12.0);
+  EXPECT_EQ(study.mean.estimator, "line in force");
+  EXPECT_EQ(study.mean.used, 0);
+  EXPECT_EQ(study.sigma.value, 3.0);
+}
+
+// Counts of units about a rate, as points or as rates.
+Stretch Counted(std::vector<double> counts, double units, double rate, bool as_rates) {
+  Stretch stretch;
+  const auto count = counts.size();
+  stretch.counts = counts;
+  stretch.sizes.assign(count, units);
+  stretch.points = std::move(counts);
+  if (as_rates) {
+    for (auto& point : stretch.points) point /= units;
+  }
+  stretch.centre.assign(count, as_rates ? rate : rate * units);
+  stretch.sigma.assign(count, kNaN);
+  stretch.mean = {stretch.centre[0], "mean", kNaN, static_cast<std::int32_t>(count)};
+  return stretch;
+}
+
+// Reference values between 1 and 2, between 2 and 3, and between 2 and 6 defects a sample.
+TEST(StudyCountCusum, ReferenceValuesAreRoundedToQuarters) {
+  const struct {
+    double rate, shifted, k;
+  } rows[] = {{1.0, 2.0, 1.5}, {2.0, 3.0, 2.5}, {2.0, 6.0, 3.75}, {6.0, 2.0, 3.75}};
+  for (const auto& row : rows) {
+    CountCusumOptions options;
+    options.shifted = row.shifted;
+    options.h = 10.0;
+    options.counted = true;
+    const auto study = StudyCountCusum(Counted({2.0, 5.0}, 1.0, row.rate, false), options);
+    EXPECT_EQ(study.reference, std::vector<double>(2, row.k)) << row.rate << " " << row.shifted;
+    EXPECT_EQ(std::isnan(study.lower[0]), row.shifted > row.rate);
+    EXPECT_EQ(std::isnan(study.upper[0]), row.shifted < row.rate);
+  }
+}
+
+// n ln((1 - 0.02)/(1 - 0.05))/ln(0.05 * 0.98/(0.02 * 0.95)) of 100 is 3.28; as defects 3.27.
+TEST(StudyCountCusum, DefectivesHaveTheReferenceOfTheirOdds) {
+  CountCusumOptions options;
+  options.shifted = 0.05;
+  options.h = 4.0;
+  options.defectives = true;
+  for (const bool as_rates : {false, true}) {
+    options.counted = !as_rates;
+    const auto study = StudyCountCusum(Counted({3.0, 7.0, 9.0}, 100.0, 0.02, as_rates), options);
+    EXPECT_EQ(study.reference, std::vector<double>(3, 3.25));
+    EXPECT_EQ(study.upper, (std::vector<double>{0.0, 3.75, 9.5}));
+    ASSERT_EQ(study.changes.size(), 1U);
+    EXPECT_EQ(study.changes[0].start, 1U);
+    EXPECT_DOUBLE_EQ(study.changes[0].new_mean, as_rates ? 0.08 : 8.0);
+  }
+  // Of few units the two laws differ.
+  options.shifted = 0.8;
+  const auto wide = Counted({3.0, 7.0}, 10.0, 0.2, true);
+  options.counted = false;
+  EXPECT_EQ(StudyCountCusum(wide, options).reference[0], 5.0);
+  options.defectives = false;
+  EXPECT_EQ(StudyCountCusum(wide, options).reference[0], 4.25);
+}
+
+TEST(StudyCountCusum, ASumAtHIsASignalAndAResetGoesToTheHeadStart) {
+  CountCusumOptions options;
+  options.shifted = 2.0;
+  options.target = 1.0;
+  options.h = 3.0;
+  options.head_start = 1.5;
+  const auto stretch = Counted({3.0, 1.0, 1.0}, 1.0, 1.0, true);
+  EXPECT_EQ(StudyCountCusum(stretch, options).upper, (std::vector<double>{3.0, 2.5, 2.0}));
+  options.reset = true;
+  const auto study = StudyCountCusum(stretch, options);
+  EXPECT_EQ(study.upper, (std::vector<double>{3.0, 1.0, 0.5}));
+  EXPECT_EQ(study.signals, (std::vector<std::uint8_t>{1, 0, 0}));
+}
+
+TEST(StudyCountCusum, EachPointHasTheReferenceOfItsUnits) {
+  auto stretch = Counted({3.0, 3.0, 3.0, 3.0}, 1.0, 1.0, true);
+  stretch.sizes = {1.0, 2.0, 0.0, 4.0};
+  stretch.used = {1, 0, 1, 1};
+  CountCusumOptions options;
+  options.shifted = 2.0;
+  options.h = 9.0;
+  const auto study = StudyCountCusum(stretch, options);
+  EXPECT_EQ(study.reference[0], 1.5);
+  EXPECT_EQ(study.reference[1], 3.0);
+  EXPECT_TRUE(std::isnan(study.reference[2]));
+  EXPECT_EQ(study.reference[3], 5.75);
+  EXPECT_EQ(study.upper[1], 1.5);  // shown, and then forgotten
+  EXPECT_EQ(study.upper[3], 0.0);
+  ASSERT_EQ(study.notes.size(), 2U);
+  EXPECT_EQ(study.notes[1].code, "references-differ");
+}
+
+TEST(StudyCountCusum, WithoutAShiftThereAreNoSums) {
+  CountCusumOptions options;
+  options.shifted = 2.0;
+  options.h = 4.0;
+  const auto study = StudyCountCusum(Counted({2.0, 2.0, 2.0}, 1.0, 2.0, true), options);
+  EXPECT_TRUE(std::isnan(study.upper[0]));
+  EXPECT_EQ(study.notes.back().code, "no-shift");
+  EXPECT_EQ(StudyCountCusum(Counted({0.0, 0.0}, 1.0, 0.0, true), options).notes.back().code,
+            "no-shift");
+  EXPECT_EQ(StudyCountCusum(Counted({2.0}, 1.0, 1.0, true), options).notes.back().code, "too-few");
+}
+
+TEST(StudyCountCusum, RefusesWhatLiesOutside) {
+  const auto stretch = Counted({1.0, 2.0}, 1.0, 1.0, true);
+  CountCusumOptions good;
+  good.shifted = 2.0;
+  good.h = 4.0;
+  EXPECT_NO_THROW(StudyCountCusum(stretch, good));
+  const auto refused = [&](auto change) {
+    auto options = good;
+    change(options);
+    EXPECT_THROW(StudyCountCusum(stretch, options), std::invalid_argument);
+  };
+  refused([](auto& options) { options.shifted = 0.0; });
+  refused([](auto& options) { options.shifted = kNaN; });
+  refused([](auto& options) { options.defectives = true; });
+  refused([](auto& options) { options.target = 0.0; });
+  refused([](auto& options) { options.h = 0.0; });
+  refused([](auto& options) { options.h = 4.1; });
+  refused([](auto& options) { options.head_start = 4.0; });
+  refused([](auto& options) { options.head_start = 0.1; });
+}
+
 }  // namespace
 }  // namespace orvspc::studies

@@ -270,6 +270,8 @@ class FaultTest : public CopyTest {
       INSERT INTO setting(id, key, value, who, made) VALUES(1, 'decimals', '3', 'me', 1);
       INSERT INTO phase(id, start, name, who, made) VALUES(1, 0, 'first', 'me', 1);
       INSERT INTO baseline_policy(id, run, minimum, rule, who, made) VALUES(1, 8, 20, '', 'me', 1);
+      INSERT INTO chart_option(id, graph, key, value, who, made)
+        VALUES(1, 1, 'chart.limits', 'probability', 'me', 1);
       INSERT INTO limit_exclusion(limit_row, subgroup, reason) VALUES(1, 1, 'odd');
       INSERT INTO client_key(key, fingerprint, entry, made) VALUES('k', 'f', 1, 1);
       INSERT INTO alias(kind, name, item) VALUES('part', 'former', 1);

@@ -117,6 +117,25 @@ TEST_F(JudgeTest, AWrongTimeHindersNoAlarmOnceItIsMended) {
   EXPECT_TRUE(rises(6));
 }
 
+// Newer points may lie within the horizon of the wrong date, which passed over the older ones.
+TEST_F(JudgeTest, WhatAWrongTimePassedOverIsJudgedWhenItIsTakenOut) {
+  constexpr std::int32_t kDay = 24 * 60;
+  Record(1, 10.0);
+  Record(8 * kDay, 10.0);
+  const auto wrong = latest_;
+  Record(kDay / 2, 18.0);
+  const auto passed_over = latest_;
+  Record(2 * kDay, 10.0);
+  const auto has_alarm = [&] {
+    return std::ranges::any_of(Stored(), [&](const auto& each) {
+      return std::get<0>(each) == 1 && std::get<2>(each) == passed_over;
+    });
+  };
+  EXPECT_FALSE(has_alarm()) << "more than seven days before the newest";
+  Data().DeleteSubgroups({wrong}, {}, Why());
+  EXPECT_TRUE(has_alarm());
+}
+
 TEST_F(JudgeTest, WithoutStoredLimitsOnlySpecificationsAreJudged) {
   store::RunSql(Path(), "UPDATE control_limit SET status = 'void'");
   EXPECT_TRUE(Record(1, 99.0).empty());

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <string>
 
 #include "engine/QualityDatabase.h"
@@ -57,6 +58,16 @@ class LifeTest : public store::StoreTest {
       if (query.Step()) flag = query.Int(0);
     });
     return flag;
+  }
+  // The latest message to hooks about an alarm.
+  log::Json Told(std::int32_t event) {
+    std::string message;
+    Opened()->ReadOrThrow([&](sql::Connection& db) {
+      sql::Query query(
+          db, "SELECT message FROM outbox WHERE event = ?1 ORDER BY revision DESC LIMIT 1", event);
+      if (query.Step()) message = query.Text(0);
+    });
+    return log::ReadJson(message);
   }
   template <class Step>
   static std::string RefusalOf(const Step& step) {
@@ -216,7 +227,14 @@ TEST_F(LifeTest, RefusalsSayWhatIsMissing) {
   const auto close = [&](const AlarmClosing& closing) {
     return RefusalOf([&] { Data().CloseAlarm(id, closing, {}); });
   };
-  EXPECT_EQ(close({"TW", "TCHANGE", ""}), "acc: there is no cause code \"TW\"");
+  EXPECT_EQ(close({"TW", "TCHANGE", ""}),
+            "acc: there is no cause code \"TW\"; did you mean \"TWEAR\"?");
+  EXPECT_EQ(close({"T", "TCHANGE", ""}), "acc: there is no cause code \"T\"")
+      << "one letter says too little";
+  EXPECT_EQ(close({"TWEAR", "tch", ""}),
+            "cac: there is no action code \"tch\"; did you mean \"TCHANGE\"?");
+  EXPECT_EQ(close({"WEAR", "TCHANGE", ""}),
+            "acc: there is no cause code \"WEAR\"; did you mean \"TWEAR\"?");
   EXPECT_EQ(close({"TWER", "TCHANGE", ""}),
             "acc: there is no cause code \"TWER\"; did you mean \"TWEAR\"?");
   EXPECT_EQ(close({"TWEAR", "TCHANG", ""}),
@@ -290,6 +308,46 @@ TEST_F(LifeTest, AClosedAlarmWhoseRunGoesOnInAnotherIsNotReopened) {
   EXPECT_EQ(all[2].state, "open");
 }
 
+// What the rules are now is no reason to refuse: both alarms are of those of their time.
+TEST_F(LifeTest, AClosedAlarmIsReopenedAfterItsRuleWasTurnedOff) {
+  const AlarmClosing closing{"TWEAR", "TCHANGE", ""};
+  std::vector<std::int32_t> singles, runs;
+  for (int i = 1; i <= 40; ++i) {
+    // Two points beyond a limit side by side, and two runs that are apart.
+    const auto value = i <= 2 ? 14.0 : i == 20 ? 9.9 : 10.2;
+    for (const auto& alarm : Record(i, value)) {
+      (alarm.rule == 2 ? runs : singles).push_back(alarm.event);
+    }
+  }
+  ASSERT_EQ(singles.size(), 2U);
+  ASSERT_EQ(runs.size(), 2U);
+  for (const auto event : {singles[0], singles[1], runs[0]}) Data().CloseAlarm(event, closing, {});
+  Import("number,graph,on\n1,1,no\n2,1,no\n", ImportKind::Alarms);
+  EXPECT_EQ(Data().ReopenAlarm(singles[0], Why()).state, "open") << "one point has no run";
+  EXPECT_EQ(Data().ReopenAlarm(runs[0], Why()).state, "open") << "it was over";
+  for (const auto& each : Data().Alarms()) EXPECT_NE(each.state, "withdrawn") << each.event;
+}
+
+// The point between the two is out of the count, so that the next one that counts is the other's.
+TEST_F(LifeTest, ARunGoesOnAcrossAPointThatIsDisabled) {
+  std::vector<std::int32_t> runs;
+  std::int32_t after = 0;
+  for (int i = 1; i <= 14; ++i) {
+    const auto recorded = Data().Record(RecordOf(i, 10.2), {});
+    for (const auto& alarm : recorded.alarms) runs.push_back(alarm.event);
+    if (i == 11) Data().CloseAlarm(runs.at(0), {"TWEAR", "TCHANGE", ""}, {});
+    if (i == 12) after = recorded.subgroup;
+  }
+  Data().ChangeFlag({after}, {}, sfDisabled, Why());
+  const auto all = Data().Alarms();
+  const auto next = std::ranges::find(all, "open", &Alarm::state);
+  ASSERT_NE(next, all.end());
+  EXPECT_EQ(next->first_subgroup, after + 1);
+  EXPECT_EQ(RefusalOf([&] { Data().ReopenAlarm(runs[0], Why()); }),
+            "alarm " + std::to_string(runs[0]) + ": its run goes on in alarm " +
+                std::to_string(next->event));
+}
+
 TEST_F(LifeTest, AnAcknowledgedRunGoesOnAsTheSameAlarm) {
   for (int i = 1; i <= 9; ++i) Record(i, 10.2);
   ASSERT_EQ(Data().Alarms().size(), 1U);
@@ -310,6 +368,67 @@ TEST_F(LifeTest, AnAlarmThatComesBackNeedsItsCodes) {
   EXPECT_EQ(FlagOf(id), efOpenACC | efOpenCAC);
 }
 
+TEST_F(LifeTest, AnAlarmThatComesBackIsInTheStateThatItHad) {
+  const auto id = OneAlarm();
+  const auto subgroup = Data().Alarms().front().first_subgroup;
+  const struct {
+    const char *state, *told;
+    std::function<void()> step;
+    std::int32_t flag;
+  } states[] = {
+      {"open", "opened", [] {}, efOpenACC | efOpenCAC},
+      {"acknowledged", "acknowledged", [&] { Data().AcknowledgeAlarm(id, {}); },
+       efOpenACC | efOpenCAC},
+      {"closed", "closed",
+       [&] {
+         Data().CloseAlarm(id, {"TWEAR", "TCHANGE", ""}, {});
+       },
+       0},
+      {"open", "opened", [&] { Data().ReopenAlarm(id, Why()); }, efOpenACC | efOpenCAC},
+  };
+  LogFilter deleted;
+  deleted.operation = "delete";
+  for (const auto& each : states) {
+    SCOPED_TRACE(each.state);
+    each.step();
+    for (int twice = 0; twice < 2; ++twice) {
+      Data().DeleteSubgroups({subgroup}, {}, Why());
+      EXPECT_EQ(Data().Alarms().front().state, "withdrawn");
+      Data().Restore(Data().Log(deleted).back().seq, Why());
+      EXPECT_EQ(Data().Alarms().front().state, each.state);
+      EXPECT_EQ(FlagOf(id), each.flag);
+      EXPECT_EQ(Told(id)["what"], each.told);
+    }
+  }
+  EXPECT_EQ(Data().Alarms().front().acc, "TWEAR");
+  EXPECT_EQ(Data().Alarms().size(), 1U);
+}
+
+TEST_F(LifeTest, WhatCameAfterAClosedRunIsAnotherAlarmAlsoWhenBothComeBack) {
+  for (int i = 1; i <= 13; ++i) {
+    Record(i, 10.2);
+    if (i == 11) Data().CloseAlarm(Data().Alarms().front().event, {"TWEAR", "TCHANGE", ""}, {});
+  }
+  const auto before = Data().Alarms();
+  ASSERT_EQ(before.size(), 2U);
+  const auto middle = before[0].first_subgroup - 4;
+  ValueChange change;
+  change.tsno = 1;
+  change.value = 9.8;
+  Data().ChangeValue(middle, Id(ItemKind::Test, "T"), change, Why());
+  for (const auto& each : Data().Alarms()) EXPECT_EQ(each.state, "withdrawn") << each.event;
+  change.value = 10.2;
+  Data().ChangeValue(middle, Id(ItemKind::Test, "T"), change, Why());
+  const auto after = Data().Alarms();
+  ASSERT_EQ(after.size(), 2U);
+  for (std::size_t i = 0; i < after.size(); ++i) {
+    EXPECT_EQ(after[i].state, i == 0 ? "closed" : "open");
+    EXPECT_EQ(after[i].points, before[i].points);
+    EXPECT_EQ(after[i].first_subgroup, before[i].first_subgroup);
+    EXPECT_EQ(after[i].last_subgroup, before[i].last_subgroup);
+  }
+}
+
 TEST_F(LifeTest, AnAlarmThatComesBackIsToldWithItsPresentFigures) {
   // A run of rule 2 that grows while it is withdrawn: without the middle no nine points are left.
   for (int i = 1; i <= 9; ++i) Record(i, 10.2);
@@ -326,17 +445,11 @@ TEST_F(LifeTest, AnAlarmThatComesBackIsToldWithItsPresentFigures) {
   ASSERT_NE(back, alarms.end());
   ASSERT_EQ(back->state, "open");
   ASSERT_EQ(back->points, 4);
-  std::string message;
-  Opened()->ReadOrThrow([&](sql::Connection& db) {
-    sql::Query query(
-        db, "SELECT message FROM outbox WHERE event = ?1 ORDER BY revision DESC LIMIT 1", id);
-    if (query.Step()) message = query.Text(0);
-  });
-  const auto told = log::ReadJson(message);
+  const auto told = Told(id);
   EXPECT_EQ(told["what"], "opened");
   EXPECT_EQ(told["first"], back->first_subgroup);
   EXPECT_EQ(told["last"], back->last_subgroup);
-  EXPECT_EQ(told["points"], back->points) << message;
+  EXPECT_EQ(told["points"], back->points) << told;
 }
 
 TEST_F(LifeTest, AlarmsFollowASubgroupToAnotherTime) {
@@ -368,7 +481,8 @@ TEST_F(LifeTest, AlarmsFollowASubgroupToAnotherTime) {
   EXPECT_EQ(state(), "withdrawn");
   move_to(start_ + 1);
   correct_to(14.0);
-  EXPECT_EQ(state(), "open");
+  EXPECT_EQ(state(), "closed");
+  Data().ReopenAlarm(id, Why());
   Data().ChangeFlag({subgroup}, {}, sfDisabled, Why());
   move_to(moved);
   Data().ChangeFlag({subgroup}, {}, sfEnabled, Why());

@@ -72,6 +72,26 @@ class SamplesTest : public store::StoreTest {
     });
     return minutes;
   }
+  // What the analysis of compliance calls short of what is due before so many minutes, counted from
+  // a time on, or from the first state or subgroup.
+  std::vector<int> ShortByCompliance(std::int64_t start, int end) {
+    const time::FixedNow now(kStart + end * kMinute);
+    FlatSelection all;
+    all.info.Status = 7;
+    all.info.TimeType = drttStatic;
+    all.info.TimeStart = static_cast<std::int32_t>(start);
+    all.info.TimeEnd = time::kNoStamp;
+    auto filter = all.Filter();
+    compliance::ComplianceLibrary library;
+    EXPECT_GT(library.VLXSREQ_SREQ_COMPLIANCE(0, Db().ConnectionHandle(), all.info, filter), 0);
+    std::vector<int> minutes;
+    for (const auto& each : compliance::ComplianceLibrary::TakeReport(Db().ConnectionHandle())) {
+      if (each.collected < each.expected && each.due < kStart + end * kMinute) {
+        minutes.push_back(static_cast<int>((each.due + 1 - kStart) / kMinute));
+      }
+    }
+    return minutes;
+  }
   std::int64_t Count(std::string_view text) {
     std::int64_t count = 0;
     Opened()->ReadOrThrow(
@@ -139,6 +159,40 @@ TEST_F(SamplesTest, WindowsOfWeeksAgoAreWithdrawnToo) {
   EXPECT_EQ(Standing().size(), 40U);
   Sample(24 * 60 * 2 + 5);
   EXPECT_EQ(MinutesOf(CheckAt(41 * 24 * 60).withdrawn), Minutes{3 * 24 * 60});
+}
+
+TEST_F(SamplesTest, ATestThatNobodyMeasuresIsMissedSinceItsProcessBegan) {
+  Import("part,process,test,kind,n,minutes,grace\nA,P,R,interval,1,60,20\n",
+         ImportKind::Requirements);
+  EXPECT_TRUE(CheckAt(500).missed.empty()) << "the process has not begun";
+  for (int hour = 0; hour < 12; ++hour) Sample(30 + 60 * hour);
+  ASSERT_EQ(CheckAt(12 * 60).missed.size(), 11U);
+  EXPECT_EQ(Standing(), ShortByCompliance(time::kNoStamp, 12 * 60));
+  EXPECT_EQ(Standing().front(), 30 + 80);
+}
+
+TEST_F(SamplesTest, ALotThatBeganBeforeAnyOfItsTestIsMissedToo) {
+  Import("part,process,test,kind,n\nA,P,R,lot,1\n", ImportKind::Requirements);
+  Sample(0, "L1");
+  Sample(60, "L2");
+  EXPECT_EQ(CheckAt(90).missed.size(), 1U) << "no test of it at all";
+  Import("part,process,test,subgroup,time,value,lot\nA,P,R,9," + Text(kStart + 70 * kMinute) +
+         ",1,L2\n");
+  Sample(120, "L3");
+  EXPECT_TRUE(CheckAt(150).withdrawn.empty());
+  EXPECT_EQ(Standing(), Minutes{0});
+}
+
+// A disabled subgroup is none that counts.
+TEST_F(SamplesTest, AProcessBeginsWithASubgroupThatCounts) {
+  Import("part,process,test,kind,n,minutes,grace\nA,P,R,interval,1,60,0\n",
+         ImportKind::Requirements);
+  Sample(0);
+  Sample(90);
+  ChangeOptions why;
+  why.reason = "trial run";
+  Data().ChangeFlag({1}, {}, sfDisabled, why);
+  EXPECT_EQ(MinutesOf(CheckAt(220).missed), (Minutes{150, 210}));
 }
 
 TEST_F(SamplesTest, OfAPauseNothingIsAsked) {
@@ -287,21 +341,7 @@ TEST_F(SamplesTest, WhatIsMissedIsWhatComplianceShowsAtTheEnd) {
       }
     }
     CheckAt(kEnd);
-    const time::FixedNow end(kStart + kEnd * kMinute);
-    FlatSelection all;
-    all.info.Status = 7;
-    all.info.TimeType = drttStatic;
-    all.info.TimeStart = static_cast<std::int32_t>(kStart);
-    all.info.TimeEnd = time::kNoStamp;
-    auto filter = all.Filter();
-    compliance::ComplianceLibrary library;
-    ASSERT_GT(library.VLXSREQ_SREQ_COMPLIANCE(0, Db().ConnectionHandle(), all.info, filter), 0);
-    Minutes expected;
-    for (const auto& each : compliance::ComplianceLibrary::TakeReport(Db().ConnectionHandle())) {
-      if (each.collected < each.expected && each.due < kStart + kEnd * kMinute) {
-        expected.push_back(static_cast<int>((each.due + 1 - kStart) / kMinute));
-      }
-    }
+    const auto expected = ShortByCompliance(kStart, kEnd);
     EXPECT_EQ(Standing(), expected);
     EXPECT_FALSE(expected.empty());
   }

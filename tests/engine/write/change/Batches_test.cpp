@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <random>
 #include <set>
 
@@ -386,6 +387,45 @@ TEST_F(BatchesTest, FlagsThatWereChangedSinceTheirImportAreListed) {
                                &API_SubgroupData::Flag),
             1);
   ExpectWhole();
+}
+
+TEST_F(BatchesTest, AnUndoneEmployeeIsInUseAgainByWhateverNamesThem) {
+  Import(kFirst);
+  const auto batch = Import(
+                         "part,process,test,subgroup,time,value,employee\n"
+                         "A,P,T,7,2024-02-01,1,Zoe\nA,P,T,8,2024-02-02,1,Yan\n"
+                         "A,P,T,9,2024-02-03,1,Xia\nA,P,T,10,2024-02-04,1,Wim\n")
+                         .batch;
+  const auto by = [](const char* who) {
+    auto options = Why();
+    options.actor.by = who;
+    return options;
+  };
+  const auto comment = Data().AddComment(1, 0, 0, "seen", by("Xia"));
+  Data().RemoveComment(comment, Why());
+  const auto removed = Data().Log().back().seq;
+  Data().Rename(ItemKind::Employee, "Yan", "Yan Li", Why());
+  EXPECT_EQ(Data().UndoImport(batch, false, by("Wim")).names, 3) << "Wim undid it";
+  const auto is_active = [&](const char* name) {
+    const auto items = Data().Items(ItemKind::Employee);
+    const auto found = std::ranges::find(items, name, &ListedItem::name);
+    return found != items.end() && found->active;
+  };
+  EXPECT_TRUE(is_active("Wim"));
+  const struct {
+    const char* name;
+    std::function<void()> use;
+  } uses[] = {{"Zoe", [&] { Data().AddComment(1, 0, 0, "hi", by("Zoe")); }},
+              {"Yan Li", [&] { Data().ChangeFlag({2}, {}, sfDisabled, by("Yan")); }},
+              {"Xia", [&] { Data().Restore(removed, Why()); }}};
+  for (const auto& [name, use] : uses) {
+    SCOPED_TRACE(name);
+    EXPECT_FALSE(is_active(name));
+    const auto object = "employee " + std::to_string(Id(ItemKind::Employee, name));
+    use();
+    EXPECT_TRUE(is_active(name));
+    EXPECT_EQ(OfOperation("activate").count(object), 1U);
+  }
 }
 
 TEST_F(BatchesTest, CommentsGoWithTheirImportUnlessTheyWereChanged) {

@@ -22,7 +22,7 @@ std::string TextOf(const Records& records) {
   for (const auto& each : records) {
     text += "#" + std::to_string(each.subgroup) + " " + std::to_string(each.test) + " label " +
             each.label + " at " + std::to_string(each.time) + " version " +
-            std::to_string(each.version) + "; ";
+            std::to_string(each.version) + " comment " + std::to_string(each.comment) + "; ";
   }
   return text;
 }
@@ -115,6 +115,14 @@ const std::vector<Command>& Commands() {
       Of("another comment",
          [](Data& data, const Options& why) { data.ChangeComment(1, "old tool", why); }),
       Of("no comment", [](Data& data, const Options& why) { data.RemoveComment(1, why); }),
+      Of("a comment again",
+         [](Data& data, const Options& why) {
+           LogFilter removed;
+           removed.operation = "comment-remove";
+           return data.Restore(data.Log(removed).back().seq, why);
+         }),
+      Of("no comment once more",
+         [](Data& data, const Options& why) { data.RemoveComment(1, why); }),
       Of("no comment again", [](Data& data, const Options& why) { data.RemoveComment(1, why); }),
       Of("rename",
          [](Data& data, const Options& why) { data.Rename(ItemKind::Part, "A", "Ring", why); }),

@@ -323,6 +323,26 @@ TEST_F(MergeTest, WhichRulesAreOnIsThatOfTheItemThatStays) {
   EXPECT_EQ(entries[0].before, R"({"graph":0,"number":1,"on":false})");
 }
 
+TEST_F(MergeTest, OptionsOfChartsAreThoseOfTheItemThatStays) {
+  Import(std::string(kHeader) + "A,P,T,1,2024-01-01,1,\nB,P,T,2,2024-01-02,1,\n");
+  const auto a = Id(ItemKind::Part, "A"), b = Id(ItemKind::Part, "B");
+  Data().ChangeChartOption({b, 0, 0}, 1, "ewma.weight", "0.1", Why());
+  Data().ChangeChartOption({a, 0, 0}, 1, "ewma.weight", "0.3", Why());
+  Data().ChangeChartOption({a, 0, 0}, 1, "ewma.width", "2.5", Why());
+  Data().Merge(ItemKind::Part, "A", "B", Why());
+  const auto options = Data().ChartOptions();
+  ASSERT_EQ(options.size(), 2U);
+  for (const auto& option : options) EXPECT_EQ(option.part, b);
+  EXPECT_EQ(options[0].value, "0.1");
+  EXPECT_EQ(options[1].value, "2.5");
+  LogFilter of_option;
+  of_option.object = "chart-option 2";
+  const auto entries = Data().Log(of_option);
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_EQ(entries[1].before, R"({"graph":1,"key":"ewma.weight","value":"0.3"})");
+  EXPECT_TRUE(QualityDatabase::Check(Path()).finds.empty());
+}
+
 // Limits of the item that stays hold for the stream from now on.
 TEST_F(MergeTest, AStreamThatOnlyTheOtherItemHadIsJudged) {
   const auto start = CurrentTime();

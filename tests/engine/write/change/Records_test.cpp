@@ -321,6 +321,44 @@ TEST_F(ChangeTest, LabelAndTimeAreThoseOfTheWholeSubgroup) {
             "stored: #3 has this label and time already");
 }
 
+TEST_F(ChangeTest, EventsThatLeaveSomethingOpenMoveWithTheirSubgroup) {
+  Import("part,process,test,subgroup,time,value\nZ,P,T,z," + TimeOf(3) + ",1\nA,Q,V,q," +
+         TimeOf(4) + ",1\n");
+  const struct {
+    int subgroup;
+    const char* of;  // part, process and test
+    bool moves;
+  } events[] = {
+      {2, "A,P,T", true},  {2, "A,P,", true}, {2, "A,,", true},   {2, ",P,", true},
+      {2, ",,T", true},    {2, ",,", true},   {2, "Z,P,", false}, {2, "A,Q,", false},
+      {2, "A,P,V", false}, {3, "A,P,", true}, {3, "A,,T", true},  {3, ",,U", true},
+      {3, ",,T", false},   {3, ",P,", false}, {3, ",,", false},   {4, ",P,", true},
+      {4, "A,P,T", true},  {4, ",,T", true},  {4, "A,,", false},  {4, ",,", false},
+  };
+  std::string text = "type,time,name,part,process,test,subgroup-time\n";
+  for (std::size_t i = 0; i < std::size(events); ++i) {
+    text += "general," + TimeOf(30) + ",e" + std::to_string(i) + "," + events[i].of + "," +
+            TimeOf(events[i].subgroup) + "\n";
+  }
+  Import(text, ImportKind::Events);
+  const auto stamp = [](int i) { return platform::ParseIsoTime(TimeOf(i)).value_or(0); };
+  SubgroupChange change;
+  for (const int i : {2, 3, 4}) {
+    change.time = static_cast<std::int32_t>(stamp(i)) + 60;
+    Data().ChangeSubgroups({i}, {}, change, Why());
+  }
+  std::size_t moved = 0;
+  for (const auto& each : Data().EventsOfSubgroups(stamp(1), stamp(9))) {
+    const auto name = Data().Name(ItemKind::EventName, each.name);
+    if (!name.starts_with("e")) continue;  // of the changes
+    const auto& event = events[std::stoul(name.substr(1))];
+    EXPECT_EQ(each.subgroup_time, stamp(event.subgroup) + (event.moves ? 60 : 0))
+        << event.of << " at the time of " << event.subgroup;
+    ++moved;
+  }
+  EXPECT_EQ(moved, std::size(events));
+}
+
 TEST_F(ChangeTest, ADeletedSubgroupLeavesItsLabelAndTime) {
   const auto digest = Digest();
   const auto deleted = Data().DeleteSubgroups({4}, {}, Why());
@@ -447,7 +485,12 @@ TEST_F(ChangeTest, CommentsThatWereChangedOrRemovedComeBack) {
   const auto removed = Head();
   EXPECT_EQ(RefusalOf([&] { Data().Restore(edited, bob); }),
             "unknown: there is no comment " + std::to_string(id));
-  EXPECT_TRUE(Data().Restore(removed, bob).empty()) << "of no record";
+  const auto restored = Data().Restore(removed, bob);
+  ASSERT_EQ(restored.size(), 1U) << "the comment, and no record";
+  EXPECT_EQ(restored[0].comment, id);
+  EXPECT_EQ(restored[0].version, Head());
+  EXPECT_EQ(std::tuple(restored[0].subgroup, restored[0].test, restored[0].label),
+            std::tuple(2, test_, std::string("2")));
   EXPECT_EQ(Latest("operation"), "restore");
   EXPECT_EQ(Latest("object"), "comment " + std::to_string(id));
   EXPECT_EQ(RefusalOf([&] { Data().Restore(removed, bob); }),

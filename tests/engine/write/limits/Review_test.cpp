@@ -144,10 +144,26 @@ TEST_F(ReviewTest, ARunOverBeforeItsMinimumIsWithdrawn) {
   EXPECT_EQ(said[0].text,
             "A / P / singles: limits 2 are withdrawn: the run was over before there were 12 "
             "points");
-  EXPECT_EQ(Row(2).state, LimitState::Rejected);
+  EXPECT_EQ(Row(2).state, LimitState::Void);
   EXPECT_EQ(Events(), (std::vector<std::string>{"Control limits proposed",
                                                 "Proposed control limits withdrawn"}));
   EXPECT_EQ(Code(), "");
+}
+
+// The review is no person who was against it.
+TEST_F(ReviewTest, ARunThatGoesOnAfterAWithdrawalIsProposedAgain) {
+  Add(11, 105.0);
+  AddCause(30);
+  EXPECT_EQ(Code(), "proposed");
+  Add(2, 95.0);
+  EXPECT_EQ(Code(), "withdrawn");
+  Data().DeleteSubgroups({42, 43}, {}, {ann_, "mistyped"});
+  Add(11, 105.0);
+  EXPECT_EQ(Code(), "proposed");
+  ASSERT_EQ(Proposed().size(), 1U);
+  EXPECT_EQ(Proposed()[0].id, 3);
+  EXPECT_EQ(Proposed()[0].used, 12);
+  EXPECT_EQ(Proposed()[0].start, TimeAt(30));
 }
 
 TEST_F(ReviewTest, ARunThatLastedIsProposedAfterItsEnd) {
@@ -393,6 +409,78 @@ TEST_F(ReviewTest, ValuesCorrectedUnderAProposalAreTaken) {
   EXPECT_EQ(Code(), "updated") << "also one that has all its points";
   EXPECT_EQ(Proposed().at(0).used, 12);
   EXPECT_EQ(Data().ShowLimits(2).data_changed, std::optional(false));
+  EXPECT_EQ(Code(), "");
+}
+
+// A row that waits goes with its run, wherever that begins now.
+TEST_F(ReviewTest, AProposalWhoseFirstPointIsTakenOutBeginsWithTheNext) {
+  Add(12, 105.0);
+  AddCause(30);
+  EXPECT_EQ(Code(), "proposed");
+  Data().ChangeFlag({31}, {}, sfDisabled, {ann_, "wrong gage"});
+  const auto said = Review();
+  ASSERT_EQ(said.size(), 1U);
+  EXPECT_EQ(said[0].code, "updated");
+  EXPECT_NE(said[0].text.find("limits 2, provisional: 11 of 12 points; "), std::string::npos)
+      << said[0].text;
+  ASSERT_EQ(Proposed().size(), 1U);
+  EXPECT_EQ(Proposed()[0].effective, TimeAt(31));
+  EXPECT_EQ(Proposed()[0].start, TimeAt(31));
+  EXPECT_EQ(Proposed()[0].used, 11);
+  EXPECT_EQ(Code(), "");
+  Add(1, 105.0);
+  EXPECT_EQ(Code(), "updated");
+  EXPECT_EQ(Proposed().at(0).used, 12);
+  EXPECT_EQ(Data().ShowLimits(2).data_changed, std::optional(false));
+  // With the point it begins there again.
+  Data().ChangeFlag({31}, {}, sfEnabled, {ann_, "it was right"});
+  EXPECT_EQ(Code(), "updated");
+  EXPECT_EQ(Proposed().at(0).effective, TimeAt(30));
+  EXPECT_EQ(Proposed().at(0).used, 12);
+  EXPECT_EQ(Proposed().at(0).finish, TimeAt(41));
+  EXPECT_EQ(Code(), "");
+  EXPECT_EQ(Events().size(), 1U);
+}
+
+TEST_F(ReviewTest, AProvisionalRowWhoseFirstPointIsTakenOutStays) {
+  Add(9, 105.0);
+  AddCause(30);
+  EXPECT_EQ(Code(), "proposed");
+  Data().DeleteSubgroups({31}, {}, {ann_, "wrong gage"});
+  EXPECT_EQ(Code(), "updated");
+  EXPECT_EQ(Proposed().at(0).effective, TimeAt(31));
+  EXPECT_EQ(Proposed().at(0).used, 8);
+}
+
+TEST_F(ReviewTest, AProposalThatNoRunHasAnyMoreIsWithdrawn) {
+  Add(12, 105.0);
+  Add(1, 95.0);
+  AddCause(30);
+  EXPECT_EQ(Code(), "proposed");
+  EXPECT_EQ(Code(), "") << "it waits for a person";
+  Data().ChangeFlag({36}, {}, sfDisabled, {ann_, "wrong gage"});
+  const auto said = Review();
+  ASSERT_EQ(said.size(), 1U);
+  EXPECT_EQ(said[0].text,
+            "A / P / singles: limits 2 are withdrawn: their data have changed, and no run that is "
+            "long enough has them any more");
+  EXPECT_TRUE(Proposed().empty());
+  Data().ChangeFlag({36}, {}, sfEnabled, {ann_, "it was right"});
+  EXPECT_EQ(Code(), "proposed");
+}
+
+// What a person was against is known by its first point, also where the run was longer.
+TEST_F(ReviewTest, ARejectedRunThatBeginsEarlierIsNotProposedAgain) {
+  Add(1, 95.0);
+  Add(12, 105.0);
+  AddCause(30);
+  EXPECT_EQ(Code(), "proposed");
+  EXPECT_EQ(Proposed().at(0).effective, TimeAt(31));
+  Data().RejectLimits(2, {bob_, "a test batch"});
+  ValueChange change;
+  change.tsno = 1;
+  change.value = 105.0;
+  Data().ChangeValue(31, Stream(Shape::Singles).test, change, {ann_, "mistyped"});
   EXPECT_EQ(Code(), "");
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 
 #include "engine/time/calendar.h"
@@ -28,6 +29,70 @@ TEST_F(RecorderTest, AKeyStoresItsRecordOnce) {
   ExpectRefused(
       record, "key",
       "key: \"g7-991\" was used for other values (#" + std::to_string(first.subgroup) + ")");
+}
+
+TEST_F(RecorderTest, WhatIsNoNumberIsRefusedWithAKeyToo) {
+  Make(Diameter({1}));
+  Make(Leaks(50, {2}));
+  const std::string measured =
+      "test: Diameter has measured values; give these, without --size and "
+      "--defect";
+  const std::string counted = "test: Leaks counts defectives; give --size and a count";
+  const struct {
+    double number;
+    std::string called, size;  // and what is said of it as a size of units
+  } cases[] = {
+      {std::numeric_limits<double>::quiet_NaN(), "nan", counted},
+      {std::numeric_limits<double>::infinity(), "inf", "size: must lie between 0 and 2147483647"},
+      {-std::numeric_limits<double>::infinity(), "-inf", counted}};
+  for (const auto& [number, called, size] : cases) {
+    auto value = Diameter({1, number}, kNow - 1);
+    value.key = "k1";
+    ExpectRefused(value, "number", "value: " + called + " is no number");
+    auto sized = Diameter({1}, kNow - 1);
+    sized.size = number;
+    sized.key = "k1";
+    ExpectRefused(sized, "type", measured);
+    auto units = Leaks(number, {2}, kNow - 1);
+    units.key = "k1";
+    const auto refused = RefusalOf(units);
+    ASSERT_TRUE(refused) << called;
+    EXPECT_EQ(refused->Description(), size);
+    // In a batch, with a key of its own and with one of the record.
+    for (const bool may_skip : {false, true}) {
+      BatchOptions options;
+      options.key = "monday";
+      options.skip_refused = may_skip;
+      auto batch = Into().Begin(kAnn, options);
+      batch.Add(value);
+      batch.Add(Diameter({number}, kNow - 1));
+      if (may_skip) {
+        const auto result = batch.Commit();
+        EXPECT_EQ(result.batch, 0);
+        ASSERT_EQ(result.refused.size(), 2U);
+        EXPECT_EQ(result.refused.at(0).code, "number");
+        EXPECT_EQ(result.refused.at(1).code, "number");
+      } else {
+        const auto one = RefusalOf([&] { batch.Commit(); });
+        ASSERT_TRUE(one);
+        EXPECT_EQ(one->code, "number");
+      }
+    }
+  }
+  // The place of a refused record is part of what the key of a batch stands for.
+  BatchOptions options;
+  options.key = "tuesday";
+  options.skip_refused = true;
+  const auto send = [&](double first, double second) {
+    auto batch = Into().Begin(kAnn, options);
+    batch.Add(Diameter({first}, kNow - 2));
+    batch.Add(Diameter({second}, kNow - 3));
+    return batch.Commit();
+  };
+  const auto stored = send(cases[0].number, 1);
+  EXPECT_NE(stored.batch, 0);
+  EXPECT_TRUE(send(cases[0].number, 1).repeated);
+  EXPECT_EQ(RefusalOf([&] { send(1, cases[0].number); })->code, "key");
 }
 
 TEST_F(RecorderTest, AKeyHoldsAfterTheDatabaseWasReopened) {

@@ -5,6 +5,7 @@
 #include <functional>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/write/log/Log.h"
@@ -302,10 +303,13 @@ TEST_F(RecorderTest, TheFirstRuleThatIsBrokenIsNamed) {
   record.time = kNow + 1000;
   record.part = "";
   EXPECT_EQ(RefusalOf(record)->code, "name");
-  record.part = "Bush";
-  EXPECT_EQ(RefusalOf(record)->code, "unknown");
-  record.part = "Ring";
-  store::RunSql(Path(), "UPDATE part SET active = 0");
+  store::RunSql(Path(), "UPDATE part SET active = 0; UPDATE process SET active = 0");
+  for (auto* const name : {&record.part, &record.process, &record.test}) {
+    const auto known = std::exchange(*name, "Bush");
+    EXPECT_EQ(RefusalOf(record)->code, "unknown") << "beside names that are not active";
+    *name = known;
+  }
+  store::RunSql(Path(), "UPDATE process SET active = 1");
   record.size = 7;
   EXPECT_EQ(RefusalOf(record)->code, "inactive");
   store::RunSql(Path(), "UPDATE part SET active = 1");

@@ -1,0 +1,252 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "engine/charts/VariableRun.h"
+#include "engine/store/Store.h"
+#include "engine/studies/Multivariate.h"
+#include "engine/studies/study_notes.h"
+#include "engine/studies/study_streams.h"
+#include "platform/NaN.h"
+
+namespace orvspc::studies {
+
+using namespace engine;
+
+namespace {
+
+struct NumberedStream {
+  const Stream* stream = nullptr;
+  const std::vector<std::vector<std::int32_t>>* numbers = nullptr;
+
+  const Stretch& At(std::size_t stretch) const { return stream->stretches[stretch]; }
+  std::int32_t NumberOf(std::size_t stretch, std::size_t piece) const {
+    return (*numbers)[stretch][piece];
+  }
+};
+using Streams = std::vector<NumberedStream>;  // by variable
+
+// A subgroup of a stream: in which stretch, and where there.
+struct Place {
+  std::size_t stretch = 0, subgroup = 0;
+};
+using Places = std::vector<Place>;  // of one subgroup, by variable
+
+// Pieces that all tests have lie at the same number; NaN where a test lacks one.
+void AddSubgroup(const Streams& streams, const Places& places, Stretch& to) {
+  const auto p = streams.size();
+  std::vector<std::size_t> at(p), end(p);
+  for (std::size_t j = 0; j < p; ++j) {
+    const auto& stretch = streams[j].At(places[j].stretch);
+    at[j] = stretch.first_piece[places[j].subgroup];
+    end[j] = stretch.first_piece[places[j].subgroup + 1];
+  }
+  double vectors = 0.0;
+  for (;; ++vectors) {
+    std::int32_t number = INT32_MAX;
+    bool is_left = false;
+    for (std::size_t j = 0; j < p; ++j) {
+      if (at[j] == end[j]) continue;
+      is_left = true;
+      number = std::min(number, streams[j].NumberOf(places[j].stretch, at[j]));
+    }
+    if (!is_left) break;
+    for (std::size_t j = 0; j < p; ++j) {
+      const auto& stretch = streams[j].At(places[j].stretch);
+      const bool has = at[j] < end[j] && streams[j].NumberOf(places[j].stretch, at[j]) == number;
+      to.pieces.push_back(has ? stretch.pieces[at[j]++] : platform::kNaN);
+    }
+  }
+  to.first_piece.push_back(static_cast<std::uint32_t>(to.pieces.size()));
+  to.sizes.push_back(vectors);
+  to.points.push_back(platform::kNaN);
+  const auto& first = streams[0].At(places[0].stretch);
+  to.times.push_back(first.times[places[0].subgroup]);
+  to.subgroups.push_back(first.subgroups[places[0].subgroup]);
+  bool used = true;
+  for (std::size_t j = 0; j < p; ++j) {
+    used = used && streams[j].At(places[j].stretch).IsUsed(places[j].subgroup);
+  }
+  to.used.push_back(used ? 1 : 0);
+}
+
+using Stretches = std::vector<std::size_t>;  // which of each variable
+
+class Joint {
+ public:
+  explicit Joint(Streams streams) : streams_(std::move(streams)) {
+    joined_.part = streams_[0].stream->part;
+    joined_.process = streams_[0].stream->process;
+  }
+
+  void Add(const Places& places) {
+    Stretches stretches;
+    for (const auto& place : places) stretches.push_back(place.stretch);
+    if (made_of_.empty() || made_of_.back() != stretches) Begin(std::move(stretches));
+    AddSubgroup(streams_, places, joined_.stretches.back());
+  }
+  Stream Take() { return std::move(joined_); }
+
+ private:
+  void Begin(Stretches stretches) {
+    auto& stretch = joined_.stretches.emplace_back();
+    stretch.first_piece.push_back(0);
+    Stretches limits_of;
+    for (std::size_t j = 0; j < streams_.size(); ++j) {
+      const auto& of = streams_[j].At(stretches[j]);
+      limits_of.push_back(of.limits_of);
+      if (stretch.phase.id == 0) stretch.phase = of.phase;
+    }
+    made_of_.push_back(std::move(stretches));
+    const auto found = std::ranges::find(made_of_, limits_of);
+    stretch.limits_of = found == made_of_.end()
+                            ? made_of_.size() - 1
+                            : static_cast<std::size_t>(found - made_of_.begin());
+  }
+
+  Streams streams_;
+  Stream joined_;
+  std::vector<Stretches> made_of_;
+};
+
+std::unordered_map<std::int32_t, Place> PlacesOf(const Stream& stream) {
+  std::unordered_map<std::int32_t, Place> places;
+  for (std::size_t s = 0; s < stream.stretches.size(); ++s) {
+    const auto& stretch = stream.stretches[s];
+    for (std::size_t i = 0; i < stretch.subgroups.size(); ++i) {
+      if (!stretch.PiecesOf(i).empty()) places[stretch.subgroups[i]] = {s, i};
+    }
+  }
+  return places;
+}
+
+void AddSubgroups(const Stream& stream, std::set<std::int32_t>& all) {
+  for (const auto& stretch : stream.stretches) {
+    all.insert(stretch.subgroups.begin(), stretch.subgroups.end());
+  }
+}
+
+// The tests of one part and process; what is left out goes to `left`.
+Stream Joined(const Streams& streams, LeftOfJoin& left) {
+  std::vector<std::unordered_map<std::int32_t, Place>> known;
+  std::set<std::int32_t> all;
+  for (const auto& each : streams) {
+    known.push_back(PlacesOf(*each.stream));
+    AddSubgroups(*each.stream, all);
+  }
+  Joint joint(streams);
+  left.subgroups = all.size();
+  Places places(streams.size());
+  for (const auto& stretch : streams[0].stream->stretches) {
+    for (const auto subgroup : stretch.subgroups) {
+      bool has_all = true;
+      for (std::size_t j = 0; has_all && j < streams.size(); ++j) {
+        const auto found = known[j].find(subgroup);
+        has_all = found != known[j].end();
+        if (has_all) places[j] = found->second;
+      }
+      if (!has_all) continue;
+      joint.Add(places);
+      --left.subgroups;
+    }
+  }
+  return joint.Take();
+}
+
+// Of the pieces that a run has in each stretch, as PieceReader gives them.
+void AddNumbers(const store::DataSet& data, std::size_t subgroup,
+                std::vector<std::int32_t>& numbers) {
+  const auto before = std::ssize(numbers);
+  const auto rows = store::RowsOf(data, subgroup);
+  for (std::size_t row = 0; row < rows.count; ++row) {
+    const auto key = data.keys.empty() ? store::PlainKey(row) : data.keys[rows.begin + row];
+    if (key.Sbno == 0 && std::isfinite(data.values[rows.begin + row])) numbers.push_back(key.Tsno);
+  }
+  std::sort(numbers.begin() + before, numbers.end());
+}
+
+}  // namespace
+
+JoinedTests JoinTests(const StudyData& data, const PieceNumbers& numbers,
+                      std::span<const std::int32_t> order) {
+  Need(numbers.size() == data.streams.size(), "pieces must have their numbers");
+  std::vector<std::pair<std::int32_t, std::int32_t>> keys;  // part and process
+  for (std::size_t s = 0; s < data.streams.size(); ++s) {
+    const auto& stream = data.streams[s];
+    const std::pair key(stream.part, stream.process);
+    if (std::ranges::find(keys, key) == keys.end()) keys.push_back(key);
+    Need(numbers[s].size() == stream.stretches.size(), "pieces must have their numbers");
+    for (std::size_t i = 0; i < numbers[s].size(); ++i) {
+      Need(numbers[s][i].size() == stream.stretches[i].pieces.size(),
+           "pieces must have their numbers");
+    }
+  }
+  JoinedTests joined;
+  for (const auto& key : keys) {
+    Streams streams;
+    for (std::size_t s = 0; s < data.streams.size(); ++s) {
+      const auto& stream = data.streams[s];
+      if (std::pair(stream.part, stream.process) != key) continue;
+      streams.push_back({&stream, &numbers[s]});
+    }
+    std::ranges::stable_sort(streams, {}, [&](const NumberedStream& each) {
+      return std::ranges::find(order, each.stream->test) - order.begin();
+    });
+    LeftOfJoin left{key.first, key.second, streams.size(), 0};
+    if (streams.size() < kLeastVariables || streams.size() > kMostVariables) {
+      std::set<std::int32_t> all;
+      for (const auto& each : streams) AddSubgroups(*each.stream, all);
+      left.subgroups = all.size();
+    } else if (auto stream = Joined(streams, left); !stream.stretches.empty()) {
+      joined.data.chart_word = data.chart_word;
+      joined.data.streams.push_back(std::move(stream));
+      auto& tests = joined.tests.emplace_back();
+      for (const auto& each : streams) tests.push_back(each.stream->test);
+    }
+    if (left.subgroups > 0) joined.left.push_back(left);
+  }
+  return joined;
+}
+
+JoinedTests ReadJoinedTests(platform::Database& database, const API_DSInfo& selection,
+                            std::span<const std::int32_t> filter,
+                            std::span<const std::int32_t> order, bool joins_phases) {
+  JoinedTests joined;
+  auto info = selection;
+  const auto word = store::AnalyseWithStore(
+      database.ConnectionHandle(), info, [&](const std::shared_ptr<store::Store>& store) {
+        charts::VariableRun run;
+        run.NoteNoMisfit();
+        if (joins_phases) run.JoinPhases();
+        API_CCVarOptions asked{};
+        asked.Constant = 2;
+        const auto made = run.Process(*store, info, filter, asked);
+        if (made == 0) return made;
+        store::PieceReader reader(run.Rows().Data());
+        PieceNumbers numbers;
+        std::size_t streams = 0;
+        const auto data = Taken(run, made, [&](std::size_t s, Stretch& stretch) {
+          const auto& stream = run.Streams()[s];
+          AddPieces(run, stream, reader, stretch);
+          if (stream.number + 1 > streams) numbers.emplace_back();
+          streams = stream.number + 1;
+          auto& of = numbers.back().emplace_back();
+          for (std::size_t i = 0; i < stretch.points.size(); ++i) {
+            if (stretch.PiecesOf(i).empty()) continue;
+            AddNumbers(run.Rows().Data(), run.Points().SubgroupAt(stream.begin + i), of);
+          }
+        });
+        joined = JoinTests(data, numbers, order);
+        return made;
+      });
+  return word == 0 ? JoinedTests() : joined;
+}
+
+}  // namespace orvspc::studies

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "engine/studies/LotDecision.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace orvspc::studies {
+namespace {
+
+struct Row {
+  std::vector<LotSample> samples;
+  LotVerdict verdict;
+  std::string reason;
+};
+
+TEST(DecideLot, BySinglePlan) {
+  const SinglePlan plan{50, 2};
+  const Row rows[] = {
+      {{{25, 1}, {25, 1}}, LotVerdict::Take, "2 bad units in 50 units, the plan takes at most 2"},
+      {{{25, 1}, {25, 2}}, LotVerdict::Refuse, "3 bad units in 50 units, the plan takes at most 2"},
+      {{{25, 1}},
+       LotVerdict::Undecided,
+       "1 bad unit in 25 units, the plan takes at most 2 in 50; 25 more are to be inspected"},
+      // Too many already.
+      {{{10, 3}}, LotVerdict::Refuse, "3 bad units in 10 units, the plan takes at most 2"},
+      // What comes after the sample does not count.
+      {{{50, 2}, {50, 9}},
+       LotVerdict::Take,
+       "2 bad units in the first 50 of 100 units, the plan takes at most 2"},
+      // The sample ends within the second subgroup.
+      {{{40, 1}, {20, 1}},
+       LotVerdict::Take,
+       "1 to 2 bad units in the first 50 of 60 units, the plan takes at most 2"},
+      {{{40, 1}, {20, 2}},
+       LotVerdict::Undecided,
+       "1 to 3 bad units in the first 50 of 60 units, the plan takes at most 2; where in its "
+       "subgroup the last one lies is not known"},
+      {{{40, 1}, {20, 12}},
+       LotVerdict::Refuse,
+       "3 to 11 bad units in the first 50 of 60 units, the plan takes at most 2"},
+      {{},
+       LotVerdict::Undecided,
+       "0 bad units in 0 units, the plan takes at most 2 in 50; 50 more are to be inspected"},
+  };
+  for (const auto& row : rows) {
+    const auto decision = DecideLot(plan, row.samples);
+    EXPECT_EQ(decision.verdict, row.verdict) << row.reason;
+    EXPECT_EQ(decision.reason, row.reason);
+  }
+}
+
+TEST(DecideLot, ByDoublePlan) {
+  const DoublePlan plan{50, 1, 4, 100, 4};
+  const Row rows[] = {
+      {{{50, 1}}, LotVerdict::Take, "1 bad unit in 50 units, the first sample takes at most 1"},
+      {{{50, 4}},
+       LotVerdict::Refuse,
+       "4 bad units in 50 units, the first sample refuses 4 or more"},
+      {{{20, 4}},
+       LotVerdict::Refuse,
+       "4 bad units in 20 units, the first sample refuses 4 or more"},
+      {{{20, 1}}, LotVerdict::Undecided, "1 bad unit in 20 units; 30 more are to be inspected"},
+      {{{50, 2}},
+       LotVerdict::Undecided,
+       "2 bad units in 50 units, the plan takes at most 4 in 150; 100 more are to be inspected"},
+      {{{50, 2}, {100, 2}}, LotVerdict::Take, "4 bad units in 150 units, the plan takes at most 4"},
+      {{{50, 2}, {10, 3}}, LotVerdict::Refuse, "5 bad units in 60 units, the plan takes at most 4"},
+      {{{40, 1}, {110, 1}},
+       LotVerdict::Undecided,
+       "1 to 2 bad units in the first 50 of 150 units; where in its subgroup the last one lies is "
+       "not known"},
+  };
+  for (const auto& row : rows) {
+    const auto decision = DecideLot(plan, row.samples);
+    EXPECT_EQ(decision.verdict, row.verdict) << row.reason;
+    EXPECT_EQ(decision.reason, row.reason);
+  }
+}
+
+TEST(DecideLot, AUnitMayHaveSeveralDefects) {
+  const SinglePlan plan{2, 5};
+  const std::vector<LotSample> samples = {{1, 4}, {1, 1}}, across = {{1, 0}, {3, 6}};
+  const auto taken = DecideLot(plan, samples, true);
+  EXPECT_EQ(taken.verdict, LotVerdict::Take);
+  EXPECT_EQ(taken.units, 2);
+  EXPECT_EQ(taken.bad, 5);
+  EXPECT_EQ(taken.reason, "5 defects in 2 units, the plan takes at most 5");
+  EXPECT_EQ(DecideLot(plan, across, true).verdict, LotVerdict::Undecided);
+  EXPECT_THROW(DecideLot(plan, samples), std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace orvspc::studies

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include "tests/engine/studies/simulated_steps.h"
+
+namespace orvspc::studies {
+namespace {
+
+// The standard error of 4 % of 40000 series is 0.1 %.
+TEST(StudyStepsSimulated, SharesOfFalseHints) {
+  struct Row {
+    SeriesKind kind;
+    double share, most;
+  };
+  constexpr Row kRows[] = {{{20, 0.0, 0.0}, 0.039, 0.004},
+                           {{30, 0.0, 0.0}, 0.029, 0.004},
+                           {{50, 0.0, 0.0}, 0.018, 0.003},
+                           {{100, 0.0, 0.0}, 0.009, 0.002},
+                           {{200, 0.0, 0.0}, 0.003, 0.0015}};
+  for (const auto& row : kRows) {
+    EXPECT_NEAR(ShareOfHints(row.kind, 40000), row.share, row.most) << row.kind.count;
+  }
+}
+
+// Where neighbours are correlated by 0.4, the test of neighbours takes the hints away from long
+// series alone.
+TEST(StudyStepsSimulated, SharesWhereNeighboursAreCorrelated) {
+  EXPECT_NEAR(ShareOfHints({30, 0.4, 0.0}, 20000), 0.39, 0.02);
+  EXPECT_NEAR(ShareOfHints({100, 0.4, 0.0}, 20000), 0.225, 0.02);
+  EXPECT_LT(ShareOfHints({200, 0.4, 0.0}, 20000), 0.03);
+}
+
+TEST(StudyStepsSimulated, SharesOfStepsFound) {
+  EXPECT_NEAR(ShareOfHints({30, 0.0, 1.5}, 20000), 0.82, 0.02);
+  EXPECT_NEAR(ShareOfHints({30, 0.0, 2.0}, 20000), 0.97, 0.01);
+}
+
+}  // namespace
+}  // namespace orvspc::studies

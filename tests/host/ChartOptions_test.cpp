@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "engine/QualityDatabase.h"
+#include "platform/TimeText.h"
+#include "tests/host/ParsedJson.h"
+#include "tests/host/ProgramTest.h"
+
+// Options of charts and studies that a database holds for streams.
+namespace orvspc::host {
+namespace {
+
+class ChartOptions : public ProgramTest {
+ protected:
+  ChartOptions() {
+    std::string counts = "part,process,test,subgroup,time,count,size,test-type\n";
+    std::string values = "part,process,test,subgroup,time,value\n";
+    for (int i = 0; i < 12; ++i) {
+      const auto time =
+          ",2024-01-01T" + std::string(i < 10 ? "0" : "") + std::to_string(i) + ":00:00,";
+      const auto label = std::to_string(i + 1);
+      for (const std::string part : {"A", "B"}) {
+        // 192 defects in 12 counts: the mean is 16.
+        counts +=
+            part + ",P,Bad," + label + time + std::to_string(i % 2 == 0 ? 12 : 20) + ",1,defects\n";
+        values += part + ",P,Width," + label + time + std::to_string(10 + i % 3) + "\n";
+      }
+    }
+    Write("c.csv", counts);
+    Write("v.csv", values);
+    EXPECT_EQ(Run("import c.csv --db q.db").status, 0);
+    EXPECT_EQ(Run("import v.csv --db q.db").status, 0);
+  }
+  void Set(const std::string& option) {
+    const auto outcome = Run("set --db q.db " + option);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+  }
+  ParsedJson Chart(const std::string& part, const std::string& options = "") {
+    return ParseJson(
+        Run("chart --db q.db --part " + part + " --test Bad --graph1 c --format json " + options)
+            .out);
+  }
+};
+
+TEST_F(ChartOptions, TheMostSpecificRowHoldsAndTheCommandGoesBeforeIt) {
+  EXPECT_EQ(Chart("A").At("Graphs[0].UCLs[0]").number, 28.0);
+  Set("chart.limits probability");
+  EXPECT_EQ(Chart("A").At("Graphs[0].UCLs[0]").number, 29.0);
+  EXPECT_EQ(Chart("A").At("Streams[0].Options.Limits.From").text, "database");
+  EXPECT_EQ(Chart("A").At("Streams[0].Options.Alpha.From").text, "default");
+  Set("--part B --test Bad chart.limits sigma");
+  EXPECT_EQ(Chart("B").At("Graphs[0].UCLs[0]").number, 28.0);
+  EXPECT_EQ(Chart("A").At("Graphs[0].UCLs[0]").number, 29.0);
+  Set("--part B --test Bad chart.limits default");
+  EXPECT_EQ(Chart("B").At("Graphs[0].UCLs[0]").number, 28.0) << "default, not what all others have";
+  const auto given = Chart("A", "--limits sigma");
+  EXPECT_EQ(given.At("Graphs[0].UCLs[0]").number, 28.0);
+  EXPECT_EQ(given.At("Streams[0].Options.Limits.From").text, "command");
+  Set("--graph 2 chart.limits sigma");
+  EXPECT_EQ(Chart("A").At("Graphs[0].UCLs[0]").number, 29.0) << "of another graph";
+  Set("--part A chart.alpha 0.1");
+  EXPECT_LT(Chart("A").At("Graphs[0].UCLs[0]").number, 28.0);
+  EXPECT_EQ(Chart("A").At("Streams[0].Options.Alpha.Value").number, 0.1);
+}
+
+TEST_F(ChartOptions, AreListedLoggedCopiedAndKeptWhenItemsAreRenamed) {
+  Set("--part A --test Bad chart.limits probability --reason 'few counts' --by Ann");
+  ASSERT_EQ(Run("edit rename part A --to Axle --db q.db --reason 'as on the drawing'").status, 0);
+  const auto text = Run("list chart-options --db q.db");
+  EXPECT_NE(text.out.find("Axle"), std::string::npos) << text.out << text.err;
+  const auto listed = ParseJson(Run("list chart-options --db q.db --format json").out);
+  ASSERT_EQ(listed.At("chart-option").elements.size(), 1U);
+  EXPECT_EQ(listed.At("chart-option[0].Part").text, "Axle");
+  EXPECT_EQ(listed.At("chart-option[0].Process").kind, ParsedJson::Kind::Null);
+  EXPECT_EQ(listed.At("chart-option[0].Name").text, "chart.limits");
+  EXPECT_EQ(listed.At("chart-option[0].Value").text, "probability");
+  EXPECT_NE(Run("log --db q.db --operation chart-option").out.find("few counts"),
+            std::string::npos);
+  ASSERT_EQ(Run("copy --db q.db --to other.db").status, 0);
+  const auto copied = Run("chart --db other.db --part Axle --test Bad --graph1 c --format json");
+  EXPECT_EQ(ParseJson(copied.out).At("Graphs[0].UCLs[0]").number, 29.0) << copied.err;
+  EXPECT_EQ(Run("check --db other.db").status, 0);
+}
+
+TEST_F(ChartOptions, StudiesTakeThose) {
+  const std::string study = "study ewma --db q.db --part A --test Width --format json ";
+  EXPECT_EQ(ParseJson(Run(study).out).At("Options.Weight.From").text, "default");
+  Set("--test Width ewma.weight 0.3");
+  Set("ewma.limits asymptotic");
+  const auto stored = ParseJson(Run(study).out);
+  EXPECT_EQ(stored.At("Options.Weight.Value").number, 0.3);
+  EXPECT_EQ(stored.At("Options.Weight.From").text, "database");
+  EXPECT_EQ(stored.At("Options.Limits.Value").text, "asymptotic");
+  const auto given = ParseJson(Run(study + "--weight 0.4").out);
+  EXPECT_EQ(given.At("Options.Weight.Value").number, 0.4);
+  EXPECT_EQ(given.At("Options.Weight.From").text, "command");
+  EXPECT_EQ(ParseJson(Run("study cusum --db q.db --part A --test Width --format json").out)
+                .At("Options.H.From")
+                .text,
+            "default");
+  Set("laney.floor yes");
+  EXPECT_EQ(ParseJson(Run("study laney --db q.db --part A --test Bad --format json").out)
+                .At("Options.Floor.From")
+                .text,
+            "database");
+}
+
+TEST_F(ChartOptions, StreamsOfOneStudyMustAgree) {
+  Set("--part A --test Width cusum.h 4");
+  const auto both = Run("study cusum --db q.db --test Width");
+  EXPECT_EQ(both.status, 2);
+  EXPECT_NE(both.err.find("the streams differ in cusum.h; give --h or select fewer"),
+            std::string::npos)
+      << both.err;
+  EXPECT_EQ(Run("study cusum --db q.db --test Width --h 5").status, 0);
+  Set("--part B --test Width cusum.h 4");
+  EXPECT_EQ(Run("study cusum --db q.db --test Width").status, 0);
+}
+
+TEST_F(ChartOptions, AlarmsKeepTheStoredLimits) {
+  Write("l.csv", "part,process,test,mean,chart-word\nA,P,Bad,16,0xe00\n");
+  const auto imported = Run("import l.csv --db q.db --kind control-limits");
+  ASSERT_EQ(imported.status, 0) << imported.err;
+  Set("chart.limits probability");
+  // 29 lies on the limit by the distribution, and above 28, that of three sigmas.
+  const auto recorded =
+      Run("record 29 --db q.db --part A --process P --test Bad --size 1 --exit-code --at " +
+          platform::IsoText(CurrentTime() + 30));
+  EXPECT_EQ(recorded.status, 3) << recorded.out << recorded.err;
+}
+
+TEST_F(ChartOptions, WhatAnOptionDoesNotTakeIsMisuse) {
+  const struct {
+    const char* words;
+    const char* says;
+  } rows[] = {
+      {"chart.limits exact", "chart.limits takes sigma, probability or default, not \"exact\""},
+      {"chart.alpha 0.5", "chart.alpha takes a number from 0.0001 to 0.1 or default, not \"0.5\""},
+      {"ewma.weight 0", "ewma.weight takes a number above 0 to 1 or default, not \"0\""},
+      {"ewma.weight x", "not \"x\""},
+      {"--graph 4 chart.limits sigma", "--graph takes 1, 2 or 3"},
+      {"--part A approval two", "--part goes with options of charts such as chart.limits"},
+  };
+  for (const auto& row : rows) {
+    const auto outcome = Run("set --db q.db " + std::string(row.words));
+    EXPECT_EQ(outcome.status, 2) << row.words;
+    EXPECT_NE(outcome.err.find(row.says), std::string::npos) << row.words << ": " << outcome.err;
+  }
+  EXPECT_EQ(Run("set --db q.db --part Nobody chart.limits sigma").status, 1);
+  EXPECT_NE(Run("set --help").out.find("chart.limits"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace orvspc::host

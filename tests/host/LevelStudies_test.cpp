@@ -1,0 +1,323 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cmath>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/engine/studies/cases.h"
+#include "tests/host/ProgramTest.h"
+
+// The studies of levels by the program: steps, short-run, group, baseline.
+namespace orvspc::host {
+namespace {
+
+using nlohmann::json;
+using studies::Case;
+
+std::string TimeOf(std::size_t minutes) {
+  char text[32];
+  std::snprintf(text, sizeof text, "2024-03-%02zuT%02zu:%02zu:00", 1 + minutes / 1440,
+                minutes / 60 % 24, minutes % 60);
+  return text;
+}
+
+std::vector<double> Numbers(const json& array) { return array.get<std::vector<double>>(); }
+
+class LevelStudies : public ProgramTest {
+ protected:
+  struct Row {
+    std::string part, process;
+    std::size_t minutes;
+    std::vector<double> pieces;
+  };
+  void Import(const std::vector<Row>& rows) {
+    std::ostringstream csv;
+    csv.precision(17);
+    csv << "part,process,test,subgroup,time,value\n";
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      for (const double piece : rows[i].pieces) {
+        csv << rows[i].part << "," << rows[i].process << ",Width," << i + 1 << ","
+            << TimeOf(rows[i].minutes) << "," << piece << "\n";
+      }
+    }
+    Write("v.csv", csv.str());
+    const auto run = Run("import v.csv --db q.db");
+    ASSERT_EQ(run.status, 0) << run.err;
+  }
+  void ImportNile() {
+    std::vector<Row> rows;
+    for (const double flow : Case("step-change").Column("flow")) {
+      rows.push_back({"Nile", "Aswan", 60 * rows.size(), {flow}});
+    }
+    Import(rows);
+  }
+  // Two parts in turn, two subgroups each, of three pieces.
+  void ImportParts(std::size_t subgroups) {
+    std::vector<Row> rows;
+    for (std::size_t i = 0; i < subgroups; ++i) {
+      const bool first = i % 4 < 2;
+      const double nominal = first ? 50.0 : 25.0, off = static_cast<double>(i * 7 % 5) - 2.0;
+      rows.push_back({first ? "A" : "B",
+                      "Lathe",
+                      60 * i,
+                      {nominal + off - 1.0, nominal + off, nominal + off + 2.0}});
+    }
+    Import(rows);
+  }
+  // Three heads a group, the third one higher than the others.
+  void ImportHeads(std::size_t groups) {
+    std::vector<Row> rows;
+    for (std::size_t g = 0; g < groups; ++g) {
+      for (std::size_t h = 0; h < 3; ++h) {
+        const double level = 10.0 + (h == 2 ? 3.0 : static_cast<double>((g + h) % 2));
+        rows.push_back({"Oil",
+                        "Head " + std::to_string(h + 1),
+                        60 * g + h,
+                        {level - 1.0, level, level + 1.0}});
+      }
+    }
+    Import(rows);
+  }
+
+  json Json(const std::string& arguments) {
+    const auto run = Run("study " + arguments + " --db q.db --format json");
+    EXPECT_EQ(run.status, 0) << arguments << ": " << run.err;
+    return run.status == 0 ? json::parse(run.out) : json();
+  }
+  json PhasesOf(const std::string& arguments) {
+    return Json(arguments).at("Streams").at(0).at("Phases");
+  }
+  void AddPhases(const std::string& border) {
+    ASSERT_EQ(
+        Run("phase add --db q.db --name One --start 2024-03-01 --end " + border + " --reason tool")
+            .status,
+        0);
+    ASSERT_EQ(Run("phase add --db q.db --name Two --start " + border + " --reason tool").status, 0);
+  }
+  void ExpectChartsSideBySide(const std::string& study) {
+    const auto both = PhasesOf(study);
+    ASSERT_EQ(both.size(), 2U) << study;
+    EXPECT_EQ(both[0], PhasesOf(study + " --phase One")[0]) << study;
+    EXPECT_EQ(both[1], PhasesOf(study + " --phase Two")[0]) << study;
+    EXPECT_EQ(PhasesOf(study + " --all-phases").size(), 1U) << study;
+  }
+};
+
+TEST_F(LevelStudies, StepsOfTheNile) {
+  ImportNile();
+  const Case known("step-change");
+  const auto found = Json("steps");
+  EXPECT_EQ(found["Study"], "steps");
+  EXPECT_EQ(found["Version"], 1);
+  EXPECT_EQ(found["Options"]["Penalty"]["Value"], 3.0);
+  EXPECT_EQ(found["Options"]["Least"]["From"], "default");
+  const auto& phase = found["Streams"][0]["Phases"][0];
+  ASSERT_EQ(phase["Steps"].size(), 1U);
+  const auto& step = phase["Steps"][0];
+  known.Check("step_after", step["After"].get<double>());
+  known.Check("gain_over_sigma2", step["Gain"].get<double>());
+  known.Check("penalty", phase["Penalty"].get<double>());
+  known.Check("means", std::vector{step["MeanBefore"].get<double>(), step["Mean"].get<double>()});
+  EXPECT_EQ(step["Time"], TimeOf(60 * 27));
+  EXPECT_EQ(phase["Level"][27], step["MeanBefore"]);
+  EXPECT_EQ(phase["Level"][28], step["Mean"]);
+  EXPECT_EQ(phase["Segments"][1]["First"], 29);
+  EXPECT_TRUE(PhasesOf("steps --penalty 20")[0]["Steps"].empty());
+  const auto text = Run("study steps --db q.db").out;
+  EXPECT_NE(text.find("1097.75"), std::string::npos) << text;
+}
+
+TEST_F(LevelStudies, ShortRunHasThePublishedFigures) {
+  const Case known("short-run-nominal");
+  const auto parts = known.Cells("part");
+  const auto x1 = known.Column("x1"), x2 = known.Column("x2"), x3 = known.Column("x3");
+  std::vector<Row> rows;
+  for (std::size_t i = 0; i < parts.size(); ++i) {
+    rows.push_back({parts[i], "Lathe", 60 * i, {x1[i], x2[i], x3[i]}});
+  }
+  Import(rows);
+  Write("l.csv", "part,test,usl,target,lsl\nA,Width,60,50,40\nB,Width,35,25,15\n");
+  ASSERT_EQ(Run("import l.csv --kind limits --db q.db").status, 0);
+  const auto found = Json("short-run");
+  EXPECT_EQ(found["Streams"][0]["Part"], "");
+  const auto& phase = found["Streams"][0]["Phases"][0];
+  known.Check("points", Numbers(phase["Points"]));
+  known.Check("cl", phase["CL"][0].get<double>());
+  known.Check("ucl", phase["UCL"][3].get<double>());
+  known.Check("lcl", phase["LCL"][9].get<double>());
+  known.Check("rbar", phase["CL2"][0].get<double>());
+  EXPECT_EQ(phase["PartOf"][3], "A");
+  EXPECT_EQ(phase["PartOf"][4], "B");
+  EXPECT_EQ(phase["Graph2"], "range");
+  ASSERT_EQ(phase["Parts"].size(), 2U);
+  EXPECT_EQ(phase["Parts"][1]["Nominal"], 25.0);
+  EXPECT_EQ(phase["Parts"][1]["Source"], "target");
+  EXPECT_EQ(phase["EqualSpreads"]["Method"], "Bartlett");
+  const auto mean = PhasesOf("short-run --nominal mean")[0];
+  EXPECT_EQ(mean["Parts"][1]["Source"], "mean");
+  EXPECT_NEAR(mean["Parts"][1]["Nominal"].get<double>(), 25.0, 1e-9);
+  EXPECT_NEAR(mean["CL"][0].get<double>(), 0.0, 1e-9);
+  const auto text = Run("study short-run --db q.db --kind z").out;
+  EXPECT_NE(text.find("mean of R/d2"), std::string::npos) << text;
+}
+
+TEST_F(LevelStudies, ShortRunTakesStoredSigmas) {
+  ImportParts(8);
+  Write("c.csv", "part,process,test,mean,sp\nA,Lathe,Width,50,2\n");
+  ASSERT_EQ(Run("import c.csv --kind control-limits --db q.db").status, 0);
+  const auto found = Json("short-run --kind z --sigma stored --nominal mean");
+  const auto& phase = found["Streams"][0]["Phases"][0];
+  const double d = phase["Values"][0].get<double>() - phase["Nominals"][0].get<double>();
+  EXPECT_NEAR(phase["Points"][0].get<double>(), d / (2.0 / std::sqrt(3.0)), 1e-12);
+  EXPECT_TRUE(phase["Points"][2].is_null());  // B has no stored limits
+  EXPECT_EQ(found["Notes"].back()["Code"], "no-sigma");
+}
+
+TEST_F(LevelStudies, GroupHasTheExtremesOfItsStreams) {
+  ImportHeads(9);
+  const auto found = Json("group --group-threshold 600");
+  ASSERT_EQ(found["Members"].size(), 3U);
+  EXPECT_EQ(found["Members"][2]["Process"], "Head 3");
+  EXPECT_EQ(found["Streams"][0]["Part"], "Oil");
+  EXPECT_EQ(found["Streams"][0]["Process"], "");
+  const auto& phase = found["Streams"][0]["Phases"][0];
+  EXPECT_EQ(Numbers(phase["Counts"]), std::vector<double>(9, 3.0));
+  EXPECT_EQ(phase["Times"][1], TimeOf(60));
+  const auto& high = phase["Extreme"][0];
+  EXPECT_EQ(high["Which"], "high");
+  EXPECT_EQ(Numbers(high["Points"]), std::vector<double>(9, 13.0));
+  EXPECT_EQ(high["Members"][0], 3);
+  EXPECT_EQ(phase["Run"], 7);
+  EXPECT_EQ(high["LongRuns"], (std::vector<int>{0, 0, 0, 0, 0, 0, 1, 1, 1}));
+  const auto& low = phase["Extreme"][1];
+  EXPECT_EQ(low["Members"], (std::vector<int>{1, 2, 1, 2, 1, 2, 1, 2, 1}));
+  EXPECT_TRUE(low.contains("LCL"));
+  // Ranges are all 2, so none is the greatest alone.
+  EXPECT_EQ(phase["Extreme"][2]["Members"][0], 0);
+  EXPECT_NEAR(phase["Mean"]["Value"].get<double>(), (9 * 13.0 + 9 * 21.0) / 27.0, 1e-9);
+  // A threshold of nothing parts all subgroups.
+  EXPECT_EQ(PhasesOf("group --group-threshold 0")[0]["Counts"].size(), 27U);
+  const auto text = Run("study group --db q.db").out;
+  EXPECT_NE(text.find("Head 3"), std::string::npos) << text;
+}
+
+// 30 subgroups about 10, of which number 5 has a large spread and number 9 a large mean, with a
+// comment on the former.
+TEST_F(LevelStudies, BaselineLeavesOutInRoundsWhatHasACause) {
+  std::vector<Row> rows;
+  for (std::size_t i = 0; i < 30; ++i) {
+    const double at = 10.0 + 0.1 * (static_cast<double>(i * 7 % 5) - 2.0);
+    const double half = i == 4 ? 3.0 : 0.5, off = i == 8 ? 2.0 : 0.0;
+    rows.push_back({"Ring", "Press", 60 * i, {at + off - half, at + off, at + off + half}});
+  }
+  Import(rows);
+  const auto all = Json("baseline --screening none");
+  EXPECT_EQ(all["Study"], "baseline");
+  EXPECT_EQ(all["Options"]["Screening"]["Value"], "none");
+  const auto& before = all["Streams"][0]["Phases"][0];
+  EXPECT_TRUE(before["Rounds"].empty());
+  EXPECT_EQ(before["Proposal"]["Used"], 30);
+  EXPECT_FALSE(before["Proposal"]["Missing"].empty());
+
+  const auto every = PhasesOf("baseline --screening every")[0];
+  ASSERT_EQ(every["Rounds"].size(), 3U);
+  EXPECT_EQ(every["Rounds"][0]["Candidates"].size(), 1U);
+  EXPECT_EQ(every["Rounds"][0]["Graphs"][0]["CL"], before["Proposal"]["Graphs"][0]["CL"]);
+  EXPECT_EQ(every["Rounds"][1]["LeftOut"].size(), 1U);
+  EXPECT_TRUE(every["Rounds"][2]["Candidates"].empty());
+  EXPECT_EQ(every["Left"][4], 1);
+  EXPECT_EQ(every["Left"][8], 1);
+  EXPECT_EQ(every["Proposal"]["Used"], 28);
+  EXPECT_NEAR(every["Proposal"]["SP"].get<double>(), 1.0 / 1.6925687506432689, 1e-9);
+  EXPECT_TRUE(every["Proposal"]["Missing"].empty());
+  EXPECT_EQ(every["Rounds"][2]["Graphs"][0]["UCL"], every["Proposal"]["Graphs"][0]["UCL"]);
+
+  const auto subgroup = std::to_string(every["Rounds"][0]["LeftOut"][0]["Subgroup"].get<int>());
+  ASSERT_EQ(Run("comment add '#" + subgroup + "' 'wrong tool' --db q.db").status, 0);
+  const auto cause = PhasesOf("baseline")[0];
+  EXPECT_EQ(cause["Rounds"][0]["LeftOut"][0]["Cause"], "comment: wrong tool");
+  EXPECT_EQ(cause["Left"][8], 0);
+  EXPECT_EQ(cause["Proposal"]["Used"], 29);
+  EXPECT_FALSE(cause["Proposal"]["Missing"].empty());
+  // The limits are those that "limits compute" gives.
+  const auto computed = json::parse(
+      Run("limits compute --db q.db --part Ring --test Width --iterate --format json").out);
+  EXPECT_EQ(computed["SP"], cause["Proposal"]["SP"]);
+  EXPECT_EQ(computed["Mean"], cause["Proposal"]["Mean"]);
+}
+
+TEST_F(LevelStudies, ABaselineOfTooLittleIsANote) {
+  ImportHeads(1);
+  const auto found = Json("baseline --process 'Head 1'");
+  EXPECT_EQ(found["Streams"][0]["Phases"][0]["Proposal"]["Used"], 1);
+  EXPECT_EQ(found["Notes"].back()["Code"], "not-to-be-proposed");
+}
+
+TEST_F(LevelStudies, EachPhaseOfABaselineIsAStudyOfItsOwn) {
+  ImportParts(48);
+  AddPhases("2024-03-02");
+  ExpectChartsSideBySide("baseline --part A");
+}
+
+TEST_F(LevelStudies, EachPhaseOfStepsIsAStudyOfItsOwn) {
+  ImportNile();
+  AddPhases("2024-03-03");
+  ExpectChartsSideBySide("steps");
+}
+
+TEST_F(LevelStudies, EachPhaseOfShortRunsIsAStudyOfItsOwn) {
+  ImportParts(48);
+  AddPhases("2024-03-02");
+  for (const char* kind : {"short-run", "short-run --kind z"}) ExpectChartsSideBySide(kind);
+}
+
+TEST_F(LevelStudies, EachPhaseOfAGroupChartIsAStudyOfItsOwn) {
+  ImportHeads(48);
+  AddPhases("2024-03-02");
+  ExpectChartsSideBySide("group");
+}
+
+TEST_F(LevelStudies, EveryFormatAndAnEmptySelection) {
+  ImportHeads(12);
+  for (const char* study : {"steps", "short-run", "short-run --kind z", "group", "baseline"}) {
+    const auto line = std::string("study ") + study + " --db q.db";
+    EXPECT_EQ(Run(line).status, 0) << line;
+    for (const char* file : {"a.svg", "a.html", "a.json", "a.txt"}) {
+      EXPECT_EQ(Run(line + " -o " + file).status, 0) << line;
+      EXPECT_EQ(Text(folder_.File(file)).find("nan"), std::string::npos) << line << file;
+    }
+    const auto empty = Run(line + " --since 2030-01-01");
+    EXPECT_EQ(empty.status, 0) << line;
+    EXPECT_NE(empty.out.find("no data"), std::string::npos) << line << empty.out;
+    EXPECT_EQ(Run(line + " --since 2030-01-01 -o e.html").status, 1) << line;
+    EXPECT_FALSE(Exists("e.html")) << line;
+  }
+}
+
+TEST_F(LevelStudies, Misuse) {
+  ImportHeads(3);
+  const struct {
+    const char *arguments, *line;
+  } rows[] = {
+      {"steps --penalty 0.5", "--penalty takes a number from 1 to 20, not 0.5"},
+      {"steps --least 1", "--least takes a whole number from 2 to 1000, not \"1\""},
+      {"short-run --kind score", "--kind takes deviation or z, not \"score\""},
+      {"short-run --sigma constant", "--sigma goes with --kind z"},
+      {"short-run --rules most",
+       "--rules takes one of classic, nelson, western-electric, aiag, public-health, not most"},
+      {"baseline --screening all", "--screening takes cause, every or none, not \"all\""},
+      {"group --group-threshold -1",
+       "--group-threshold takes a whole number from 0 to 2147483647, not \"-1\""},
+  };
+  for (const auto& row : rows) {
+    const auto run = Run(std::string("study ") + row.arguments + " --db q.db");
+    EXPECT_EQ(run.status, 2) << row.arguments;
+    EXPECT_EQ(run.err, "orvspc study: " + std::string(row.line) + "\n");
+    EXPECT_EQ(run.out, "");
+  }
+}
+
+}  // namespace
+}  // namespace orvspc::host
