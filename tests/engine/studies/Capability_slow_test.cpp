@@ -18,7 +18,7 @@ TEST(CapabilityCoverageSlow, IndicesOfSingleValues) {
 }
 
 // Percentiles of a bootstrap of 40 subgroups or 100 values are known to cover less.
-TEST(CapabilityCoverageSlow, Bootstrap) { CheckBootstrap(2000, {2000, 0.90, 0.97}); }
+TEST(CapabilityCoverageSlow, Bootstrap) { CheckBootstrap(400, {2000, 0.90, 0.97}); }
 
 TEST(CapabilityCoverageSlow, Tolerance) { CheckTolerances(kExact, kAtLeast); }
 
