@@ -9,7 +9,7 @@ namespace {
 constexpr Number kLags{{"lags", "N", "how many", "20, at most a quarter of the points"}, 1, 10000};
 constexpr Number kTested{
     {"tested", "N", "lags of the test", "10, at most a fifth of the points"}, 1, 10000};
-constexpr RealInside kLevel{
+constexpr RealInside kAcfLevel{
     {"level", "X", "confidence of the bounds of a correlation", "0.95"}, 0.5, 0.9999};
 constexpr RealInside kPhi{
     {"phi", "X", "known dependence on the point before, with --mean and --sigma", "estimated"},
@@ -39,7 +39,7 @@ int RunAcf(const Arguments& arguments, Console& console) {
   const auto take = [&](StudyOptions& options) {
     asked.lags = Count(options, arguments, "Lags", kLags);
     asked.tested = Count(options, arguments, "Tested", kTested);
-    asked.level = options.Get("Level", kLevel, studies::AcfOptions().level);
+    asked.level = options.Get("Level", kAcfLevel, studies::AcfOptions().level);
   };
   return RunOnStreams<render::AcfDocument>(
       arguments, console, "acf", render::AcfJson, render::MakeAcfView, take,
@@ -88,7 +88,7 @@ Command AcfStudyCommand() {
           "Formats: text, json, svg, html.",
           "orvspc study acf --db q.db --part Ring --test Diameter -o acf.svg",
           Together(SelectionOptions(),
-                   std::vector<Option>{kStudyMax, kLags, kTested, kLevel, kPhase, kAllPhases},
+                   std::vector<Option>{kStudyMax, kLags, kTested, kAcfLevel, kPhase, kAllPhases},
                    kPageOptions),
           RunAcf};
 }

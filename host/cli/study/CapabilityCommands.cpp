@@ -79,7 +79,7 @@ int RunTolerance(const Arguments& arguments, Console& console) {
                       render::MakeToleranceView);
 }
 
-constexpr RealInside kLevel{{"level", "X", "of the intervals", "0.95"}, 0.0, 1.0, true, true};
+constexpr RealInside kCountsLevel{{"level", "X", "of the intervals", "0.95"}, 0.0, 1.0, true, true};
 constexpr RealInside kOpportunities{
     {"opportunities", "X", "of tests of defects: places in a unit where one may be", "1"},
     0.0,
@@ -90,7 +90,7 @@ constexpr RealInside kOpportunities{
 int RunCountCapability(const Arguments& arguments, Console& console) {
   StudyOptions options(arguments);
   studies::CountCapabilityOptions asked;
-  asked.level = options.Get("Level", kLevel, asked.level);
+  asked.level = options.Get("Level", kCountsLevel, asked.level);
   asked.opportunities = options.Get("Opportunities", kOpportunities, asked.opportunities);
   studies::ReadOptions read;
   read.counts = true;
@@ -135,7 +135,7 @@ Command CountsStudyCommand() {
           "Formats: text, json, svg, html.",
           "orvspc study counts --db q.db --part Can --test Leaks -o leaks.svg",
           Together(SelectionOptions(),
-                   std::vector<Option>{kStudyMax, kLevel, kOpportunities, kPhase, kAllPhases},
+                   std::vector<Option>{kStudyMax, kCountsLevel, kOpportunities, kPhase, kAllPhases},
                    kPageOptions),
           RunCountCapability};
 }
