@@ -3,6 +3,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 
 #include "tests/host/ProgramTest.h"
 
@@ -280,18 +281,21 @@ TEST_F(CapabilityStudies, CapabilityOfDefectivesAndDefects) {
 TEST_F(CapabilityStudies, PhasesAreStudiedSideBySide) {
   Import("flow-width.csv");
   Import("purchase-orders.csv");
-  for (const char* phase : {"--part Wafer --start 2024-03-04 --end 2024-03-05",
-                            "--part 'Purchase order' --start 2024-01-01 --end 2024-04-01"}) {
-    const auto run = Run("phase add --db q.db --name first --reason trial " + std::string(phase));
+  for (const char* phase :
+       {"--name wafers --part Wafer --start 2024-03-04 --end 2024-03-05",
+        "--name orders --part 'Purchase order' --start 2024-01-01 --end 2024-04-01"}) {
+    const auto run = Run("phase add --db q.db --reason trial " + std::string(phase));
     ASSERT_EQ(run.status, 0) << run.err;
   }
-  for (const char* line : {"study tolerance --db q.db --part Wafer", "study counts --db q.db"}) {
-    const auto all = Json(line), one = Json(std::string(line) + " --phase first");
+  for (const auto& [line, name] :
+       {std::pair<std::string, std::string>{"study tolerance --db q.db --part Wafer", "wafers"},
+        {"study counts --db q.db", "orders"}}) {
+    const auto all = Json(line), one = Json(line + " --phase " + name);
     ASSERT_GE(all["Streams"][0]["Phases"].size(), 2U) << line;
     ASSERT_EQ(one["Streams"][0]["Phases"].size(), 1U) << line;
     EXPECT_EQ(all["Streams"][0]["Phases"][0], one["Streams"][0]["Phases"][0]) << line;
-    EXPECT_EQ(Json(std::string(line) + " --all-phases")["Streams"][0]["Phases"].size(), 1U) << line;
-    EXPECT_NE(Run(std::string(line) + " --format svg").out.find("first"), std::string::npos);
+    EXPECT_EQ(Json(line + " --all-phases")["Streams"][0]["Phases"].size(), 1U) << line;
+    EXPECT_NE(Run(line + " --format svg").out.find(name), std::string::npos);
   }
 }
 

@@ -17,8 +17,9 @@ TEST(CapabilityCoverageSlow, IndicesOfSingleValues) {
   CheckIndices("MR-est", 100, 1, kExact);
 }
 
-// Percentiles of a bootstrap of 40 subgroups or 100 values are known to cover less.
-TEST(CapabilityCoverageSlow, Bootstrap) { CheckBootstrap(2000, {2000, 0.90, 0.97}); }
+// The figures are for reading: about 0.93 by a law of 100 values, 0.97 between and within, where
+// resamples in another order have wider moving ranges.
+TEST(CapabilityCoverageSlow, Bootstrap) { CheckBootstrap(400, {2000, 0.90, 0.985}); }
 
 TEST(CapabilityCoverageSlow, Tolerance) { CheckTolerances(kExact, kAtLeast); }
 
