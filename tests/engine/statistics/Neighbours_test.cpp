@@ -9,8 +9,6 @@
 namespace orvspc::engine::statistics {
 namespace {
 
-using platform::kNaN;
-
 // By hand: mean 3, deviations -2 0 -1 2 1, products 0 0 -2 2, squares 10.
 TEST(CorrelationOfNeighbours, FiguresByHandWhateverTheSumsRunAbout) {
   const std::vector<double> points{1, 3, 2, 5, 4};
@@ -30,7 +28,7 @@ TEST(CorrelationOfNeighbours, UnusedPointsArePassedOverAndGapsLeavePairsOut) {
   const std::vector<double> passed{1, 2, 99, 4, 5, 3};
   const std::vector<std::uint8_t> used{1, 1, 0, 1, 1, 1};
   EXPECT_NEAR(CorrelationOfNeighbours(passed, used, 3.0).r1, 0.3, 1e-15);
-  const std::vector<double> gap{1, 2, kNaN, 4, 5, 3};
+  const std::vector<double> gap{1, 2, platform::kNaN, 4, 5, 3};
   EXPECT_NEAR(CorrelationOfNeighbours(gap, {}, 2.0).r1, 0.4, 1e-15);
 }
 
