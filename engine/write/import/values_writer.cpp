@@ -51,6 +51,7 @@ void ValuesWriter::Write() {
 
 void ValuesWriter::Finish() {
   file_.digest = digest_.Finish(file_.batch);
+  file_.records = digest_.Records();
   const auto last = sql::LastId(db_, "subgroup");
   if (file_.report.subgroups == 0 || last <= kManySubgroups) return;
   file_.report.notes.push_back({"few-identifiers",
@@ -58,7 +59,6 @@ void ValuesWriter::Finish() {
                                     " identifiers of subgroups are used; begin a new database "
                                     "before the last one",
                                 {}});
-  file_.records = digest_.Records();
 }
 
 void ValuesWriter::WriteSubgroups() {
