@@ -124,9 +124,9 @@ TEST_F(EditCommand, AnEmptyNameTakesItAway) {
   EXPECT_NE(Run("data --db q.db").out.find("wrong"), std::string::npos);
   EXPECT_EQ(Run("edit subgroup '#1' --lot ''" + why).status, 0);
   EXPECT_EQ(Run("data --db q.db").out.find("wrong"), std::string::npos);
-  EXPECT_EQ(Run("edit value '#1' --defect '' --to 5" + why).status, 0);
+  EXPECT_EQ(Run("edit value '#1' --test Flaws --defect '' --to 5" + why).status, 0);
   const auto data = Run("data --db q.db").out;
-  EXPECT_NE(data.find("x5"), data.npos) << data;
+  EXPECT_NE(data.find("SC x2  5"), data.npos) << data;
   const auto lacking = Run("edit subgroup '#1'" + why + " --lot");
   EXPECT_EQ(lacking.status, 2);
   EXPECT_NE(lacking.err.find("--lot needs a value: NAME"), lacking.err.npos) << lacking.err;

@@ -227,9 +227,12 @@ TEST_F(StreamStudies, EveryFormatAndAnEmptySelection) {
   ImportCounts(Counts(60), std::vector<double>(60, 200.0), "defects");
   const struct {
     const char *arguments, *text;
-  } rows[] = {
-      {"ewma", "EWMA"},     {"cusum", "Shifts"},  {"cusum --counts --mu1 0.1 --h 4", "of counts"},
-      {"laney", "sigma z"}, {"acf", "Ljung-Box"}, {"ar1", "phi"}};
+  } rows[] = {{"ewma", "EWMA"},
+              {"cusum", "head start 0"},
+              {"cusum --counts --mu1 0.1 --h 4", "of counts"},
+              {"laney", "sigma z"},
+              {"acf", "Ljung-Box"},
+              {"ar1", "phi"}};
   for (const auto& row : rows) {
     const auto line = std::string("study ") + row.arguments + " --db q.db";
     const auto text = Run(line);

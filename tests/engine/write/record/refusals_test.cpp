@@ -303,6 +303,7 @@ TEST_F(RecorderTest, TheFirstRuleThatIsBrokenIsNamed) {
   record.time = kNow + 1000;
   record.part = "";
   EXPECT_EQ(RefusalOf(record)->code, "name");
+  record.part = "Ring";
   store::RunSql(Path(), "UPDATE part SET active = 0; UPDATE process SET active = 0");
   for (auto* const name : {&record.part, &record.process, &record.test}) {
     const auto known = std::exchange(*name, "Bush");
