@@ -2,8 +2,9 @@
 # SPDX-License-Identifier: Apache-2.0
 # Every check of the project: ./test.sh [--slow], then ./test.sh --windows
 # --slow also runs the tests with the label "slow" and generators that take minutes, compiles each
-# source by itself, and looks at the tests with clang-tidy. --windows runs something else: it builds
-# the component and the program for Windows, and checks them under Wine.
+# source by itself and the release with its benches, links everything at once, and looks at the
+# tests with clang-tidy. --windows runs something else: it builds the component and the program for
+# Windows, and checks them under Wine.
 # Each stage's output goes to build/logs; what fails is shown, and at the end the time of each stage
 # beside its processor time. Exit status 0 when every stage passed.
 set -uo pipefail
@@ -171,12 +172,14 @@ stage "tests, PostgreSQL" postgres tests/postgres/run.sh build/ci/bin ${slow[@]+
 stage "each public header alone" headers \
       cmake --build --preset ci --target all_verify_interface_header_sets
 stage "package, used from outside" consumer tests/consumer/run.sh build/ci
-stage "one definition of each name" odr build odr
-# The release with its benches, which nothing else compiles.
-if stage "build, release" build-bench build bench; then
-  stage "hardening of the release" hardening tools/check_hardening.sh build/bench/bin/orvspc
-else
-  not_run "hardening of the release"
+if [ ${#slow[@]} -gt 0 ]; then
+  stage "one definition of each name" odr build odr
+  # The release with its benches, which nothing else compiles.
+  if stage "build, release" build-bench build bench; then
+    stage "hardening of the release" hardening tools/check_hardening.sh build/bench/bin/orvspc
+  else
+    not_run "hardening of the release"
+  fi
 fi
 build_and_test asan "clang, address and undefined"
 if stage "build, clang, thread" build-tsan build_threads; then
