@@ -103,6 +103,8 @@ class BothStoresTest : public testing::Test {
 };
 
 TEST_F(BothStoresTest, TheSameImportsGiveTheSameRowsAndIdentifiers) {
+  ImportOptions why;
+  why.reason = "as the plan says";
   const std::string samples = std::string(ORVSPC_TESTS_DIR) + "/../host/samples/";
   WriteFile(folder_.File("refused.csv"),
             "part,process,test,subgroup,time,value\nNew,New,New,1,2024-01-01,5\nNew,,,,,\n");
@@ -110,7 +112,7 @@ TEST_F(BothStoresTest, TheSameImportsGiveTheSameRowsAndIdentifiers) {
     ImportReport reports[2];
     for (const auto& path : {file_, server_}) {
       reports[path == file_ ? 0 : 1] =
-          QualityDatabase::ImportInto(path, samples + sample.file + ".csv", sample.kind);
+          QualityDatabase::ImportInto(path, samples + sample.file + ".csv", sample.kind, why);
       // What was refused takes no identifier with it.
       EXPECT_NE(FailureOf([&] {
                   QualityDatabase::ImportInto(path, folder_.File("refused.csv"),
@@ -125,7 +127,7 @@ TEST_F(BothStoresTest, TheSameImportsGiveTheSameRowsAndIdentifiers) {
   for (const auto& [kind, text] : import::kEveryKind) {
     WriteFile(folder_.File("in.csv"), text);
     for (const auto& path : {file_, server_}) {
-      QualityDatabase::ImportInto(path, folder_.File("in.csv"), kind);
+      QualityDatabase::ImportInto(path, folder_.File("in.csv"), kind, why);
     }
   }
   for (const auto& path : {file_, server_}) {

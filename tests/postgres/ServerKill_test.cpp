@@ -63,7 +63,7 @@ TEST_F(ServerKillTest, AServerThatDiesAtAnyMomentHasAllOfAnImportOrNothing) {
     const auto begin = std::chrono::steady_clock::now();
     const auto failure = Checked(
         FailureOf([&] { ImportCsv(folder_.File("some.csv"), Db(), ImportKind::Values, options); }));
-    ASSERT_TRUE(has_begun);
+    ASSERT_TRUE(has_begun) << failure;
     // At first once it is through, at last as soon as it has begun.
     if (round == 0) {
       whole = std::chrono::steady_clock::now() - begin;
