@@ -89,7 +89,8 @@ void CheckKnown(const VectorParameters& known, std::size_t p) {
 }  // namespace
 
 SquareMatrix AsMatrix(const std::vector<double>& cells) {
-  SquareMatrix matrix(static_cast<std::size_t>(std::sqrt(static_cast<double>(cells.size())) + 0.5));
+  SquareMatrix matrix(
+      static_cast<std::size_t>(std::lround(std::sqrt(static_cast<double>(cells.size())))));
   matrix.cells = cells;
   return matrix;
 }

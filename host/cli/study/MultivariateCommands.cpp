@@ -68,7 +68,7 @@ std::vector<double> NumbersOf(const Arguments& arguments, const Option& option) 
 }
 
 std::vector<std::string> ColumnsOf(const Arguments& arguments) {
-  const auto names = Split(arguments.Required(kColumns));
+  auto names = Split(arguments.Required(kColumns));
   if (names.size() < studies::kLeastVariables || names.size() > studies::kMostVariables) {
     throw Misuse("--columns takes 2 to 20 names, not " + std::to_string(names.size()));
   }
@@ -152,7 +152,8 @@ void ReadFile(const Arguments& arguments, Document& document) {
     stretch.pieces.insert(stretch.pieces.end(), subgroup.begin(), subgroup.end());
     stretch.first_piece.push_back(static_cast<std::uint32_t>(stretch.pieces.size()));
     stretch.points.push_back(render::kNaN);
-    stretch.sizes.push_back(static_cast<double>(subgroup.size() / names.size()));
+    const std::size_t vectors = subgroup.size() / names.size();
+    stretch.sizes.push_back(static_cast<double>(vectors));
   }
   document.data.streams.push_back({0, 0, 0, {std::move(stretch)}});
   document.variables.push_back(names);

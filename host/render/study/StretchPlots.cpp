@@ -58,7 +58,7 @@ void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& st
 }
 
 std::string FigureText(const studies::Figure& figure) {
-  const auto text = Significant(figure.value, 7);
+  auto text = Significant(figure.value, 7);
   if (figure.estimator.empty()) return text;
   return text + " (" + EstimatorText(figure.estimator) + ")";
 }
