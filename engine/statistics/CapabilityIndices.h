@@ -43,7 +43,7 @@ CapabilityIndices IndicesOf(const Reach& reach, const Tolerance& tolerance);
 // (mean - aim)/(3 sigma), signed; the aim is the mean where there is neither target nor middle.
 double AimRatio(double mean, double sigma, const Tolerance& tolerance);
 
-// Confidence intervals of indices of normal values; level 0..1. count: values behind the mean;
+// Confidence intervals of indices of normal values; level 0..1. count: values that the mean is of;
 // degrees: of freedom of sigma, count - 1 of the standard deviation of all. A bound by itself, with
 // all of the risk on its side, is that of the level 2 level - 1.
 //   p     p sqrt(chi2(a/2, degrees)/degrees) to p sqrt(chi2(1 - a/2, degrees)/degrees), exact

@@ -20,7 +20,8 @@ namespace orvspc::studies {
 enum class ShortRunKind { Deviation, Score };
 // Of a part: its own, that of all parts, proportional to the nominal, or of its stored limits.
 enum class PartSigma { ByPart, Constant, Relative, Stored };
-// Target of the specification in force, or without one the mean of the part; or always the mean.
+// Target of the specification limits in force, or without one the mean of the part; or always the
+// mean.
 enum class PartNominal { Target, Mean };
 
 struct ShortRunOptions {

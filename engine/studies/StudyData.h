@@ -45,8 +45,9 @@ struct Stretch {
   // Where several are side by side, what each subgroup is of: its part (MixedParts), or the place
   // of its stream (MixedStreams); else empty.
   std::vector<std::int32_t> members;
-  // What the rows in force at the subgroup say: the target of the specification, and sigma of one
-  // piece of the stored control limits; NaN: none. Empty unless asked for (ReadOptions::limits).
+  // What the rows in force at the subgroup say: the target of the specification limits, and sigma
+  // of one piece of the stored control limits; NaN: none. Empty unless asked for
+  // (ReadOptions::limits).
   std::vector<double> targets, stored_sigmas;
 
   Estimate mean, sp;  // of the points, and of one piece

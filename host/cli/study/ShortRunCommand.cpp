@@ -31,7 +31,7 @@ constexpr Choice<PartSigma> kSigma{
 constexpr render::Word kNominalWords[] = {WordFor("target", PartNominal::Target),
                                           WordFor("mean", PartNominal::Mean)};
 constexpr Choice<PartNominal> kNominal{
-    {"nominal", "WORD", "target of the specification, where there is one, or mean of the part", "",
+    {"nominal", "WORD", "target of the specification limits, if any, or mean of the part", "",
      false, kNominalWords}};
 constexpr render::Word kSpreadWords[] = {WordFor("auto", SpreadGraph::Auto),
                                          WordFor("range", SpreadGraph::Range),

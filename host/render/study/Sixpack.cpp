@@ -150,7 +150,7 @@ Plot ProbabilityOf(const LawsDocument& document, const CapabilityView& view) {
   return Empty("Probability plot");
 }
 
-// The specification beside mean and three sigmas on either side.
+// The specification limits beside mean and three sigmas on either side.
 Plot CapabilityOf(const CapabilityView& view, const CapabilityRead& read) {
   Plot plot;
   plot.title = "Limits and 6 sigmas";

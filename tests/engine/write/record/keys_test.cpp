@@ -79,7 +79,7 @@ TEST_F(RecorderTest, WhatIsNoNumberIsRefusedWithAKeyToo) {
       }
     }
   }
-  // The place of a refused record is part of what the key of a batch stands for.
+  // The place of a refused record belongs to what the key of a batch identifies.
   BatchOptions options;
   options.key = "tuesday";
   options.skip_refused = true;
