@@ -60,7 +60,9 @@ stage() {
 # A stage that cannot be run because an earlier one failed counts as failed.
 not_run() { row "$1" "not run" 0 0; failed+=("$1"); }
 
-build() { cmake --preset "$1" && cmake --build --preset "$1" -- -k 0; }
+build() {  # preset, options of CMake
+  cmake --preset "$@" && cmake --build --preset "$1" -- -k 0
+}
 
 run_tests() {  # preset
   ctest --test-dir "build/$1" --output-on-failure --no-tests=error -j "$jobs" \
@@ -70,7 +72,7 @@ run_tests() {  # preset
 closing_summary() { sed -n '/tests passed/,$p' "$logs/$1.log"; }  # log
 
 build_and_test() {  # preset, what it is
-  if stage "build, $2" "build-$1" build "$1"; then
+  if stage "build, $2" "build-$1" build "$1" "-DORVSPC_SLOW_TESTS=${slow:+ON}"; then
     stage "tests, $2" "tests-$1" run_tests "$1"
     closing_summary "tests-$1"
   else

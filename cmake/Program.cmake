@@ -3,7 +3,8 @@
 
 # What turns results into text, SVG, HTML and JSON, for hosts of any kind. What a host needs of it:
 # of each family how a result is read, what is drawn of it, and its formats.
-set(render_headers core/Html.h core/Json.h core/Numbers.h core/PlainText.h core/Scene.h core/Text.h
+set(render_headers core/Html.h core/Json.h core/Numbers.h core/PlainText.h
+                   core/ResolvedOption.h core/Scene.h core/Text.h
                    core/Words.h)
 foreach(family chart capability pareto states compliance events data)
   file(GLOB family_headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/host/render
@@ -31,7 +32,7 @@ orvspc_library(cli DIR host/cli BASE . PRIVATE EXCLUDE host/cli/main.cpp
 file(GLOB samples CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/samples/*.csv)
 orvspc_embed(orvspc_cli Samples HEADER host/cli/Samples.h NAMESPACE orvspc::cli FILES ${samples})
 file(GLOB readings CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/host/samples/studies/*.csv)
-orvspc_embed(orvspc_cli Readings HEADER host/cli/Samples.h NAMESPACE orvspc::cli FILES ${readings})
+orvspc_embed(orvspc_cli StudySamples HEADER host/cli/Samples.h NAMESPACE orvspc::cli FILES ${readings})
 orvspc_build_info(orvspc_cli)
 if(ORVSPC_POSTGRESQL)
   target_link_libraries(orvspc_cli PUBLIC orvspc_postgres)

@@ -6,6 +6,13 @@ find_package(GTest REQUIRED)
 
 orvspc_library(test_fake DIR tests/fake BASE . PRIVATE LINK orvspc_frame orvspc_engine_dom)
 
+# Not optimised, since a test runs once and most of them wait for the code that they call. With
+# ORVSPC_SANITIZE_TESTS off a sanitizer watches that code alone, and still every allocation.
+set(test_options "$<$<CONFIG:Debug>:-O0;-g1>")
+if(ORVSPC_SANITIZE AND NOT ORVSPC_SANITIZE_TESTS)
+  list(APPEND test_options -fno-sanitize=all)
+endif()
+
 # The path of the program and of the test data, for tests that need them.
 set(test_definitions ORVSPC_TESTS_DIR="${PROJECT_SOURCE_DIR}/tests"
                      ORVSPC_PROGRAM="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/orvspc")
@@ -20,6 +27,7 @@ function(orvspc_test_program name label)
   orvspc_unity(${name})
   target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gtest GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_compile_options(${name} PRIVATE ${test_options})
   target_compile_definitions(${name} PRIVATE ${test_definitions})
   if(ORVSPC_POSTGRESQL AND name MATCHES "test_(engine|threads|host|script)")
     target_link_libraries(${name} PRIVATE orvspc_postgres)
@@ -47,7 +55,7 @@ function(orvspc_tests dir)
   if(sources)
     orvspc_test_program(${name} fast SOURCES ${sources} LINK ${ARGN})
   endif()
-  if(slow)
+  if(slow AND ORVSPC_SLOW_TESTS)
     orvspc_test_program(${name}_slow slow SOURCES ${slow} LINK ${ARGN})
   endif()
 endfunction()
@@ -73,7 +81,10 @@ foreach(dir engine engine/chunks engine/store engine/audit engine/charts engine/
   orvspc_tests(${dir} orvspc_embedded)
 endforeach()
 orvspc_tests(engine/studies orvspc_studies orvspc_embedded)
-target_sources(test_engine_studies_slow PRIVATE ${PROJECT_SOURCE_DIR}/tests/engine/studies/simulated_runs.cpp)
+if(ORVSPC_SLOW_TESTS)
+  target_sources(test_engine_studies_slow PRIVATE
+                 ${PROJECT_SOURCE_DIR}/tests/engine/studies/simulated_runs.cpp)
+endif()
 orvspc_tests(certified orvspc_analysis orvspc_embedded)
 foreach(dir contract hostile)
   orvspc_tests(${dir} orvspc_test_fake orvspc_analysis orvspc_embedded EXPAT::EXPAT)
@@ -90,12 +101,17 @@ if(ORVSPC_POSTGRESQL)
   set(slow ${sources})
   list(FILTER slow INCLUDE REGEX "_slow_test\\.cpp$")
   list(FILTER sources EXCLUDE REGEX "_slow_test\\.cpp$")
+  set(programs test_postgres)
   add_executable(test_postgres ${sources})
-  add_executable(test_postgres_slow ${slow})
-  foreach(name test_postgres test_postgres_slow)
+  if(ORVSPC_SLOW_TESTS)
+    list(APPEND programs test_postgres_slow)
+    add_executable(test_postgres_slow ${slow})
+  endif()
+  foreach(name IN LISTS programs)
     target_link_libraries(${name} PRIVATE orvspc_cli orvspc_postgres GTest::gtest
                           GTest::gtest_main)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_compile_options(${name} PRIVATE ${test_options})
     target_compile_definitions(${name} PRIVATE ${test_definitions} ORVSPC_POSTGRESQL)
     if(TARGET orvspc)
       add_dependencies(${name} orvspc)
@@ -113,10 +129,14 @@ function(orvspc_floor_check floor)
                           $<LINK_LIBRARY:WHOLE_ARCHIVE,orvspc_${floor}>)
   endif()
 endfunction()
-foreach(floor system platform frame dataset select ${ORVSPC_ANALYSES} engine_time engine_statistics engine_sql engine_schema
-              engine_catalogue engine_log engine_chunks engine_write_chunks engine_store engine_write
-              engine_import engine_record engine_change engine_audit engine_hooks engine_deliver
-              engine_dom engine_charts engine_limits engine_capability engine_pareto engine_compliance
-              embedded studies)
-  orvspc_floor_check(${floor})
-endforeach()
+set(checked_floors
+    system platform frame dataset select ${ORVSPC_ANALYSES} engine_time engine_statistics engine_sql
+    engine_schema engine_catalogue engine_log engine_chunks engine_write_chunks engine_store
+    engine_write engine_import engine_record engine_change engine_audit engine_hooks engine_deliver
+    engine_dom engine_charts engine_limits engine_capability engine_pareto engine_compliance
+    embedded studies)
+if(ORVSPC_FLOOR_CHECKS)
+  foreach(floor IN LISTS checked_floors)
+    orvspc_floor_check(${floor})
+  endforeach()
+endif()

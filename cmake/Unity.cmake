@@ -15,7 +15,7 @@ function(orvspc_names_of source result)
   set(names "")
   foreach(line IN LISTS lines)
     foreach(pattern IN ITEMS
-            "^\n(struct|class|enum|enum class|union) ([A-Za-z0-9_]+)( final)?( |$)"
+            "^\n(enum class|struct|class|enum|union) ([A-Za-z0-9_]+)( final)?( |$)"
             "^\n(using) ([A-Za-z0-9_]+) ="
             "^\n(const|constexpr|inline|static|thread_local) [^=({]*[ *&]([A-Za-z0-9_]+) *[={]"
             "^\n([A-Za-z][^=(]*[ *&])([A-Za-z0-9_]+)[(]"

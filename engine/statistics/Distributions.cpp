@@ -11,17 +11,15 @@
 #include <boost/math/special_functions/gamma.hpp>
 #include <boost/math/special_functions/trigamma.hpp>
 #include <cmath>
-#include <limits>
 #include <numbers>
 
+#include "engine/statistics/Numerics.h"
 #include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 namespace {
 
 using platform::kNaN;
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 namespace policies = boost::math::policies;
 // Results that do not exist come back as numbers; nothing is thrown into an analysis.

@@ -2,12 +2,12 @@
 #include "engine/statistics/Johnson.h"
 
 #include <cmath>
-#include <limits>
+
+#include "engine/statistics/Numerics.h"
 
 namespace orvspc::engine::statistics {
 namespace {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 // Half-width of the band of ln(m/p) around 0 that counts as normal.
 constexpr double kNormalBand = 0.05;
 

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numbers>
 
 #include "engine/statistics/Distributions.h"
@@ -14,8 +13,6 @@ namespace orvspc::engine::statistics {
 namespace {
 
 using platform::kNaN;
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 constexpr LawFamily kFamilies[kLikelihoodLaws] = {
     {Kernel::Normal, LawScale::Plain, false, {"mean", "sd"}, 2},

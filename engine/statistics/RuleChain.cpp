@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <limits>
 #include <map>
 #include <numeric>
 #include <utility>
@@ -17,8 +16,6 @@ namespace orvspc::engine::statistics {
 namespace {
 
 using platform::kNaN;
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // Which points of a rule are remembered together.
 enum class Remembered : std::uint8_t { Above, Below, Inside, OutsideEither, OutsideBoth };

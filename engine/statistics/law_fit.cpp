@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numbers>
 #include <optional>
 
@@ -14,7 +13,6 @@ namespace {
 
 using platform::kNaN;
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr int kMostSteps = 200;
 
 // ln f(z) of a standard density and its first two derivatives.

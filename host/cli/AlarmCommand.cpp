@@ -94,7 +94,7 @@ std::int32_t AlarmOf(const Arguments& arguments) {
   return id;
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunAlarmCommand(const Arguments& arguments, Console& console) {
   const auto verb = VerbOf(arguments, {"list", "ack", "close", "reopen"});
   const bool is_list = verb == "list";
   if (is_list && arguments.Positional().size() > 1) {
@@ -141,7 +141,7 @@ Command AlarmCommand() {
           Together(std::vector<Option>{kDatabase, kOpen, kPart, kProcess, kTest, kSince, kAcc, kCac,
                                        kComment, kOpenExitCode},
                    kOutputOptions, std::vector<Option>{kBy, kStation, kReason, kExpect, kDryRun}),
-          Run,
+          RunAlarmCommand,
           2,
           nullptr,
           [](const Arguments& arguments) { return arguments.Positional()[0] != "list"; }};

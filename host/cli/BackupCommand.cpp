@@ -17,7 +17,7 @@ constexpr Number kKeep{
     {"keep", "N", "in a folder, deletes all but the newest N backups", "all"}, 1, 100'000};
 constexpr Option kAsCopy{"as-copy", nullptr, "the copy goes on as a database of its own"};
 
-int Run(const Arguments& arguments, Console& console) {
+int RunBackupCommand(const Arguments& arguments, Console& console) {
   const auto path = arguments.Required(kDatabase), to = arguments.Required(kTo);
   BackupOptions options{.keep = arguments.Get(kKeep),
                         .as_copy = arguments.Has(kAsCopy),
@@ -59,7 +59,7 @@ Command BackupCommand() {
       "is worked in beside the first.",
       "orvspc backup --db q.db --to /backups --keep 14",
       {kDatabase, kTo, kKeep, kAsCopy, kBy, kStation, kReason},
-      Run};
+      RunBackupCommand};
 }
 
 }  // namespace orvspc::cli

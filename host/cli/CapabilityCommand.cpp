@@ -15,7 +15,7 @@ namespace orvspc::cli {
 
 namespace {
 
-constexpr Number kMax = MaximumOption("the newest N subgroups at most; 0: all", "all");
+constexpr Number kLatest = MaximumOption("the newest N subgroups at most; 0: all", "all");
 constexpr render::Word kFitWords[] = {{"normal", caFitNormal}, {"johnson", caFitJohnson}};
 constexpr Choice<caFitTypes> kFit{
     {"fit", "WORD", "the distribution that expected proportions follow", "", false, kFitWords}};
@@ -101,9 +101,9 @@ constexpr Option kStudyOptions[] = {kLaw,   kQuantiles,     kDivisor, kRound,   
                                     kBound, kBetweenWithin, kSixpack};
 // Each of them asks for something that the XML document has no place for.
 constexpr Option kAsking[] = {kLaw, kQuantiles, kIntervals, kBetweenWithin, kSixpack};
-constexpr Option kOptions[] = {kMax,      kFit,       kSigma,     kUsl,   kTarget,
-                               kLsl,      kNormalize, kBins,      kCurve, kWindow,
-                               kWindowSd, kWindowMin, kWindowMax, kPhase, kAllPhases};
+constexpr Option kCapabilityOptions[] = {kLatest,   kFit,       kSigma,     kUsl,   kTarget,
+                                         kLsl,      kNormalize, kBins,      kCurve, kWindow,
+                                         kWindowSd, kWindowMin, kWindowMax, kPhase, kAllPhases};
 
 void SetWindow(const Arguments& arguments, CAProcessing& processing) {
   const auto least = arguments.Get(kWindowMin), most = arguments.Get(kWindowMax);
@@ -281,11 +281,11 @@ std::string FormattedSixpack(render::LawsDocument study, const Analysis& run) {
   return run.format == "svg" ? render::RenderStudySvg(view) : render::RenderStudyHtml(view);
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunCapabilityCommand(const Arguments& arguments, Console& console) {
   const auto processing = MakeProcessing(arguments);
   const auto asked = AskedOf(arguments);
   return RunAnalysis(
-      arguments, console, kDrawnAndStored, kMax, ttVariable, [&](Analysis& run) -> Outcome {
+      arguments, console, kDrawnAndStored, kLatest, ttVariable, [&](Analysis& run) -> Outcome {
         run.database.JoinPhases(arguments.Has(kAllPhases));
         if (run.format == "xml" && asked.Any())
           throw Misuse("--format xml has no place for " + arguments.FirstOf(kAsking));
@@ -293,12 +293,12 @@ int Run(const Arguments& arguments, Console& console) {
           auto [results, report] = Analysed<CAAnalysis>(run.database, run.select, processing);
           std::string text = results->GetXML() + "\n";
           const bool empty = results->Bins()->Count() == 0;
-          if (empty) NoteEmpty(run, kMax, report.notes);
+          if (empty) NoteEmpty(run, kLatest, report.notes);
           return {std::move(text), empty, std::move(report.notes)};
         }
         auto document = RunCapability(run.database, run.select, processing);
         const bool empty = document.capability.bins.empty();
-        if (empty) NoteEmpty(run, kMax, document.notes);
+        if (empty) NoteEmpty(run, kLatest, document.notes);
         if (!asked.Any()) return {Formatted(document, run), empty};
         auto study = StudyOf(asked, std::move(document), run.database);
         const bool is_picture = run.format == "svg" || run.format == "html";
@@ -357,8 +357,8 @@ Command CapabilityCommand() {
       "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a "
       "database.",
       "orvspc capability --db q.db --part Ring --test Diameter --fit johnson -o ring.html",
-      Together(SelectionOptions(), kOptions, kStudyOptions, kPageOptions),
-      Run};
+      Together(SelectionOptions(), kCapabilityOptions, kStudyOptions, kPageOptions),
+      RunCapabilityCommand};
 }
 
 }  // namespace orvspc::cli

@@ -20,7 +20,7 @@ namespace orvspc::cli {
 
 namespace {
 
-constexpr Number kMax = MaximumOption("the newest N subgroups at most; 0: all", "25");
+constexpr Number kMaxPoints = MaximumOption("the newest N subgroups at most; 0: all", "25");
 constexpr Choice<ccGraph1Types> kGraph1{{"graph1", "WORD", "", "", false, render::kGraph1Words}};
 constexpr Choice<ccGraph2Types> kGraph2{{"graph2", "WORD", "", "", false, render::kGraph2Words}};
 constexpr Choice<ccGraph3Types> kGraph3{{"graph3", "WORD", "", "", false, render::kGraph3Words}};
@@ -68,9 +68,10 @@ constexpr Choice<SignalOf> kSignalExit{
      "exit with 3 where the newest point of a stream signals, or with any where any point shown "
      "does, and with 4 where nothing is selected",
      "", false, kSignalWords, true}};
-constexpr Option kOptions[] = {
-    kMax, kGraph1,       kGraph2, kGraph3, kRules, kGroupBy, kGroupThreshold, kCusum,     kEwma,
-    kAql, kProducerRisk, kLimits, kAlpha,  kSigma, kPhase,   kAllPhases,      kSignalExit};
+constexpr Option kChartOptions[] = {kMaxPoints,    kGraph1,         kGraph2, kGraph3, kRules,
+                                    kGroupBy,      kGroupThreshold, kCusum,  kEwma,   kAql,
+                                    kProducerRisk, kLimits,         kAlpha,  kSigma,  kPhase,
+                                    kAllPhases,    kSignalExit};
 
 std::string Graph1Of(const Arguments& arguments) {
   return "--graph1 " + arguments.Value(kGraph1).value_or("auto");
@@ -146,7 +147,7 @@ std::shared_ptr<DataSelect> NamedStreams(const Analysis& run) {
                       name.starts_with("process") || name.starts_with("test");
     if (!kept) named = named.Without(option);
   }
-  auto select = MakeSelection(named, kMax, run.database);
+  auto select = MakeSelection(named, kMaxPoints, run.database);
   IncludeTests(*select, IncludedTests(*run.select));
   return select;
 }
@@ -312,10 +313,10 @@ Outcome StoredChart(Analysis& run, const std::shared_ptr<CCProcessing>& processi
   // The result as it is, with nothing read out of it before.
   std::string text = results->GetXML() + "\n";
   const std::int32_t shown = results->TotalSubgroups();
-  NoteCut(run, kMax, shown, report.notes);
+  NoteCut(run, kMaxPoints, shown, report.notes);
   if (shown != 0) NoteLeftOut(run, report.notes);
   if (shown != 0) NoteDefectives(run, *processing, report.notes);
-  if (shown == 0) NoteEmpty(run, kMax, report.notes);
+  if (shown == 0) NoteEmpty(run, kMaxPoints, report.notes);
   return {std::move(text), shown == 0, std::move(report.notes), status};
 }
 
@@ -330,21 +331,21 @@ Outcome Chart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {
     }
   }
   const bool empty = document.chart.subgroups.rows.empty();
-  NoteCut(run, kMax, document.chart.subgroups.total_subgroups, document.notes);
+  NoteCut(run, kMaxPoints, document.chart.subgroups.total_subgroups, document.notes);
   if (!empty) NoteLeftOut(run, document.notes);
   if (!empty) NoteDefectives(run, *processing, document.notes);
-  if (empty) NoteEmpty(run, kMax, document.notes);
+  if (empty) NoteEmpty(run, kMaxPoints, document.notes);
   const int status = StatusOf(run, document.chart);
   return {Formatted(std::move(document), run), empty, {}, status};
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunChartCommand(const Arguments& arguments, Console& console) {
   const auto processing = MakeProcessing(arguments);
   const auto options = ChartOptionsOf(arguments, *processing);
   // A chart of variables takes variable tests, one of counts those of defects and of defectives.
   const std::int32_t types =
       (processing->IsVariable() ? ttVariable : 0) | (processing->IsAttribute() ? kCounts : 0);
-  return RunAnalysis(arguments, console, kDrawnAndStored, kMax, types, [&](Analysis& run) {
+  return RunAnalysis(arguments, console, kDrawnAndStored, kMaxPoints, types, [&](Analysis& run) {
     if (const auto rules = arguments.Value(kRules)) run.database.UseRuleSet(*rules);
     run.database.JoinPhases(arguments.Has(kAllPhases));
     run.database.UseChartOptions(options);
@@ -502,8 +503,8 @@ Command ChartCommand() {
           "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a "
           "database.",
           "orvspc chart --db q.db --part Ring --test Diameter --graph1 xbar --graph2 sd -o c.svg",
-          Together(SelectionOptions(), kOptions, kPageOptions),
-          Run};
+          Together(SelectionOptions(), kChartOptions, kPageOptions),
+          RunChartCommand};
 }
 
 }  // namespace orvspc::cli

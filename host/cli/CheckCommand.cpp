@@ -26,7 +26,7 @@ std::string Subgroups(std::int64_t count) {
   return Grouped(count) + (count == 1 ? " subgroup" : " subgroups");
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunCheckCommand(const Arguments& arguments, Console& console) {
   CheckOptions options;
   if (console.err_is_terminal) {
     options.progress = [&console](std::int64_t count) {
@@ -59,7 +59,7 @@ Command CheckCommand() {
           "that cannot even be opened is a failure.",
           "orvspc check --db q.db",
           {kDatabase, kQuick},
-          Run};
+          RunCheckCommand};
 }
 
 }  // namespace orvspc::cli

@@ -67,7 +67,7 @@ std::string Json(const QualityDatabase& database, const SamplingCheck& found) {
   return json.Text() + "\n";
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunCheckSamplesCommand(const Arguments& arguments, Console& console) {
   const auto format = OutputFormat(arguments, {"text", "json"});
   auto database = QualityDatabase::Open(arguments.Required(kDatabase));
   ChangeOptions options;
@@ -95,7 +95,7 @@ Command CheckSamplesCommand() {
           "orvspc check-samples --db q.db --exit-code",
           Together(std::vector<Option>{kDatabase, kMissedExit}, kOutputOptions,
                    std::vector<Option>{kBy, kStation, kDryRun}),
-          Run,
+          RunCheckSamplesCommand,
           0,
           nullptr,
           Always};

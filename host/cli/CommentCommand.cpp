@@ -39,7 +39,7 @@ std::int32_t SubgroupOfAdd(const Arguments& arguments, const QualityDatabase& da
   return SubgroupOf(arguments, database, words.subspan(1, words.size() - 2));
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunCommentCommand(const Arguments& arguments, Console& console) {
   const auto verb = VerbOf(arguments, {"add", "edit", "remove"});
   RefuseOthers(arguments, OfAdd(), verb == "add" ? kOfAdd : 0, "comment " + verb);
   auto database = QualityDatabase::Open(arguments.Required(kDatabase));
@@ -75,7 +75,7 @@ Command CommentCommand() {
           "orvspc comment add '#17' 'new tool' --db q.db",
           Together(std::vector<Option>{kDatabase}, OptionsOf(OfAdd()),
                    std::vector<Option>{kBy, kStation, kReason, kExpect, kDryRun}),
-          Run,
+          RunCommentCommand,
           3};
 }
 

@@ -11,14 +11,14 @@ namespace orvspc::cli {
 
 namespace {
 
-constexpr Number kMax =
+constexpr Number kMost =
     MaximumOption("without effect here: samples are counted in all subgroups", "");
 enum class By { Shift, Phase };
 constexpr render::Word kByWords[] = {{"shift", static_cast<std::int32_t>(By::Shift)},
                                      {"phase", static_cast<std::int32_t>(By::Phase)}};
-constexpr Choice<By> kBy{
+constexpr Choice<By> kGroups{
     {"by", "WORD", "phase: also the samples of each phase", "", false, kByWords}};
-constexpr Option kOptions[] = {kMax, kBy};
+constexpr Option kComplianceOptions[] = {kMost, kGroups};
 
 // Rows of an analysis belong to stays in a state, which may last for days; the windows behind them
 // tell in which shift each sample fell due. Every process has the same shifts, from the first
@@ -86,12 +86,12 @@ std::vector<render::PhaseSamples> PhaseRows(const QualityDatabase& database,
   return samples;
 }
 
-int Run(const Arguments& arguments, Console& console) {
-  const bool by_phase = arguments.Get(kBy) == By::Phase;
-  return RunAnalysis(arguments, console, kDrawn, kMax, kAllTests, [&](Analysis& run) -> Outcome {
+int RunComplianceCommand(const Arguments& arguments, Console& console) {
+  const bool by_phase = arguments.Get(kGroups) == By::Phase;
+  return RunAnalysis(arguments, console, kDrawn, kMost, kAllTests, [&](Analysis& run) -> Outcome {
     auto document = RunCompliance(run.database, run.select, by_phase);
     const bool empty = document.rows.empty();
-    if (empty) NoteEmpty(run, kMax, document.notes, {kSubgroups, kRequirements});
+    if (empty) NoteEmpty(run, kMost, document.notes, {kSubgroups, kRequirements});
     return {Formatted(document, run), empty};
   });
 }
@@ -117,8 +117,8 @@ Command ComplianceCommand() {
           "while their process runs. --max bounds nothing here.\n"
           "Formats: text, json, svg, html.",
           "orvspc compliance --db q.db --since 2024-03-04 --until 2024-03-10 -o week.html",
-          Together(SelectionOptions(), kOptions, kPageOptions),
-          Run};
+          Together(SelectionOptions(), kComplianceOptions, kPageOptions),
+          RunComplianceCommand};
 }
 
 }  // namespace orvspc::cli

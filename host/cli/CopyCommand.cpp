@@ -13,11 +13,11 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Option kTo{"to", "FILE", "the database to copy into; made if it is not there"};
-constexpr Number kMax = MaximumOption("the newest N subgroups at most; 0: all", "all");
+constexpr Number kMaxCopied = MaximumOption("the newest N subgroups at most; 0: all", "all");
 
 // Whether the command line narrows the data.
 bool IsNarrowed(const Arguments& arguments) {
-  if (arguments.Has(kMax)) return true;
+  if (arguments.Has(kMaxCopied)) return true;
   return std::ranges::any_of(SelectionOptions(), [&](const Option& option) {
     return std::string_view(option.name) != kDatabase.name && arguments.Has(option);
   });
@@ -30,7 +30,7 @@ std::function<void(std::int64_t)> Progress(Console& console) {
   };
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunCopyCommand(const Arguments& arguments, Console& console) {
   const auto database = QualityDatabase::Open(arguments.Required(kDatabase));
   const std::string to = arguments.Required(kTo);
   CopyOptions options{.selection = {},
@@ -38,7 +38,7 @@ int Run(const Arguments& arguments, Console& console) {
                       .actor = ActorOf(arguments),
                       .reason = ReasonOf(arguments)};
   if (IsNarrowed(arguments)) {
-    const auto select = MakeSelection(arguments, kMax, database);
+    const auto select = MakeSelection(arguments, kMaxCopied, database);
     select->IncludeVariableTests(true);
     select->IncludeDefectTests(true);
     select->IncludeDefectiveTests(true);
@@ -67,15 +67,16 @@ int Run(const Arguments& arguments, Console& console) {
 }  // namespace
 
 Command CopyCommand() {
-  return {"copy",
-          "--db FILE --to FILE [OPTIONS]",
-          "Copies a database, or the selected subgroups of it",
-          "The database to copy into is made, or is there and holds nothing yet. Names, limits, "
-          "events and everything else that belongs to no subgroup is copied whole. Both are "
-          "compared at the end; the digest is the same for every database of the same content.",
-          "orvspc copy --db q.db --to archive.db --until 2023-12-31",
-          Together(SelectionOptions(), std::vector<Option>{kMax, kTo, kBy, kStation, kReason}),
-          Run};
+  return {
+      "copy",
+      "--db FILE --to FILE [OPTIONS]",
+      "Copies a database, or the selected subgroups of it",
+      "The database to copy into is made, or is there and holds nothing yet. Names, limits, "
+      "events and everything else that belongs to no subgroup is copied whole. Both are "
+      "compared at the end; the digest is the same for every database of the same content.",
+      "orvspc copy --db q.db --to archive.db --until 2023-12-31",
+      Together(SelectionOptions(), std::vector<Option>{kMaxCopied, kTo, kBy, kStation, kReason}),
+      RunCopyCommand};
 }
 
 }  // namespace orvspc::cli

@@ -8,19 +8,20 @@ namespace orvspc::cli {
 
 namespace {
 
-constexpr Number kMax = MaximumOption("the newest N subgroups at most; 0: all", "25");
-constexpr Option kOptions[] = {kMax, kTestType};
+constexpr Number kMaxListed = MaximumOption("the newest N subgroups at most; 0: all", "25");
+constexpr Option kDataOptions[] = {kMaxListed, kTestType};
 
-int Run(const Arguments& arguments, Console& console) {
+int RunDataCommand(const Arguments& arguments, Console& console) {
   return RunAnalysis(
-      arguments, console, kStored, kMax, arguments.Get(kTestType), [&](Analysis& run) -> Outcome {
+      arguments, console, kStored, kMaxListed, arguments.Get(kTestType),
+      [&](Analysis& run) -> Outcome {
         auto [data, report] = Reported(run.database, [&](const auto& open) {
           // The retrieval writes what it resolved into the selection that it works on.
           return run.select->Clone()->GetSubgroupData(open);
         });
         const bool empty = data->TotalSubgroups() == 0;
-        NoteCut(run, kMax, data->TotalSubgroups(), report.notes);
-        if (empty) NoteEmpty(run, kMax, report.notes);
+        NoteCut(run, kMaxListed, data->TotalSubgroups(), report.notes);
+        if (empty) NoteEmpty(run, kMaxListed, report.notes);
         if (run.format == "xml") return {data->GetXML() + "\n", empty, std::move(report.notes)};
         auto subgroups = render::ReadSubgroups(*data);
         ReadTexts(run.database, run.names, subgroups);
@@ -43,8 +44,8 @@ Command DataCommand() {
           "The selected subgroups with their values, descriptors and comments",
           "Formats: text, json, xml.",
           "orvspc data --db q.db --part Ring --since 2024-03-01 --format json",
-          Together(SelectionOptions(), kOptions, kOutputOptions),
-          Run};
+          Together(SelectionOptions(), kDataOptions, kOutputOptions),
+          RunDataCommand};
 }
 
 }  // namespace orvspc::cli

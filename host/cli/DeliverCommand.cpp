@@ -58,7 +58,7 @@ bool Show(const std::vector<HookReport>& reports, Console& console) {
   }
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunDeliverCommand(const Arguments& arguments, Console& console) {
   const auto path = arguments.Required(kDatabase);
   const auto hooks = HooksOf(arguments);
   if (hooks.empty()) {
@@ -86,7 +86,7 @@ Command DeliverCommand() {
       "waits. See also docs/how-to/alarms.md.",
       "orvspc deliver --db q.db --follow",
       {kDatabase, kHooks, kFollow, kAgain},
-      Run};
+      RunDeliverCommand};
 }
 
 }  // namespace orvspc::cli

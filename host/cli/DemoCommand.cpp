@@ -227,7 +227,7 @@ void MakeDatabase(const fs::path& folder, const std::string& path, const Console
       WriteFile(file, sample.text);
       Printed({"import", file, "--db", path, "--kind", std::string(kind)}, console);
     }
-  for (const auto& sample : Readings()) {
+  for (const auto& sample : StudySamples()) {
     WriteFile(system::TextOf(folder / "data" / sample.file), sample.text);
   }
 }
@@ -259,7 +259,7 @@ std::string ProgramPath() {
   return system::TextOf(failed ? program : from_here);
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunDemoCommand(const Arguments& arguments, Console& console) {
   const fs::path folder =
       system::PathOf(arguments.Positional().empty() ? "orvspc-demo" : arguments.Positional()[0]);
   MakeDirectory(folder);
@@ -298,7 +298,7 @@ Command DemoCommand() {
           "DIR is orvspc-demo without it. A sample.db in it is replaced.",
           "orvspc demo /tmp/spc",
           {},
-          Run,
+          RunDemoCommand,
           1};
 }
 

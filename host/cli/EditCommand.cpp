@@ -242,7 +242,7 @@ constexpr Verb kVerbs[] = {
     {"value", kOfSubgroup | kOfOneTest | kOfTarget | kOfPiece | kOfReasonable, EditValue},
 };
 
-int Run(const Arguments& arguments, Console& console) {
+int RunEditCommand(const Arguments& arguments, Console& console) {
   std::vector<std::string> names;
   for (const auto& verb : kVerbs) names.emplace_back(verb.name);
   const auto name = VerbOf(arguments, names);
@@ -290,7 +290,7 @@ Command EditCommand() {
           "--db q.db",
           Together(std::vector<Option>{kDatabase}, OptionsOf(AllParts()),
                    std::vector<Option>{kBy, kStation, kReason, kExpect, kDryRun}),
-          Run,
+          RunEditCommand,
           1000,
           nullptr,
           Always};

@@ -10,8 +10,8 @@ namespace orvspc::cli {
 
 namespace {
 
-constexpr Number kMax = MaximumOption("the newest N events at most; 0: all", "25");
-constexpr Option kOptions[] = {kMax};
+constexpr Number kMaxEvents = MaximumOption("the newest N events at most; 0: all", "25");
+constexpr Option kEventsOptions[] = {kMaxEvents};
 
 // The record of an event has room for the beginning of its name.
 void GiveWholeNames(const Analysis& run, std::vector<render::EventRow>& rows) {
@@ -25,20 +25,21 @@ void GiveWholeNames(const Analysis& run, std::vector<render::EventRow>& rows) {
   }
 }
 
-int Run(const Arguments& arguments, Console& console) {
-  return RunAnalysis(arguments, console, kStored, kMax, ttVariable, [](Analysis& run) -> Outcome {
-    auto [events, report] =
-        Reported(run.database, [&](const auto& open) { return run.select->GetEventData(open); });
-    const bool empty = events->Count() == 0;
-    NoteCut(run, kMax, events->Count(), report.notes, kEvents);
-    if (empty) NoteEmpty(run, kMax, report.notes, {kEvents});
-    if (run.format == "xml") return {events->GetXML() + "\n", empty, std::move(report.notes)};
-    auto rows = render::ReadEvents(*events);
-    GiveWholeNames(run, rows);
-    if (run.format == "json")
-      return {render::EventsJson({run.select.get(), rows, report.notes}, run.names), empty};
-    return {render::EventsText(rows, run.names, run.text), empty, std::move(report.notes)};
-  });
+int RunEventsCommand(const Arguments& arguments, Console& console) {
+  return RunAnalysis(
+      arguments, console, kStored, kMaxEvents, ttVariable, [](Analysis& run) -> Outcome {
+        auto [events, report] = Reported(
+            run.database, [&](const auto& open) { return run.select->GetEventData(open); });
+        const bool empty = events->Count() == 0;
+        NoteCut(run, kMaxEvents, events->Count(), report.notes, kEvents);
+        if (empty) NoteEmpty(run, kMaxEvents, report.notes, {kEvents});
+        if (run.format == "xml") return {events->GetXML() + "\n", empty, std::move(report.notes)};
+        auto rows = render::ReadEvents(*events);
+        GiveWholeNames(run, rows);
+        if (run.format == "json")
+          return {render::EventsJson({run.select.get(), rows, report.notes}, run.names), empty};
+        return {render::EventsText(rows, run.names, run.text), empty, std::move(report.notes)};
+      });
 }
 
 }  // namespace
@@ -51,8 +52,8 @@ Command EventsCommand() {
           "a part, a test and an employee; other options of the selection do not narrow them.\n"
           "Formats: text, json, xml.",
           "orvspc events --db q.db --process \"Press A\" --since 2024-03-04 --max 200",
-          Together(SelectionOptions(), kOptions, kOutputOptions),
-          Run};
+          Together(SelectionOptions(), kEventsOptions, kOutputOptions),
+          RunEventsCommand};
 }
 
 }  // namespace orvspc::cli

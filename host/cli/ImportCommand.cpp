@@ -108,7 +108,7 @@ void Help(const Arguments& arguments, render::TextWriter& text) {
   }
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunImportCommand(const Arguments& arguments, Console& console) {
   const std::string path = arguments.Required(kDatabase);
   const ImportKind kind = arguments.Get(KindOption());
   if (arguments.Positional().empty()) throw Misuse("which file? FILE.csv is missing");
@@ -147,7 +147,7 @@ Command ImportCommand() {
           "orvspc import values.csv --db q.db",
           {kDatabase, kListedKind, kIgnoreUnknown, kNoCreate, kBy, kStation, kReason, kHashSource,
            kExitCode},
-          Run,
+          RunImportCommand,
           1,
           Help,
           Always};

@@ -36,7 +36,7 @@ render::Table TableOf(const std::vector<ListedImport>& imports) {
   return table;
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunImportsCommand(const Arguments& arguments, Console& console) {
   const std::string format = OutputFormat(arguments, {"text", "json"});
   const auto imports = QualityDatabase::Open(arguments.Required(kDatabase)).Imports();
   if (format == "json") {
@@ -58,7 +58,7 @@ Command ImportsCommand() {
           "ID is what \"orvspc edit undo-import\" takes.\nFormats: text, json.",
           "orvspc imports --db q.db",
           Together(std::vector<Option>{kDatabase}, kOutputOptions),
-          Run};
+          RunImportsCommand};
 }
 
 }  // namespace orvspc::cli

@@ -331,7 +331,7 @@ MakeListing MakerOf(const std::string& word) {
   throw Misuse("nothing called \"" + word + "\" can be listed, only " + ListWords());
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunListCommand(const Arguments& arguments, Console& console) {
   const std::string format = OutputFormat(arguments, {"text", "json"});
   Texts words = arguments.Positional();  // at most one
   if (words.empty()) words = {"part", "process", "test"};
@@ -368,7 +368,7 @@ Command ListCommand() {
               "them is in force now.\nFormats: text, json.",
           "orvspc list --db q.db tests",
           Together(std::vector<Option>{kDatabase}, kOutputOptions),
-          Run,
+          RunListCommand,
           1};
 }
 

@@ -21,9 +21,10 @@ constexpr Option kOnlyBy{"by", "NAME", "entries of this person"};
 constexpr Option kSince{"since", "TIME", "not before; a day, or with a time of the day, UTC"};
 constexpr Option kUntil{"until", "TIME", "not after; a day counts to its end"};
 constexpr Option kOperation{"operation", "WORD", "entries of this kind, such as \"edit-value\""};
-constexpr Number kMax{{"max", "N", "the newest N entries at most", "all"}, 1};
+constexpr Number kMaxEntries{{"max", "N", "the newest N entries at most", "all"}, 1};
 constexpr Option kVerify{"verify", nullptr, "work every hash out again"};
-constexpr Option kData{"data", nullptr, "with --verify: the values, too, against what was stored"};
+constexpr Option kValuesToo{"data", nullptr,
+                            "with --verify: the values, too, against what was stored"};
 constexpr Option kHead{"head", nullptr, "the newest entry: UUID, number, hash, time"};
 constexpr Option kAnchor{"anchor", "FILE",
                          "append that to FILE, or with --verify compare the log with its lines"};
@@ -140,13 +141,13 @@ LogFilter FilterOf(const Arguments& arguments) {
   filter.operation = arguments.Value(kOperation).value_or("");
   if (const auto since = arguments.Value(kSince)) filter.since = StampOf(kSince, *since);
   if (const auto until = arguments.Value(kUntil)) filter.until = StampOf(kUntil, *until, true);
-  filter.max = arguments.Get(kMax).value_or(0);
+  filter.max = arguments.Get(kMaxEntries).value_or(0);
   return filter;
 }
 
 int Verify(const Arguments& arguments, const QualityDatabase& database, Console& console) {
   const auto check = database.VerifyLog(
-      {.with_data = arguments.Has(kData), .anchors = arguments.Value(kAnchor).value_or("")});
+      {.with_data = arguments.Has(kValuesToo), .anchors = arguments.Value(kAnchor).value_or("")});
   const bool is_whole = check.finds.empty();
   for (const auto& find : check.finds) {
     console.err << "log: " << render::PlainText(find) << "\n";
@@ -154,7 +155,7 @@ int Verify(const Arguments& arguments, const QualityDatabase& database, Console&
   render::TextWriter text(TextOptionsOf(arguments, console));
   text.Line(Grouped(check.entries) + (check.entries == 1 ? " entry, " : " entries, ") +
             (is_whole ? "whole" : "not whole") + ", head " + check.head.hash);
-  if (arguments.Has(kData)) {
+  if (arguments.Has(kValuesToo)) {
     text.Line(Grouped(check.batches) + (check.batches == 1 ? " batch and " : " batches and ") +
               Grouped(check.records) + (check.records == 1 ? " record" : " records") + " compared" +
               (is_whole ? ", all as they were stored" : ""));
@@ -169,17 +170,18 @@ void CheckQuestion(const Arguments& arguments, const std::string& format) {
   if (!arguments.Has(kVerify)) return;
   if (format != "text") throw Misuse("--verify answers in text; there is no --format " + format);
   constexpr std::array<const Option*, 6> kFilters = {&kObject, &kOnlyBy,    &kSince,
-                                                     &kUntil,  &kOperation, &kMax};
+                                                     &kUntil,  &kOperation, &kMaxEntries};
   for (const auto* const filter : kFilters) {
     if (!arguments.Has(*filter)) continue;
     throw Misuse("--verify checks the whole log; it goes without --" + std::string(filter->name));
   }
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunLogCommand(const Arguments& arguments, Console& console) {
   const auto format = OutputFormat(arguments, {"text", "json", "csv", "html"});
   CheckQuestion(arguments, format);
-  if (arguments.Has(kData) && !arguments.Has(kVerify)) throw Misuse("--data goes with --verify");
+  if (arguments.Has(kValuesToo) && !arguments.Has(kVerify))
+    throw Misuse("--data goes with --verify");
   if (arguments.Has(kHead) && arguments.Has(kVerify)) {
     throw Misuse("--head and --verify are two questions");
   }
@@ -221,9 +223,9 @@ Command LogCommand() {
           "Formats: text, json, csv, html.",
           "orvspc log --db q.db --object '#17' --since 2026-03-01",
           Together(std::vector<Option>{kDatabase, kObject, kOnlyBy, kSince, kUntil, kOperation,
-                                       kMax, kVerify, kData, kHead, kAnchor},
+                                       kMaxEntries, kVerify, kValuesToo, kHead, kAnchor},
                    kOutputOptions),
-          Run};
+          RunLogCommand};
 }
 
 }  // namespace orvspc::cli

@@ -12,13 +12,13 @@ namespace {
 
 constexpr std::size_t kMaxLevels = 3;
 
-constexpr Number kMax = MaximumOption("the newest N subgroups or events at most; 0: all", "all");
-constexpr Option kBy{"by",
-                     "WORDS",
-                     "levels of the bars, the outermost one first, separated by commas",
-                     "defect; acc-code of events, state of states",
-                     true,
-                     render::kBinTypeWords};
+constexpr Number kNewest = MaximumOption("the newest N subgroups or events at most; 0: all", "all");
+constexpr Option kLevels{"by",
+                         "WORDS",
+                         "levels of the bars, the outermost one first, separated by commas",
+                         "defect; acc-code of events, state of states",
+                         true,
+                         render::kBinTypeWords};
 constexpr render::Word kFromWords[] = {
     {"subgroups", paSubgroups}, {"events", paProcessEvents}, {"states", paProcessState}};
 constexpr Choice<paResourceTypes> kFrom{{"from", "WORD", "", "", false, kFromWords}};
@@ -37,7 +37,7 @@ constexpr render::Word kAccumulateWords[] = {{"value", paAccumulateByValue},
 constexpr Choice<paAccumulationTypes> kAccumulate{
     {"accumulate", "WORD", "what a bar adds up", "", false, kAccumulateWords}};
 constexpr Option kEmpty{"empty", nullptr, "also categories in which nothing fell"};
-constexpr Option kOptions[] = {kMax, kBy, kFrom, kBins, kMeasure, kAccumulate, kEmpty};
+constexpr Option kParetoOptions[] = {kNewest, kLevels, kFrom, kBins, kMeasure, kAccumulate, kEmpty};
 
 // One level of --by.
 struct Level {
@@ -79,7 +79,7 @@ Level ParseLevel(const std::string& text) {
   const std::string word = text.substr(0, colon);
   const std::string rest = colon == std::string::npos ? "" : text.substr(colon + 1);
   Level level;
-  level.type = static_cast<paBinTypes>(ValueOf("--by", kBy.words, word));
+  level.type = static_cast<paBinTypes>(ValueOf("--by", kLevels.words, word));
   if (level.type == paBinTypeTime) return TimeLevel(rest);
   if (level.type == paBinTypeSgDesc) {
     if (rest.empty()) throw Misuse("--by descriptor takes the descriptor's name, descriptor:NAME");
@@ -97,7 +97,7 @@ const char* UsualLevel(paResourceTypes resource) {
 }
 
 std::vector<Level> ParseLevels(const Arguments& arguments, paResourceTypes resource) {
-  std::vector<std::string> texts = arguments.Values(kBy);
+  std::vector<std::string> texts = arguments.Values(kLevels);
   if (texts.empty()) texts = {UsualLevel(resource)};
   std::vector<Level> levels;
   for (const std::string& text : texts)
@@ -154,15 +154,15 @@ QualityDatabase::BinNames NamesOfBins(const QualityDatabase& database,
   return database.BinNamesOf(processing.ResourceType(), options);
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunParetoCommand(const Arguments& arguments, Console& console) {
   const auto levels = ParseLevels(arguments, arguments.Get(kFrom));
   const auto processing = MakeProcessing(arguments, levels);
   return RunAnalysis(
-      arguments, console, kDrawnAndStored, kMax, kAllTests, [&](Analysis& run) -> Outcome {
+      arguments, console, kDrawnAndStored, kNewest, kAllTests, [&](Analysis& run) -> Outcome {
         FindDescriptors(run.database, levels, *processing);
         const auto note_empty = [&](std::vector<Note>& notes) {
           const auto from = processing->ResourceType();
-          NoteEmpty(run, kMax, notes,
+          NoteEmpty(run, kNewest, notes,
                     {from == paProcessEvents  ? kEvents
                      : from == paProcessState ? kStates
                                               : kSubgroups});
@@ -216,8 +216,8 @@ Command ParetoCommand() {
           "Formats: text, json, xml, svg, html; orvspc show draws the XML again without a "
           "database.",
           "orvspc pareto --db q.db --by defect,shift --bins 20 -o defects.html",
-          Together(SelectionOptions(), kOptions, kPageOptions),
-          Run};
+          Together(SelectionOptions(), kParetoOptions, kPageOptions),
+          RunParetoCommand};
 }
 
 }  // namespace orvspc::cli

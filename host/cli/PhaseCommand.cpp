@@ -190,7 +190,7 @@ struct Verb {
 constexpr Verb kVerbs[] = {
     {"add", 1, Add}, {"end", 2, End}, {"list", 1, nullptr}, {"remove", 2, Remove}};
 
-int Run(const Arguments& arguments, Console& console) {
+int RunPhaseCommand(const Arguments& arguments, Console& console) {
   std::vector<std::string> verbs;
   for (const auto& verb : kVerbs) verbs.emplace_back(verb.word);
   const auto& words = arguments.Positional();
@@ -239,7 +239,7 @@ Command PhaseCommand() {
           Together(std::vector<Option>{kDatabase, kPart, kProcess, kTest, kName, kStart, kEnd,
                                        kKind, kFreezeAfter, kBy, kStation, kReason},
                    kOutputOptions),
-          Run,
+          RunPhaseCommand,
           2,
           nullptr,
           [](const Arguments& arguments) { return arguments.Positional()[0] != "list"; }};

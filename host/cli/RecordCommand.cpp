@@ -294,7 +294,7 @@ class Lines {
   std::vector<Waiting> waiting_;
 };
 
-int Run(const Arguments& arguments, Console& console) {
+int RunRecordCommand(const Arguments& arguments, Console& console) {
   arguments.Required(kDatabase);
   const auto file = arguments.Value(kJsonl);
   const auto of_one = arguments.FirstOf(OptionsOfOne());
@@ -326,7 +326,7 @@ Command RecordCommand() {
           "orvspc record --db q.db --part Ring --process \"Press A\" --test Diameter 74.03 74.002",
           Together(std::vector{kDatabase}, OptionsOfOne(),
                    std::vector<Option>{kCreate, kForce, kJsonl, kBatch, kExitCode, kBy, kStation}),
-          Run,
+          RunRecordCommand,
           1'000'000,
           nullptr,
           Always};

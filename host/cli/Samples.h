@@ -9,6 +9,6 @@ namespace orvspc::cli {
 std::span<const platform::EmbeddedFile> Samples();
 
 // Those of host/samples/studies, which studies read as they are.
-std::span<const platform::EmbeddedFile> Readings();
+std::span<const platform::EmbeddedFile> StudySamples();
 
 }  // namespace orvspc::cli

@@ -37,7 +37,7 @@ int SetChartOption(const Arguments& arguments, const ChartOptionKind& kind,
   return 0;
 }
 
-int Run(const Arguments& arguments, Console&) {
+int RunSetCommand(const Arguments& arguments, Console&) {
   const auto& words = arguments.Positional();
   if (words.size() < 2) throw Misuse("which setting and value?");
   if (const auto* const kind = FindChartOptionKind(words[0]))
@@ -76,7 +76,7 @@ Command SetCommand() {
               "command's own option goes before it. Alarms know no options.",
           "orvspc set --db q.db --test Leaks chart.limits probability",
           {kDatabase, kPart, kProcess, kTest, kGraph, kBy, kStation, kReason, kExpect, kDryRun},
-          Run,
+          RunSetCommand,
           2};
 }
 

@@ -157,7 +157,7 @@ std::string ReadXml(const std::string& file) {
   return text;
 }
 
-int Run(const Arguments& arguments, Console& console) {
+int RunShowCommand(const Arguments& arguments, Console& console) {
   if (arguments.Positional().empty()) throw Misuse("which file? FILE.xml is missing");
   const std::string& file = arguments.Positional()[0];
   const std::string text = ReadXml(file);
@@ -188,7 +188,7 @@ Command ShowCommand() {
               "Formats: text, json, xml; of results svg and html too.",
           "orvspc show chart.xml -o chart.svg",
           Together(kOutputOptions),
-          Run,
+          RunShowCommand,
           1};
 }
 

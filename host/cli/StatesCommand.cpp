@@ -12,9 +12,9 @@ namespace orvspc::cli {
 
 namespace {
 
-constexpr Number kMax =
+constexpr Number kMaxStates =
     MaximumOption("the newest N subgroups, and events, at most; 0: all", "10000");
-constexpr Option kOptions[] = {kMax};
+constexpr Option kStatesOptions[] = {kMaxStates};
 constexpr const char* kLogCut = "states-cut";
 
 // The processes that a selection names, or all.
@@ -82,16 +82,18 @@ void FillInEnd(const QualityDatabase& database, DataSelect& select) {
       platform::TimeStampToDate(static_cast<std::int32_t>(std::min<std::int64_t>(end, INT32_MAX))));
 }
 
-int Run(const Arguments& arguments, Console& console) {
-  return RunAnalysis(arguments, console, kDrawn, kMax, kAllTests, [](Analysis& run) -> Outcome {
-    auto document = RunStates(run.database, *run.select);
-    NoteCut(run, kMax, document.subgroups.total_subgroups, document.notes);
-    NoteCut(run, kMax, static_cast<std::int32_t>(document.events.size()), document.notes, kEvents);
-    const bool empty =
-        document.log.empty() && document.events.empty() && document.subgroups.rows.empty();
-    if (empty) NoteEmpty(run, kMax, document.notes, {kSubgroups, kEvents, kStates});
-    return {Formatted(document, run), empty};
-  });
+int RunStatesCommand(const Arguments& arguments, Console& console) {
+  return RunAnalysis(
+      arguments, console, kDrawn, kMaxStates, kAllTests, [](Analysis& run) -> Outcome {
+        auto document = RunStates(run.database, *run.select);
+        NoteCut(run, kMaxStates, document.subgroups.total_subgroups, document.notes);
+        NoteCut(run, kMaxStates, static_cast<std::int32_t>(document.events.size()), document.notes,
+                kEvents);
+        const bool empty =
+            document.log.empty() && document.events.empty() && document.subgroups.rows.empty();
+        if (empty) NoteEmpty(run, kMaxStates, document.notes, {kSubgroups, kEvents, kStates});
+        return {Formatted(document, run), empty};
+      });
 }
 
 }  // namespace
@@ -122,8 +124,8 @@ Command StatesCommand() {
           "events.\n"
           "Formats: text, json, svg, html.",
           "orvspc states --db q.db --since 2024-03-04 --until 2024-03-10 -o week.html",
-          Together(SelectionOptions(), kOptions, kPageOptions),
-          Run};
+          Together(SelectionOptions(), kStatesOptions, kPageOptions),
+          RunStatesCommand};
 }
 
 }  // namespace orvspc::cli

@@ -11,7 +11,7 @@
 namespace orvspc::host {
 namespace {
 
-std::string Samples() { return ORVSPC_TESTS_DIR "/../host/samples/"; }
+std::string SamplesFolder() { return ORVSPC_TESTS_DIR "/../host/samples/"; }
 
 class CapabilityStudies : public ProgramTest {
  protected:
@@ -21,7 +21,7 @@ class CapabilityStudies : public ProgramTest {
     return nlohmann::json::parse(run.out);
   }
   void Import(const std::string& name) {
-    const auto run = Run("import '" + Samples() + name + "' --db q.db");
+    const auto run = Run("import '" + SamplesFolder() + name + "' --db q.db");
     ASSERT_EQ(run.status, 0) << run.err;
   }
   void Refused(const std::string& arguments, int status, const std::string& said) {
@@ -258,7 +258,7 @@ TEST_F(CapabilityStudies, CapabilityOfDefectivesAndDefects) {
   EXPECT_EQ(phase["Cumulated"].back().get<double>(), p);
   EXPECT_EQ(phase["Stable"].get<bool>(), !Notes(bad, "not-stable"));
   EXPECT_TRUE(Notes(Json("study counts --db q.db --opportunities 5"), "opportunities-unused"));
-  const auto run = Run("import '" + Samples() + "radiators.csv' --db r.db");
+  const auto run = Run("import '" + SamplesFolder() + "radiators.csv' --db r.db");
   ASSERT_EQ(run.status, 0);
   const auto defects = Json("study counts --db r.db --opportunities 10");
   const auto& of = defects["Streams"][0]["Phases"][0];

@@ -3,13 +3,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "host/render/capability/Capability.h"
 #include "host/render/capability/capability_figures.h"
+#include "platform/NaN.h"
 #include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
 
@@ -17,6 +17,8 @@ namespace orvspc::host {
 
 using namespace render;
 namespace {
+
+using platform::kNaN;
 
 using Kind = ParsedJson::Kind;
 
@@ -491,8 +493,6 @@ TEST_F(Capability, TheDemoDrawsItsThreeKindsOfData) {
 }
 
 // Renderers, fed by hand.
-
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 CapabilityView HandMade() {
   CapabilityView view;

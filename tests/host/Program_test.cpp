@@ -840,8 +840,8 @@ TEST_F(Program, HelpOfSettingsHangsBelowTheirDescriptions) {
 TEST(Samples, AreTheFilesOfTheSourceTree) {
   const std::filesystem::path folder =
       std::filesystem::path(ORVSPC_TESTS_DIR).parent_path() / "host" / "samples";
-  ASSERT_FALSE(Samples().empty());
-  for (const auto& sample : Samples())
+  ASSERT_FALSE(cli::Samples().empty());
+  for (const auto& sample : cli::Samples())
     EXPECT_EQ(sample.text, Text((folder / sample.file).string())) << sample.file;
 }
 

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <limits>
 #include <sstream>
 
 #include "host/render/capability/Capability.h"
@@ -13,6 +12,7 @@
 #include "host/render/events/Events.h"
 #include "host/render/pareto/Pareto.h"
 #include "host/render/states/States.h"
+#include "platform/NaN.h"
 #include "tests/host/ChartViews.h"
 #include "tests/host/ProgramTest.h"
 
@@ -21,7 +21,8 @@
 namespace orvspc::render {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
+
 constexpr std::size_t kWidths[] = {40, 60, 80, 120};
 
 // Words, a word longer than any column, and characters of two cells.

@@ -87,7 +87,7 @@ struct CodeFacts {
   std::optional<std::int32_t> type;
 };
 
-constexpr std::string_view kDiffers = "differs from an earlier line of the same code";
+constexpr std::string_view kDiffersFromCode = "differs from an earlier line of the same code";
 
 // The weight that a line gives, into what the earlier lines of the same item gave; empty cells
 // leave it.
@@ -131,10 +131,10 @@ CodeFacts& TakeCode(ImportFile& file, ItemKind kind, std::int32_t id, Codes& cod
   });
   auto& facts = codes[id];
   if (const auto cell = file.table.Cell(At("name")); !cell.empty()) {
-    if (facts.text && *facts.text != cell) file.table.Refuse(At("name"), kDiffers);
+    if (facts.text && *facts.text != cell) file.table.Refuse(At("name"), kDiffersFromCode);
     facts.text = cell;
   }
-  TakeWeight(file.table, At("factor"), facts.factor, kDiffers);
+  TakeWeight(file.table, At("factor"), facts.factor, kDiffersFromCode);
   std::string text;
   double factor = kUsualWeight;
   {
@@ -169,7 +169,7 @@ LineTaker BeginStateCodes(ImportFile& file) {
     auto& facts = TakeCode(file, ItemKind::StateCode, id, codes, change);
     if (!table.Cell(AtState("type")).empty()) {
       const auto type = table.OneOf(AtState("type"), catalogue::kStateTypes);
-      if (facts.type && *facts.type != type) table.Refuse(AtState("type"), kDiffers);
+      if (facts.type && *facts.type != type) table.Refuse(AtState("type"), kDiffersFromCode);
       facts.type = type;
       change.Set("type", *IntOf(file.db, "SELECT type FROM state_code WHERE id = ?1", id), type,
                  true);

@@ -63,7 +63,7 @@ constexpr RealInside kSize{
     {"size", "N", "pieces, or units, a point; shifts are then of a piece", "1"}, 1.0, 1e6};
 constexpr Number kRuns{{"runs", "N", "of a simulation, for each shift", "20000"}, 100, 10'000'000};
 constexpr Number kSeed{{"seed", "N", "of a simulation", "20260101"}, 0};
-constexpr Number kMax = MaximumOption("the newest N subgroups at most; 0: all", "all");
+constexpr Number kMaxUsed = MaximumOption("the newest N subgroups at most; 0: all", "all");
 
 std::vector<double> ShiftsOf(const Arguments& arguments, std::vector<double> fallback) {
   if (!arguments.Has(kShifts)) return fallback;
@@ -395,49 +395,50 @@ int RunInUse(const Arguments& arguments, Console& console) {
                    " does not go with --db, which takes the charts in use");
     }
   }
-  return RunAnalysis(arguments, console, kDrawn, kMax, kAllTests, [&](Analysis& run) -> Outcome {
-    const auto set = arguments.Value(kRules);
-    if (set) {
-      const auto sets = run.database.RuleSets();
-      if (std::ranges::none_of(sets, [&](const auto& each) { return each.name == *set; })) {
-        throw Misuse("--rules: the database has no rule set \"" + *set + "\"");
-      }
-      run.database.UseRuleSet(*set);
-    }
-    render::RunLengthDocument document;
-    document.in_use = true;
-    StudyOptions options(arguments);
-    options.Add("Rules", set.value_or("those of the alarms"), set.has_value());
-    if (arguments.Has(kShifts)) {
-      options.Add("Shifts", ShiftsText(ShiftsOf(arguments, {})), true);
-    }
-    studies::ShewhartRunOptions simulated;
-    TakeSimulation(arguments, options, simulated);
-    document.head = {"arl", options.Take(), run.select, {}};
-    for (const bool counts : {false, true}) {
-      IncludeTests(*run.select, counts ? kCounts : std::int32_t{ttVariable});
-      API_DSInfo info{};
-      Array<std::int32_t> filter;
-      run.select->API_GetData(info, filter);
-      studies::ReadOptions read;
-      read.counts = counts;
-      auto [charts, report] = Reported(run.database, [&](const auto& open) {
-        return studies::ReadChartsInUse(*open, info, filter.Elements(), read);
+  return RunAnalysis(
+      arguments, console, kDrawn, kMaxUsed, kAllTests, [&](Analysis& run) -> Outcome {
+        const auto set = arguments.Value(kRules);
+        if (set) {
+          const auto sets = run.database.RuleSets();
+          if (std::ranges::none_of(sets, [&](const auto& each) { return each.name == *set; })) {
+            throw Misuse("--rules: the database has no rule set \"" + *set + "\"");
+          }
+          run.database.UseRuleSet(*set);
+        }
+        render::RunLengthDocument document;
+        document.in_use = true;
+        StudyOptions options(arguments);
+        options.Add("Rules", set.value_or("those of the alarms"), set.has_value());
+        if (arguments.Has(kShifts)) {
+          options.Add("Shifts", ShiftsText(ShiftsOf(arguments, {})), true);
+        }
+        studies::ShewhartRunOptions simulated;
+        TakeSimulation(arguments, options, simulated);
+        document.head = {"arl", options.Take(), run.select, {}};
+        for (const bool counts : {false, true}) {
+          IncludeTests(*run.select, counts ? kCounts : std::int32_t{ttVariable});
+          API_DSInfo info{};
+          Array<std::int32_t> filter;
+          run.select->API_GetData(info, filter);
+          studies::ReadOptions read;
+          read.counts = counts;
+          auto [charts, report] = Reported(run.database, [&](const auto& open) {
+            return studies::ReadChartsInUse(*open, info, filter.Elements(), read);
+          });
+          if (charts.empty()) continue;
+          auto& notes = document.head.notes;
+          notes.insert(notes.end(), report.notes.begin(), report.notes.end());
+          for (auto& chart : charts) {
+            document.streams.push_back(StreamOf(std::move(chart), arguments, simulated));
+          }
+        }
+        IncludeTests(*run.select, kAllTests);
+        const bool empty = document.streams.empty();
+        if (empty) NoteEmpty(run, kMaxUsed, document.head.notes);
+        return {FormattedStudy<render::RunLengthDocument>(document, run, render::RunLengthJson,
+                                                          render::MakeRunLengthView),
+                empty};
       });
-      if (charts.empty()) continue;
-      auto& notes = document.head.notes;
-      notes.insert(notes.end(), report.notes.begin(), report.notes.end());
-      for (auto& chart : charts) {
-        document.streams.push_back(StreamOf(std::move(chart), arguments, simulated));
-      }
-    }
-    IncludeTests(*run.select, kAllTests);
-    const bool empty = document.streams.empty();
-    if (empty) NoteEmpty(run, kMax, document.head.notes);
-    return {FormattedStudy<render::RunLengthDocument>(document, run, render::RunLengthJson,
-                                                      render::MakeRunLengthView),
-            empty};
-  });
 }
 
 int RunArl(const Arguments& arguments, Console& console) {
@@ -529,7 +530,7 @@ Command ArlStudyCommand() {
       "orvspc study arl --scheme shewhart --rules classic --shifts 0,0.5,1 -o arl.svg",
       Together(std::vector<Option>{kScheme, kShifts, kReference, kDecision, kHeadStart, kWeight,
                                    kWidth, kLimits, kFir, kSided, kRules, kPoints, kMean, kSize,
-                                   kRuns, kSeed, kMax},
+                                   kRuns, kSeed, kMaxUsed},
                SelectionOptions(), kPageOptions),
       RunArl};
 }

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
+#include "platform/NaN.h"
 #include "tests/engine/charts/FakeStore.h"
 
 namespace orvspc::engine::test {
@@ -17,13 +17,13 @@ using namespace charts;
 
 namespace {
 
+using platform::kNaN;
+
 constexpr std::int32_t kAuto = 0, kPpt = 0x800, kDpto = 0x900, kPpm = 0xA00, kDpmo = 0xB00,
                        kNp = 0xC00, kP = 0xD00, kC = 0xE00, kU = 0xF00;
 constexpr std::int32_t kEvery[] = {kPpt, kDpto, kPpm, kDpmo, kNp, kP, kC, kU};
 constexpr std::int32_t kCusum = 16;
 constexpr std::uint32_t kLimitRule = 1U << 1;
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
 struct Sampled {
   double count;
   std::int32_t size;

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/NaN.h"
 #include "tests/engine/charts/FakeStore.h"
 
 namespace orvspc::engine::test {
@@ -16,7 +17,7 @@ using namespace charts;
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
 
 std::vector<double> PiecesOf(const DataSet& data, std::size_t subgroup) {
   PieceReader reader(data);

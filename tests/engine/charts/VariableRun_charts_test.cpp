@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <random>
 #include <vector>
 
+#include "platform/NaN.h"
 #include "tests/engine/charts/FakeStore.h"
 
 // Each kind of chart against figures worked by hand from small samples.
@@ -18,7 +18,8 @@ using namespace charts;
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
+
 // Closed forms: 2/sqrt(pi), sqrt(2 - 4/pi), 3/sqrt(pi), sqrt(2 + (3 sqrt(3) - 9)/pi), sqrt(pi)/2.
 constexpr double kD2of2 = 1.1283791670955126, kD3of2 = 0.8525024664274173;
 constexpr double kD2of3 = 1.692568750643269, kD3of3 = 0.8883680040452043;

@@ -7,9 +7,9 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <limits>
 #include <random>
 
+#include "platform/NaN.h"
 #include "tests/engine/charts/FakeStore.h"
 
 namespace orvspc::engine::test {
@@ -20,7 +20,8 @@ using namespace charts;
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
+
 using Sizes = std::vector<std::int32_t>;
 
 // Every chart of the variable road.

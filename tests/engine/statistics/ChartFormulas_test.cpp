@@ -4,18 +4,18 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <random>
 #include <vector>
 
 #include "engine/statistics/ControlConstants.h"
 #include "engine/statistics/Moments.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
 
 void ExpectLimits(PointLimits limits, double centre, double upper, double lower,
                   const char* reason) {

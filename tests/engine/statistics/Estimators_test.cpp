@@ -5,17 +5,17 @@
 
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <random>
 #include <vector>
 
 #include "engine/statistics/Moments.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
 
 // To 12 digits, by hand from tables.
 constexpr double kD2Of2 = 1.12837916710, kD3Of2 = 0.852502466427;

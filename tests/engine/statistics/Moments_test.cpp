@@ -7,11 +7,14 @@
 #include <limits>
 #include <vector>
 
+#include "platform/NaN.h"
+
 namespace orvspc::engine::statistics {
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
+
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 TEST(Moments, OfNothingAndOfOneValue) {

@@ -5,17 +5,18 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <random>
 #include <vector>
 
 #include "engine/statistics/RunRules.h"
+#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
+
 constexpr double kTolerance = 1e-9;
 
 struct Sequence {

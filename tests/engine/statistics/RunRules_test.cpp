@@ -5,16 +5,17 @@
 
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <map>
 #include <string>
 #include <vector>
+
+#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
 
 // A chart with centre 0, sigma 1 and limits at 3.
 struct UnitChart {

@@ -5,14 +5,15 @@
 
 #include <cmath>
 #include <cstddef>
-#include <limits>
 #include <vector>
+
+#include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {
 
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+using platform::kNaN;
 
 void ExpectSeries(const std::vector<double>& series, const std::vector<double>& expected,
                   const char* reason) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tests/engine/studies/cases.h"
+#include "tests/engine/studies/notes.h"
 
 namespace orvspc::studies {
 namespace {
@@ -35,10 +36,6 @@ Decisions Made(const std::vector<std::string>& columns, const std::string& stand
     }
   }
   return decisions;
-}
-
-bool HasNote(const AgreementStudy& study, const std::string& code) {
-  return std::ranges::any_of(study.notes, [&](const Note& note) { return note.code == code; });
 }
 
 TEST(StudyAgreement, Published) {
@@ -72,7 +69,7 @@ TEST(StudyAgreement, Published) {
   known.Check("fleiss_all_vs_standard", study.fleiss_to_standard.all.value);
   known.Check("cohen_vs_standard", cohen);
   EXPECT_EQ(study.pairs.size(), 3U);
-  EXPECT_TRUE(HasNote(study, "few-data"));
+  EXPECT_TRUE(Has(study.notes, "few-data"));
   // Without an order there is no rank correlation.
   EXPECT_TRUE(std::isnan(study.tau) && std::isnan(study.w));
 }
@@ -182,13 +179,13 @@ TEST(StudyAgreement, WithoutStandardThereIsNoComparisonWithIt) {
   EXPECT_EQ(study.between.agreed, 3U);
   EXPECT_EQ(study.all_to_standard.items, 0U);
   EXPECT_TRUE(std::isnan(study.appraisers[0].cohen_to_standard.value));
-  EXPECT_TRUE(HasNote(study, "no-standard"));
+  EXPECT_TRUE(Has(study.notes, "no-standard"));
 }
 
 TEST(StudyAgreement, OneItemIsTooFew) {
   const auto study = StudyAgreement(Made({"y", "y"}, "y"));
   EXPECT_EQ(study.between.items, 0U);
-  EXPECT_TRUE(HasNote(study, "too-few"));
+  EXPECT_TRUE(Has(study.notes, "too-few"));
 }
 
 TEST(StudyAgreement, RefusesWhatLiesOutside) {

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <stdexcept>
@@ -13,20 +12,16 @@
 
 #include "engine/statistics/Numerics.h"
 #include "tests/engine/studies/cases.h"
+#include "tests/engine/studies/notes.h"
+#include "tests/engine/studies/simulated_steps.h"
 
 namespace orvspc::studies {
 namespace {
 
 using platform::kNaN;
 
-Stretch Points(std::vector<double> values) {
-  Stretch stretch;
-  stretch.points = std::move(values);
-  return stretch;
-}
-
 // A series with this phi, mean 10 and innovations of sigma 1.
-std::vector<double> Series(double phi, std::size_t count) {
+std::vector<double> SeriesAround10(double phi, std::size_t count) {
   engine::statistics::Draws draws;
   std::vector<double> values;
   double deviation = draws.Normal() / std::sqrt(1.0 - phi * phi);
@@ -35,10 +30,6 @@ std::vector<double> Series(double phi, std::size_t count) {
     deviation = phi * deviation + draws.Normal();
   }
   return values;
-}
-
-bool HasNote(const std::vector<Note>& notes, const char* code) {
-  return std::ranges::any_of(notes, [&](const Note& note) { return note.code == code; });
 }
 
 TEST(StudyAcf, CertifiedFigures) {
@@ -55,29 +46,29 @@ TEST(StudyAcf, CertifiedFigures) {
   known.Check("bound95", study.bound);
   EXPECT_EQ(study.ljung_box.degrees, std::vector<double>{10.0});
   EXPECT_NEAR(study.factor, std::sqrt(1.307304800606), 1e-10);
-  EXPECT_TRUE(HasNote(study.notes, "correlated"));
-  EXPECT_FALSE(HasNote(study.notes, "runs-expected"));
+  EXPECT_TRUE(Has(study.notes, "correlated"));
+  EXPECT_FALSE(Has(study.notes, "runs-expected"));
 }
 
 TEST(StudyAcf, LagsByThemselves) {
-  EXPECT_EQ(StudyAcf(Points(Series(0.5, 200))).acf.size(), 20U);
-  EXPECT_EQ(StudyAcf(Points(Series(0.5, 200))).ljung_box.degrees[0], 10.0);
-  const auto few = StudyAcf(Points(Series(0.5, 23)));
+  EXPECT_EQ(StudyAcf(Points(SeriesAround10(0.5, 200))).acf.size(), 20U);
+  EXPECT_EQ(StudyAcf(Points(SeriesAround10(0.5, 200))).ljung_box.degrees[0], 10.0);
+  const auto few = StudyAcf(Points(SeriesAround10(0.5, 23)));
   EXPECT_EQ(few.acf.size(), 5U);
   EXPECT_EQ(few.ljung_box.degrees[0], 4.0);
-  EXPECT_TRUE(HasNote(few.notes, "few-data"));
+  EXPECT_TRUE(Has(few.notes, "few-data"));
 }
 
 TEST(StudyAcf, NeighboursThatLeanOnEachOtherAreNoted) {
-  const auto study = StudyAcf(Points(Series(0.6, 300)));
-  EXPECT_TRUE(HasNote(study.notes, "correlated"));
-  EXPECT_TRUE(HasNote(study.notes, "runs-expected"));
-  EXPECT_FALSE(HasNote(StudyAcf(Points(Series(0.0, 300))).notes, "correlated"));
+  const auto study = StudyAcf(Points(SeriesAround10(0.6, 300)));
+  EXPECT_TRUE(Has(study.notes, "correlated"));
+  EXPECT_TRUE(Has(study.notes, "runs-expected"));
+  EXPECT_FALSE(Has(StudyAcf(Points(SeriesAround10(0.0, 300))).notes, "correlated"));
   // Below 25 points nothing is said.
   std::vector<double> steps(24, 0.0);
   for (std::size_t i = 12; i < 24; ++i) steps[i] = 1.0;
   EXPECT_LT(StudyAcf(Points(steps)).first.p, 0.01);
-  EXPECT_FALSE(HasNote(StudyAcf(Points(steps)).notes, "correlated"));
+  EXPECT_FALSE(Has(StudyAcf(Points(steps)).notes, "correlated"));
 }
 
 // Pairs by hand: 3 is passed over, so that 5 follows 2; nothing pairs with the point without value.
@@ -104,26 +95,26 @@ TEST(StudyAcf, UnusedPointsArePassedOverAndGapsLeavePairsOut) {
 TEST(StudyAcf, FittedParametersTakeDegrees) {
   AcfOptions options;
   options.fitted = 1;
-  const auto study = StudyAcf(Points(Series(0.0, 100)), options);
+  const auto study = StudyAcf(Points(SeriesAround10(0.0, 100)), options);
   EXPECT_EQ(study.ljung_box.degrees, std::vector<double>{9.0});
 }
 
 TEST(StudyAcf, TooFewAllEqualAndTooManyLags) {
-  const auto few = StudyAcf(Points(Series(0.5, 9)));
+  const auto few = StudyAcf(Points(SeriesAround10(0.5, 9)));
   EXPECT_TRUE(few.acf.empty() && std::isnan(few.ljung_box.p));
-  EXPECT_TRUE(HasNote(few.notes, "too-few"));
+  EXPECT_TRUE(Has(few.notes, "too-few"));
   const auto equal = StudyAcf(Points(std::vector<double>(40, 0.1)));
   EXPECT_TRUE(equal.acf.empty() && std::isnan(equal.bound));
-  EXPECT_TRUE(HasNote(equal.notes, "all-equal"));
+  EXPECT_TRUE(Has(equal.notes, "all-equal"));
   AcfOptions options;
   options.lags = 50;
-  const auto long_lags = StudyAcf(Points(Series(0.5, 20)), options);
+  const auto long_lags = StudyAcf(Points(SeriesAround10(0.5, 20)), options);
   EXPECT_EQ(long_lags.acf.size(), 19U);
-  EXPECT_TRUE(HasNote(long_lags.notes, "fewer-lags"));
+  EXPECT_TRUE(Has(long_lags.notes, "fewer-lags"));
 }
 
 TEST(StudyAcf, RefusesWhatLiesOutside) {
-  const auto stretch = Points(Series(0.5, 50));
+  const auto stretch = Points(SeriesAround10(0.5, 50));
   AcfOptions lags, tested, level, fitted;
   lags.lags = 0;
   tested.tested = 0;
@@ -157,7 +148,7 @@ TEST(StudyAr1, Nile) {
 }
 
 TEST(StudyAr1, ResidualsAndLimits) {
-  const auto values = Series(0.7, 120);
+  const auto values = SeriesAround10(0.7, 120);
   const auto study = StudyAr1(Points(values));
   const double phi = study.phi.value, mean = study.mean.value;
   EXPECT_NEAR(phi, 0.7, 0.2);
@@ -173,7 +164,7 @@ TEST(StudyAr1, ResidualsAndLimits) {
 }
 
 TEST(StudyAr1, ALateShockIsASignal) {
-  auto values = Series(0.7, 120);
+  auto values = SeriesAround10(0.7, 120);
   values[100] += 12.0;
   const auto study = StudyAr1(Points(values));
   EXPECT_EQ(study.signals[100], 1);
@@ -200,29 +191,29 @@ TEST(StudyAr1, UnusedPointsArePassedOverAndGapsStartAnew) {
 }
 
 TEST(StudyAr1, GapsDoNotBendTheEstimate) {
-  auto values = Series(0.7, 400);
+  auto values = SeriesAround10(0.7, 400);
   for (std::size_t i = 20; i < values.size(); i += 20) values[i] = kNaN;
   EXPECT_NEAR(StudyAr1(Points(values)).phi.value, 0.7, 0.1);
 }
 
 TEST(StudyAr1, WanderingIsNoted) {
   std::vector<double> walk(200);
-  const auto steps = Series(0.0, 200);
+  const auto steps = SeriesAround10(0.0, 200);
   double level = 0.0;
   for (std::size_t i = 0; i < walk.size(); ++i) walk[i] = level += steps[i] - 10.0;
   const auto study = StudyAr1(Points(walk));
   EXPECT_GT(study.phi.value, 0.95);
-  EXPECT_TRUE(HasNote(study.notes, "wandering"));
+  EXPECT_TRUE(Has(study.notes, "wandering"));
   EXPECT_LE(std::abs(study.phi.value), 0.999);
 }
 
 TEST(StudyAr1, TooFewAndAllEqual) {
-  const auto few = StudyAr1(Points(Series(0.5, 49)));
+  const auto few = StudyAr1(Points(SeriesAround10(0.5, 49)));
   EXPECT_TRUE(std::isnan(few.phi.value) && std::isnan(few.upper));
-  EXPECT_TRUE(HasNote(few.notes, "too-few"));
+  EXPECT_TRUE(Has(few.notes, "too-few"));
   const auto equal = StudyAr1(Points(std::vector<double>(60, 0.1)));
   EXPECT_TRUE(std::isnan(equal.phi.value) && std::isnan(equal.residuals[5]));
-  EXPECT_TRUE(HasNote(equal.notes, "all-equal"));
+  EXPECT_TRUE(Has(equal.notes, "all-equal"));
 }
 
 TEST(StudyAr1, RefusesWhatLiesOutside) {

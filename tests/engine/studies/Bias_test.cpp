@@ -3,21 +3,16 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 
 #include "tests/engine/studies/cases.h"
+#include "tests/engine/studies/notes.h"
 
 namespace orvspc::studies {
 namespace {
 
-template <class Study>
-bool HasNote(const Study& study, const std::string& code) {
-  return std::ranges::any_of(study.notes, [&](const Note& note) { return note.code == code; });
-}
-
-Type1Options Type1OptionsOf(double reference, double tolerance) {
+Type1Options Type1With(double reference, double tolerance) {
   Type1Options options;
   options.reference = reference;
   options.tolerance = tolerance;
@@ -27,7 +22,7 @@ Type1Options Type1OptionsOf(double reference, double tolerance) {
 TEST(StudyType1, Published) {
   const Case known("type-1");
   const auto values = known.Column("y");
-  auto options = Type1OptionsOf(known.Param("reference"), known.Param("tolerance"));
+  auto options = Type1With(known.Param("reference"), known.Param("tolerance"));
   options.percent = known.Param("percent");
   options.multiplier = known.Param("multiplier");
   const auto study = StudyType1(values, options);
@@ -48,45 +43,45 @@ TEST(StudyType1, Published) {
 TEST(StudyType1, LeastAmounts) {
   std::vector<double> values;
   for (int i = 0; i < 24; ++i) values.push_back(i % 3);
-  const auto options = Type1OptionsOf(1.0, 10.0);
+  const auto options = Type1With(1.0, 10.0);
   EXPECT_TRUE(std::isnan(StudyType1(values, options).cg));
-  EXPECT_TRUE(HasNote(StudyType1(values, options), "too-few"));
+  EXPECT_TRUE(Has(StudyType1(values, options).notes, "too-few"));
   values.push_back(platform::kNaN);
   EXPECT_TRUE(std::isnan(StudyType1(values, options).cg));
   values.push_back(1.0);
   EXPECT_GT(StudyType1(values, options).cg, 0.0);
-  EXPECT_TRUE(HasNote(StudyType1(values, options), "few-data"));
+  EXPECT_TRUE(Has(StudyType1(values, options).notes, "few-data"));
 }
 
 TEST(StudyType1, AllEqualHasNoIndices) {
-  const auto study = StudyType1(std::vector<double>(50, 0.1), Type1OptionsOf(0.0, 1.0));
+  const auto study = StudyType1(std::vector<double>(50, 0.1), Type1With(0.0, 1.0));
   EXPECT_EQ(study.sd, 0.0);
   EXPECT_DOUBLE_EQ(study.bias.value, 0.1);
   EXPECT_TRUE(std::isnan(study.cg) && std::isnan(study.cgk) && std::isnan(study.test.p));
-  EXPECT_TRUE(HasNote(study, "no-variation"));
+  EXPECT_TRUE(Has(study.notes, "no-variation"));
 }
 
 TEST(StudyType1, ABiasBeyondTheShareHasNoPercentage) {
   std::vector<double> values;
   for (int i = 0; i < 50; ++i) values.push_back(i % 3);
-  const auto study = StudyType1(values, Type1OptionsOf(0.0, 5.0));
+  const auto study = StudyType1(values, Type1With(0.0, 5.0));
   EXPECT_LT(study.cgk, 0.0);
   EXPECT_TRUE(std::isnan(study.pct_repeat_bias));
-  EXPECT_TRUE(HasNote(study, "bias-too-large"));
+  EXPECT_TRUE(Has(study.notes, "bias-too-large"));
 }
 
 TEST(StudyType1, ACoarseResolutionIsNoted) {
   const std::vector<double> values(50, 1.0);
-  auto options = Type1OptionsOf(1.0, 10.0);
+  auto options = Type1With(1.0, 10.0);
   options.resolution = 0.5;
-  EXPECT_FALSE(HasNote(StudyType1(values, options), "coarse"));
+  EXPECT_FALSE(Has(StudyType1(values, options).notes, "coarse"));
   options.resolution = 0.51;
-  EXPECT_TRUE(HasNote(StudyType1(values, options), "coarse"));
+  EXPECT_TRUE(Has(StudyType1(values, options).notes, "coarse"));
 }
 
 TEST(StudyType1, RefusesWhatLiesOutside) {
   const auto refuses = [](auto change) {
-    auto options = Type1OptionsOf(0.0, 1.0);
+    auto options = Type1With(0.0, 1.0);
     change(options);
     EXPECT_THROW(StudyType1({}, options), std::invalid_argument);
   };
@@ -119,15 +114,15 @@ TEST(StudyBias, OfReadings) {
   EXPECT_NEAR(study.sd, std::sqrt(7.0), 1e-14);
   EXPECT_NEAR(study.test.value, std::sqrt(3.0 / 7.0), 1e-14);
   EXPECT_NEAR(study.pct_bias, 100.0 / 3.0, 1e-12);
-  EXPECT_TRUE(HasNote(study, "few-data"));
+  EXPECT_TRUE(Has(study.notes, "few-data"));
 }
 
 TEST(StudyBias, OneReadingHasNoTest) {
   const auto study = StudyBias(std::vector<double>{3.0}, {});
   EXPECT_EQ(study.bias.value, 3.0);
   EXPECT_TRUE(std::isnan(study.test.p));
-  EXPECT_TRUE(HasNote(study, "too-few"));
-  EXPECT_TRUE(HasNote(StudyBias(std::vector<double>(12, 3.0), {}), "no-variation"));
+  EXPECT_TRUE(Has(study.notes, "too-few"));
+  EXPECT_TRUE(Has(StudyBias(std::vector<double>(12, 3.0), {}).notes, "no-variation"));
 }
 
 TEST(StudyLinearity, Published) {
@@ -187,10 +182,10 @@ TEST(StudyLinearity, LeastAmounts) {
     for (std::size_t i = 0; i < values.size(); ++i) values[i] += i % 2 == 0 ? 0.1 : -0.1;
     return StudyLinearity(references, values);
   };
-  EXPECT_TRUE(HasNote(of({1.0, 1.0, 1.0}), "too-few"));
-  EXPECT_TRUE(HasNote(of({1.0, 2.0}), "too-few"));
+  EXPECT_TRUE(Has(of({1.0, 1.0, 1.0}).notes, "too-few"));
+  EXPECT_TRUE(Has(of({1.0, 2.0}).notes, "too-few"));
   EXPECT_FALSE(std::isnan(of({1.0, 2.0, 2.0}).s));
-  EXPECT_TRUE(HasNote(of({1.0, 2.0, 2.0}), "few-data"));
+  EXPECT_TRUE(Has(of({1.0, 2.0, 2.0}).notes, "few-data"));
   EXPECT_TRUE(std::isnan(StudyLinearity({}, {}).s));
 }
 
@@ -200,7 +195,7 @@ TEST(StudyLinearity, ReadingsOnALineHaveNoTests) {
   EXPECT_EQ(study.slope.value, 0.5);
   EXPECT_TRUE(std::isnan(study.slope_test.p));
   EXPECT_EQ(study.is_acceptable, false);
-  EXPECT_TRUE(HasNote(study, "no-variation"));
+  EXPECT_TRUE(Has(study.notes, "no-variation"));
 }
 
 TEST(StudyLinearity, RefusesWhatLiesOutside) {

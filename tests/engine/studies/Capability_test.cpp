@@ -10,16 +10,13 @@
 #include "engine/statistics/EffectiveDegrees.h"
 #include "tests/engine/studies/cases.h"
 #include "tests/engine/studies/coverage.h"
+#include "tests/engine/studies/notes.h"
 
 namespace orvspc::studies {
 namespace {
 
 using engine::statistics::EffectiveDegrees;
 using platform::kNaN;
-
-bool Has(const std::vector<Note>& notes, const std::string& code) {
-  return std::ranges::any_of(notes, [&](const Note& note) { return note.code == code; });
-}
 
 Interval Named(const std::vector<NamedInterval>& indices, const std::string& name) {
   for (const auto& each : indices)

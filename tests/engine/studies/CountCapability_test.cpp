@@ -3,22 +3,18 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <numeric>
 #include <stdexcept>
 
 #include "engine/statistics/Distributions.h"
 #include "tests/engine/studies/cases.h"
+#include "tests/engine/studies/notes.h"
 
 namespace orvspc::studies {
 namespace {
 
 using platform::kNaN;
-
-bool Has(const std::vector<Note>& notes, const std::string& code) {
-  return std::ranges::any_of(notes, [&](const Note& note) { return note.code == code; });
-}
 
 Stretch Counts(const std::vector<double>& counts, const std::vector<double>& sizes) {
   Stretch stretch;

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <stdexcept>
@@ -11,6 +10,7 @@
 
 #include "engine/statistics/Numerics.h"
 #include "tests/engine/studies/cases.h"
+#include "tests/engine/studies/notes.h"
 
 namespace orvspc::studies {
 namespace {
@@ -34,10 +34,6 @@ GageReadings Made(int parts, int operators, int trials, Value value) {
       for (int t = 0; t < trials; ++t)
         readings.Add(std::to_string(p), std::to_string(o), value(p, o, t));
   return readings;
-}
-
-bool HasNote(const GageStudy& study, const std::string& code) {
-  return std::ranges::any_of(study.notes, [&](const Note& note) { return note.code == code; });
 }
 
 std::vector<double> SumsOf(const std::vector<AnovaRow>& rows) {
@@ -91,7 +87,7 @@ TEST(StudyGage, CrossedWithThreeParts) {
   EXPECT_EQ(study.by_tolerance, "poor");
   // Too few parts to resample.
   EXPECT_TRUE(std::isnan(study.ndc_raw.lower));
-  EXPECT_TRUE(HasNote(study, "few-parts") && HasNote(study, "few-data"));
+  EXPECT_TRUE(Has(study.notes, "few-parts") && Has(study.notes, "few-data"));
 }
 
 TEST(StudyGage, AveragesAndRanges) {
@@ -160,7 +156,7 @@ TEST(StudyGage, Nested) {
   known.Check("pct_study_grr", study.Find(kGageRR)->pct_study);
   known.Check("pct_tolerance_grr", study.Find(kGageRR)->pct_tolerance);
   EXPECT_TRUE(study.Find(kOperator)->is_negative);
-  EXPECT_TRUE(HasNote(study, "negative-component"));
+  EXPECT_TRUE(Has(study.notes, "negative-component"));
   EXPECT_FALSE(std::isnan(study.ndc_raw.lower));
   // Parts may have the same names with every operator.
   for (auto& part : readings.part_of) part %= 5;
@@ -193,7 +189,7 @@ TEST(StudyGage, OneTrialHasNoInteraction) {
   EXPECT_TRUE(study.anova.empty());
   ASSERT_EQ(study.pooled.size(), 4U);
   EXPECT_EQ(study.pooled[2].degrees, 2.0);
-  EXPECT_TRUE(HasNote(study, "no-interaction"));
+  EXPECT_TRUE(Has(study.notes, "no-interaction"));
   EXPECT_GT(study.Find(kPart)->variance, 0.0);
 }
 
@@ -205,7 +201,7 @@ TEST(StudyGage, AllEqualHasNoPercentages) {
     EXPECT_EQ(study.Find(kGageRR)->sd.value, 0.0);
     EXPECT_TRUE(std::isnan(study.Find(kGageRR)->pct_study));
     EXPECT_EQ(study.ndc, 0);
-    EXPECT_TRUE(HasNote(study, "no-variation"));
+    EXPECT_TRUE(Has(study.notes, "no-variation"));
   }
 }
 
@@ -215,7 +211,7 @@ TEST(StudyGage, AGaugeWithoutSpreadHasNoNdc) {
   EXPECT_EQ(study.by_study, "good");
   EXPECT_EQ(study.ndc, 0);
   EXPECT_TRUE(std::isnan(study.ndc_raw.value));
-  EXPECT_TRUE(HasNote(study, "no-gage-variation"));
+  EXPECT_TRUE(Has(study.notes, "no-gage-variation"));
 }
 
 TEST(StudyGage, NdcIsAtLeastOne) {
@@ -248,15 +244,15 @@ TEST(StudyGage, NamesTheFirstCellThatIsShort) {
 
 TEST(StudyGage, LeastAmounts) {
   const auto value = [](int p, int o, int t) { return p + o + 0.1 * t; };
-  EXPECT_TRUE(HasNote(StudyGage(Made(1, 2, 2, value)), "too-few"));
-  EXPECT_TRUE(HasNote(StudyGage(Made(2, 1, 2, value)), "too-few"));
+  EXPECT_TRUE(Has(StudyGage(Made(1, 2, 2, value)).notes, "too-few"));
+  EXPECT_TRUE(Has(StudyGage(Made(2, 1, 2, value)).notes, "too-few"));
   GageOptions options;
   options.method = GageMethod::Nested;
   EXPECT_TRUE(StudyGage(Made(2, 2, 1, value), options).components.empty());
   EXPECT_TRUE(StudyGage({}, options).components.empty());
   EXPECT_FALSE(StudyGage(Made(2, 2, 2, value)).components.empty());
-  EXPECT_TRUE(HasNote(StudyGage(Made(7, 2, 2, value)), "few-data"));
-  EXPECT_FALSE(HasNote(StudyGage(Made(8, 2, 2, value)), "few-data"));
+  EXPECT_TRUE(Has(StudyGage(Made(7, 2, 2, value)).notes, "few-data"));
+  EXPECT_FALSE(Has(StudyGage(Made(8, 2, 2, value)).notes, "few-data"));
 }
 
 TEST(StudyGage, OneLimitCountsTheDistanceToIt) {
@@ -280,7 +276,7 @@ TEST(StudyGage, TheProcessTakesThePlaceOfTheTotal) {
   EXPECT_EQ(study.Find(kTotal)->pct_process, 100.0);
   EXPECT_NEAR(study.Find(kPart)->pct_process, 50.0 * std::sqrt(4.0 - grr * grr), 1e-9);
   options.process_sd = 0.1;
-  EXPECT_TRUE(HasNote(StudyGage(readings, options), "process-sd"));
+  EXPECT_TRUE(Has(StudyGage(readings, options).notes, "process-sd"));
 }
 
 TEST(StudyGage, RefusesWhatLiesOutside) {

@@ -3,22 +3,18 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include "engine/statistics/Numerics.h"
+#include "tests/engine/studies/notes.h"
 
 namespace orvspc::studies {
 namespace {
 
 using platform::kNaN;
-
-bool HasNote(const GroupStudy& study, const char* code) {
-  return std::ranges::any_of(study.notes, [&](const Note& note) { return note.code == code; });
-}
 
 void Add(Stretch& stretch, std::int32_t stream, std::int32_t time,
          const std::vector<double>& pieces) {
@@ -122,7 +118,7 @@ TEST(StudyGroup, MissingStreamsAreNamedAndUnusedOnesPassedOver) {
   EXPECT_EQ(study.missing[3], std::vector<std::int32_t>{0});
   EXPECT_EQ(study.high.members[1], 1);
   EXPECT_EQ(study.counts, (std::vector<std::int32_t>{3, 2, 3, 2}));
-  EXPECT_TRUE(HasNote(study, "streams-missing"));
+  EXPECT_TRUE(Has(study.notes, "streams-missing"));
 }
 
 TEST(StudyGroup, AGroupEndsWhereAStreamComesAgainOrTimeIsUp) {
@@ -166,15 +162,15 @@ TEST(StudyGroup, LimitsOfThePhaseBefore) {
 
 TEST(StudyGroup, TooFewOneStreamAndNoSpread) {
   const auto few = StudyGroup(ThreeStreams(1));
-  EXPECT_TRUE(HasNote(few, "too-few"));
+  EXPECT_TRUE(Has(few.notes, "too-few"));
   EXPECT_TRUE(std::isnan(few.high.limits[0]));
   Stretch one;
   for (int g = 0; g < 4; ++g) Add(one, 7, 3600 * g, {1.0, 2.0});
-  EXPECT_TRUE(HasNote(StudyGroup(one), "one-stream"));
+  EXPECT_TRUE(Has(StudyGroup(one).notes, "one-stream"));
   EXPECT_TRUE(std::isnan(StudyGroup(one).high.limits[0]));
   Stretch flat;
   for (int i = 0; i < 8; ++i) Add(flat, i % 2, 3600 * (i / 2), {1.0, 1.0});
-  EXPECT_TRUE(HasNote(StudyGroup(flat), "no-sigma"));
+  EXPECT_TRUE(Has(StudyGroup(flat).notes, "no-sigma"));
   EXPECT_TRUE(std::isnan(StudyGroup(flat).high.limits[0]));
   EXPECT_TRUE(StudyGroup({}).times.empty());
 }

@@ -3,13 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <numeric>
 #include <stdexcept>
 
 #include "engine/statistics/Numerics.h"
 #include "tests/engine/studies/cases.h"
+#include "tests/engine/studies/notes.h"
 
 namespace orvspc::studies {
 namespace {
@@ -25,10 +25,6 @@ std::vector<double> Values(const LawFigures& law) {
 LawFigures FitOf(const std::vector<double>& values, Law law, LawOptions options = {}) {
   options.laws = {law};
   return StudyLaws(values, options).laws.front();
-}
-
-bool Has(const std::vector<Note>& notes, const std::string& code) {
-  return std::ranges::any_of(notes, [&](const Note& note) { return note.code == code; });
 }
 
 // A sample of normal values.

@@ -14,6 +14,7 @@
 #include "engine/statistics/Distributions.h"
 #include "engine/statistics/Numerics.h"
 #include "tests/engine/studies/cases.h"
+#include "tests/engine/studies/notes.h"
 
 namespace orvspc::studies {
 namespace {
@@ -71,13 +72,6 @@ Vectors Rows(const std::vector<double>& cells, std::size_t p) {
                       cells.begin() + static_cast<std::ptrdiff_t>(i + p));
   }
   return rows;
-}
-
-bool Has(const std::vector<Note>& notes, const std::string& code) {
-  for (const auto& note : notes) {
-    if (note.code == code) return true;
-  }
-  return false;
 }
 
 T2Options WithAlpha(double alpha) {

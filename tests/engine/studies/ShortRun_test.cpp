@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <stdexcept>
@@ -12,15 +11,12 @@
 
 #include "engine/statistics/Numerics.h"
 #include "tests/engine/studies/cases.h"
+#include "tests/engine/studies/notes.h"
 
 namespace orvspc::studies {
 namespace {
 
 using platform::kNaN;
-
-bool HasNote(const ShortRunStudy& study, const char* code) {
-  return std::ranges::any_of(study.notes, [&](const Note& note) { return note.code == code; });
-}
 
 // A subgroup more, of a part with a target.
 void Add(Stretch& stretch, std::int32_t part, double target, const std::vector<double>& pieces) {
@@ -65,8 +61,8 @@ TEST(StudyShortRun, DeviationsFromNominal) {
   EXPECT_EQ(study.parts[0].source, "target");
   EXPECT_EQ(study.parts[0].nominal, 50.0);
   EXPECT_EQ(study.spreads.method, "Bartlett");
-  EXPECT_FALSE(HasNote(study, "spreads-differ"));
-  EXPECT_TRUE(HasNote(study, "few-data"));
+  EXPECT_FALSE(Has(study.notes, "spreads-differ"));
+  EXPECT_TRUE(Has(study.notes, "few-data"));
 }
 
 // The sigma of each part is that of its pieces in a row, as one run; where others lie between them,
@@ -77,7 +73,7 @@ TEST(StudyShortRun, ScoresOfSinglesWithMovingRangesFromPartToPart) {
   auto stretch = StretchOf(known);
   ShortRunOptions options;
   options.kind = ShortRunKind::Score;
-  EXPECT_TRUE(HasNote(StudyShortRun(stretch, options), "pooled"));
+  EXPECT_TRUE(Has(StudyShortRun(stretch, options).notes, "pooled"));
   const auto expected = [&](const char* figure, std::int32_t part) {
     return known.Expected()[figure]["value"][std::string(1, static_cast<char>(part))].get<double>();
   };
@@ -130,7 +126,7 @@ TEST(StudyShortRun, SigmaOfAPartIsFromMovingRangesInsideItsRuns) {
   // Graph 2 goes from part to part.
   EXPECT_NEAR(study.spread.points[4], std::abs(study.level.points[4] - study.level.points[3]),
               1e-12);
-  EXPECT_FALSE(HasNote(study, "pooled"));
+  EXPECT_FALSE(Has(study.notes, "pooled"));
 }
 
 TEST(StudyShortRun, ConstantAndRelativeSigma) {
@@ -159,13 +155,13 @@ TEST(StudyShortRun, ConstantAndRelativeSigma) {
   const auto deviations = StudyShortRun(stretch);
   EXPECT_LT(deviations.spreads.p, 1e-6);
   EXPECT_EQ(deviations.spreads.degrees, std::vector<double>{2.0});
-  EXPECT_TRUE(HasNote(deviations, "spreads-differ"));
-  EXPECT_FALSE(HasNote(constant, "spreads-differ"));
+  EXPECT_TRUE(Has(deviations.notes, "spreads-differ"));
+  EXPECT_FALSE(Has(constant.notes, "spreads-differ"));
   // A nominal of 0 has no sigma.
   stretch.targets[5] = 0.0;
   options.sigma = PartSigma::Relative;
   const auto none = StudyShortRun(stretch, options);
-  EXPECT_TRUE(HasNote(none, "no-sigma"));
+  EXPECT_TRUE(Has(none.notes, "no-sigma"));
   EXPECT_TRUE(std::isnan(none.level.points[0]));
 }
 
@@ -197,7 +193,7 @@ TEST(StudyShortRun, LimitsOfThePhaseBefore) {
   EXPECT_EQ(study.level.upper[0], before.level.upper[0]);
   EXPECT_EQ(study.level.points[0], 3.0);
   EXPECT_EQ(study.level.marks[0], std::vector<std::int32_t>{1});
-  EXPECT_TRUE(HasNote(study, "no-estimates"));
+  EXPECT_TRUE(Has(study.notes, "no-estimates"));
   EXPECT_EQ(study.level.points[1], stretch.points[1] - 10.0);
 }
 
@@ -219,14 +215,14 @@ TEST(StudyShortRun, NoSpreadTooFewAndOnePart) {
   Stretch equal;
   for (int i = 0; i < 6; ++i) Add(equal, i % 2, 5.0, {5.0, 5.0});
   const auto flat = StudyShortRun(equal);
-  EXPECT_TRUE(HasNote(flat, "no-sigma"));
+  EXPECT_TRUE(Has(flat.notes, "no-sigma"));
   EXPECT_TRUE(std::isnan(flat.level.upper[0]));
   EXPECT_EQ(flat.level.centre[0], 0.0);
   EXPECT_TRUE(std::isnan(flat.spreads.p));
-  EXPECT_TRUE(HasNote(flat, "no-test"));
+  EXPECT_TRUE(Has(flat.notes, "no-test"));
   Stretch one;
   Add(one, 1, 5.0, {5.0, 6.0});
-  EXPECT_TRUE(HasNote(StudyShortRun(one), "too-few"));
+  EXPECT_TRUE(Has(StudyShortRun(one).notes, "too-few"));
   EXPECT_TRUE(StudyShortRun({}).level.points.empty());
   auto single = StretchOf(Case("short-run-nominal"));
   single.members.clear();

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <span>
@@ -14,16 +13,13 @@
 #include "engine/statistics/MeanSteps.h"
 #include "engine/statistics/Numerics.h"
 #include "tests/engine/studies/cases.h"
+#include "tests/engine/studies/notes.h"
 #include "tests/engine/studies/simulated_steps.h"
 
 namespace orvspc::studies {
 namespace {
 
 using platform::kNaN;
-
-bool HasNote(const StepStudy& study, const char* code) {
-  return std::ranges::any_of(study.notes, [&](const Note& note) { return note.code == code; });
-}
 
 TEST(StudySteps, FlowOfTheNile) {
   const Case known("step-change");
@@ -190,7 +186,7 @@ TEST(StudySteps, OptionsMoveTheThresholdAndTheLeastLength) {
 TEST(StudySteps, NoHintWhereNeighboursAreCorrelated) {
   const auto study = StudySteps(Points(Series(0.8, 0.0, 200)));
   EXPECT_TRUE(study.steps.empty());
-  EXPECT_TRUE(HasNote(study, "correlated"));
+  EXPECT_TRUE(Has(study.notes, "correlated"));
   EXPECT_LT(study.neighbours.p, 0.01);
   EXPECT_EQ(study.segments.size(), 1U);
   const auto step = StudySteps(Points(Series(0.0, 3.0, 200)));
@@ -201,17 +197,17 @@ TEST(StudySteps, NoHintWhereNeighboursAreCorrelated) {
 TEST(StudySteps, TooFewTooManyAndAllEqual) {
   const auto few = StudySteps(Points(Series(0.0, 9.0, 19)));
   EXPECT_TRUE(few.steps.empty() && few.segments.empty() && std::isnan(few.penalty));
-  EXPECT_TRUE(HasNote(few, "too-few"));
+  EXPECT_TRUE(Has(few.notes, "too-few"));
   const auto twenty = StudySteps(Points(Series(0.0, 9.0, 20)));
   EXPECT_EQ(twenty.steps.size(), 1U);
-  EXPECT_TRUE(HasNote(twenty, "few-data"));
-  EXPECT_FALSE(HasNote(StudySteps(Points(Series(0.0, 9.0, 30))), "few-data"));
+  EXPECT_TRUE(Has(twenty.notes, "few-data"));
+  EXPECT_FALSE(Has(StudySteps(Points(Series(0.0, 9.0, 30))).notes, "few-data"));
   const auto many = StudySteps(Points(std::vector<double>(20001, 1.0)));
   EXPECT_TRUE(many.steps.empty());
-  EXPECT_TRUE(HasNote(many, "too-many"));
+  EXPECT_TRUE(Has(many.notes, "too-many"));
   const auto equal = StudySteps(Points(std::vector<double>(30, 0.1)));
   EXPECT_TRUE(equal.steps.empty() && std::isnan(equal.neighbours.p));
-  EXPECT_TRUE(HasNote(equal, "all-equal"));
+  EXPECT_TRUE(Has(equal.notes, "all-equal"));
   EXPECT_EQ(equal.sigma.value, 0.0);
 }
 

@@ -3,23 +3,19 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 
 #include "engine/statistics/Distributions.h"
 #include "engine/statistics/ToleranceFactors.h"
 #include "tests/engine/studies/cases.h"
+#include "tests/engine/studies/notes.h"
 
 namespace orvspc::studies {
 namespace {
 
 using namespace engine;
 using platform::kNaN;
-
-bool Has(const std::vector<Note>& notes, const std::string& code) {
-  return std::ranges::any_of(notes, [&](const Note& note) { return note.code == code; });
-}
 
 std::vector<double> NormalQuantiles(int count, double mean, double sd) {
   std::vector<double> values;
