@@ -117,7 +117,7 @@ constexpr Picture kPictures[] = {
      "study group --part 'Spring water' --test 'Fill volume' --max 0"},
     {"study-arl", "Run lengths of the chart in use",
      "How long the rules of the flow width's chart take to notice a shift.",
-     "study arl --part Wafer"},
+     "study arl --part Wafer --runs 5000"},
     {"study-design", "Charts with a wanted run length",
      "Cusum and EWMA that notice a shift of one sigma soonest, with a false alarm in 370 points.",
      "study design --arl0 370 --shift 1", true},
@@ -259,12 +259,15 @@ std::string ProgramPath() {
   return system::TextOf(failed ? program : from_here);
 }
 
+constexpr Option kNoPictures{"no-pictures", nullptr, "make the database alone; draw nothing"};
+
 int RunDemoCommand(const Arguments& arguments, Console& console) {
   const fs::path folder =
       system::PathOf(arguments.Positional().empty() ? "orvspc-demo" : arguments.Positional()[0]);
   MakeDirectory(folder);
   const std::string path = system::TextOf(folder / "sample.db");
   MakeDatabase(folder, path, console);
+  if (arguments.Has(kNoPictures)) return 0;
 
   std::vector<render::IndexEntry> entries;
   std::string commands;
@@ -297,7 +300,7 @@ Command DemoCommand() {
           "Makes DIR/sample.db from data that the program carries, and draws everything",
           "DIR is orvspc-demo without it. A sample.db in it is replaced.",
           "orvspc demo /tmp/spc",
-          {},
+          {kNoPictures},
           RunDemoCommand,
           1};
 }

@@ -174,7 +174,7 @@ TEST_F(RecordTest, ALineThatIsNestedDeeplyIsRefused) {
   EXPECT_EQ(outcome.status, 1);
   const auto lines = LinesOf(outcome.out);
   ASSERT_EQ(lines.size(), 4U) << outcome.err;
-  for (const auto place : {0, 1}) {
+  for (const std::size_t place : {0U, 1U}) {
     EXPECT_EQ(lines[place]["error"]["code"], "json");
     EXPECT_EQ(lines[place]["error"]["text"], "line: is nested deeper than 32 levels");
   }

@@ -28,7 +28,7 @@ class SampleDatabaseTest : public testing::Test {
 
   SampleDatabaseTest() {
     InstallEmbedded();
-    EXPECT_EQ(Run({"demo", folder_.Path()}).status, 0);
+    EXPECT_EQ(Run({"demo", folder_.Path(), "--no-pictures"}).status, 0);
     path_ = folder_.File("sample.db");
     whole_ = Text(path_);
   }

@@ -120,7 +120,7 @@ std::string Values(const std::string& stream, int subgroups, int size, double sh
 constexpr const char* kHead = "part,process,test,subgroup,time,value,flag\n";
 
 TEST_F(StoredChart, IsDrawnTheSameForEveryChartOfTheDemo) {
-  ASSERT_EQ(Run("demo d").status, 0);
+  ASSERT_EQ(Run("demo d --no-pictures").status, 0);
   std::filesystem::copy(folder_.File("d/sample.db"), folder_.File("q.db"));
   const std::string many = " --max 100";
   for (const std::string options :
@@ -302,7 +302,7 @@ TEST_F(StoredChart, LosesWhatTheHowToSaysAndNothingElse) {
 }
 
 TEST_F(StoredChart, IsWrittenAgainWithoutItsLimitRows) {
-  ASSERT_EQ(Run("demo d").status, 0);
+  ASSERT_EQ(Run("demo d --no-pictures").status, 0);
   ASSERT_EQ(Run("chart --db d/sample.db --part Ring -o r.xml").status, 0);
   const std::string text = Text(folder_.File("r.xml"));
   EXPECT_NE(text.find("<SpecLim "), std::string::npos);
@@ -311,7 +311,7 @@ TEST_F(StoredChart, IsWrittenAgainWithoutItsLimitRows) {
 }
 
 TEST_F(StoredChart, WithoutDataSaysSo) {
-  ASSERT_EQ(Run("demo d").status, 0);
+  ASSERT_EQ(Run("demo d --no-pictures").status, 0);
   const Outcome written = Run("chart --db d/sample.db --since 2030-01-01 --format xml");
   EXPECT_EQ(written.status, 0);
   EXPECT_EQ(written.err.rfind("no data: 334 subgroups without --since 2030-01-01\n", 0), 0u)

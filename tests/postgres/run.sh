@@ -2,6 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 # The tests of the store, the selection, imports, analyses and the program against a PostgreSQL
 # server of their own: tests/postgres/run.sh FOLDER_OF_THE_TEST_PROGRAMS [--slow]
+# Without --slow every third test of a program, since each makes a hundred tables, and all of those
+# that are about a server.
 set -euo pipefail
 programs=$(cd "${1:?the folder of the test programs}" && pwd)
 cd "$(dirname "$0")"
@@ -19,11 +21,13 @@ if [ "$slow" = --slow ]; then suites=(postgres_slow "${suites[@]}"); fi
 run_suite() {
   local limit=600 output result=0
   if [ "$1" = postgres_slow ]; then limit=1800; fi
+  local -x GTEST_TOTAL_SHARDS=3 GTEST_SHARD_INDEX=0
+  case $slow$1 in --slow* | postgres* | engine_sql) unset GTEST_TOTAL_SHARDS GTEST_SHARD_INDEX ;; esac
   output=$(./cluster.sh timeout $limit "$programs/test_$1" --gtest_brief=1 \
                         --gtest_filter="-$of_files" 2>&1) || result=1
   printf '%s\n%s\n' "$1" "$output"
   return $result
 }
 export -f run_suite
-export programs of_files
+export programs of_files slow
 printf '%s\n' "${suites[@]}" | xargs -P 2 -I{} bash -c 'run_suite {}'

@@ -5,7 +5,7 @@ set -euo pipefail
 # shellcheck source=tests/windows/client/stage.sh
 . tests/windows/client/stage.sh
 cd "$ORVSPC_WORK"
-"$ORVSPC_LINUX/orvspc" demo . >/dev/null
+"$ORVSPC_LINUX/orvspc" demo . --no-pictures
 
 holds() {
   on_wine 60 "$ORVSPC_WINDOWS/external.exe" "$1" | tr -d '\r' | tee external.txt

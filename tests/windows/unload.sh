@@ -5,7 +5,7 @@ set -euo pipefail
 # shellcheck source=tests/windows/client/stage.sh
 . tests/windows/client/stage.sh
 cd "$ORVSPC_WORK"
-"$ORVSPC_LINUX/orvspc" demo . >/dev/null
+"$ORVSPC_LINUX/orvspc" demo . --no-pictures
 register "$ORVSPC_WINDOWS"
 for mode in "" forget; do
   on_wine 100 "$ORVSPC_WINDOWS/unload.exe" "$(windows_path "$PWD/sample.db")" \

@@ -16,7 +16,7 @@ linux=${ORVSPC_LINUX:?run by tests/windows/run.sh}
 windows=${ORVSPC_WINDOWS:?run by tests/windows/run.sh}
 cd "${ORVSPC_WORK:?run by tests/windows/run.sh}"
 
-"$linux/orvspc" demo . >/dev/null
+"$linux/orvspc" demo . --no-pictures
 "$linux/windows_xml" sample.db linux.txt
 wine "$windows/windows_xml.exe" sample.db windows.txt
 "$here/xml/compare.py" linux.txt windows.txt "$here/xml/differences.txt"

@@ -12,5 +12,7 @@ TEST_F(ImportRandomTest, ThirtyThousandDamagedFilesLeadToWhatAPlainReaderSays) {
   Compare(4, 30000, true);
 }
 
+TEST_F(ImportRandomTest, TwentyLongFilesLeadToWhatAPlainReaderSays) { Compare(5, 20, false, 300); }
+
 }  // namespace
 }  // namespace orvspc::engine::import
