@@ -13,7 +13,6 @@
 #include <cmath>
 #include <numbers>
 
-#include "engine/statistics/Numerics.h"
 #include "platform/NaN.h"
 
 namespace orvspc::engine::statistics {

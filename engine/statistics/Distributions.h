@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <limits>
 #include <string_view>
 
 namespace orvspc::engine::statistics {
+
+inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // Standard normal distribution. Both tails stay accurate far out, where 1 - F cancels.
 // Accuracy 13 digits to 8 sigmas, 12 to 37

@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "engine/statistics/Numerics.h"
+#include "engine/statistics/Distributions.h"
 
 namespace orvspc::engine::statistics {
 namespace {

@@ -4,14 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <random>
 #include <vector>
 
 // Roots, integrals, and random figures that are the same everywhere.
 namespace orvspc::engine::statistics {
-
-inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // The x between low and high where f changes its sign, to `tolerance` of itself; NaN where f has
 // the same sign at both ends, or no value.
