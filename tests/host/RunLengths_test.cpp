@@ -58,7 +58,7 @@ TEST_F(RunLengthCommands, OfSeveralVariables) {
       {mewma + "--h 9 --arl0 100", "--arl0 does not go with --h"},
       {mewma + "--shifts -1", "--shifts of several variables must be 0 to 20, not -1"},
       {mewma + "--weight 0.005", "--weight must be 0.01 to 1, not 0.005"},
-      {mewma + "--sided upper", "--sided goes with --scheme cusum, ewma, shewhart, cusum-counts"},
+      {mewma + "--sided upper", "--sided goes with --scheme cusum, ewma, shewhart or cusum-counts"},
       {"arl --scheme ewma --variables 3", "--variables goes with --scheme mewma"}};
   for (const auto& [line, text] : refused) {
     const auto outcome = Run("study " + line);
