@@ -25,8 +25,8 @@ inline constexpr std::size_t kLeastVariables = 2, kMostVariables = 20;
 // What a part and process has and a join leaves out.
 struct LeftOfJoin {
   std::int32_t part = 0, process = 0;
-  std::size_t tests = 0;      // that it has; all is left out of fewer than 2 or more than 20
-  std::size_t subgroups = 0;  // left out
+  std::size_t tests = 0;  // that it has; all is left out of fewer than 2 or more than 20
+  std::vector<std::int32_t> times = {};  // of the subgroups that are left out
 };
 
 // Streams of several tests joined to one each of vectors.
@@ -48,7 +48,12 @@ using PieceNumbers = std::vector<std::vector<std::vector<std::int32_t>>>;
 JoinedTests JoinTests(const StudyData& data, const PieceNumbers& numbers,
                       std::span<const std::int32_t> order = {});
 
-// The same of the selected measurements, which are read as ReadStudyData does.
+// Leaves the newest joint subgroups, so many of all streams together, and forgets what was left out
+// before the oldest of them.
+void KeepNewest(JoinedTests& joined, std::size_t most);
+
+// The same of the selected measurements, which are read as ReadStudyData does. The number of
+// subgroups that the selection takes is that of joint ones.
 JoinedTests ReadJoinedTests(platform::Database& database, const API_DSInfo& selection,
                             std::span<const std::int32_t> filter,
                             std::span<const std::int32_t> order = {}, bool joins_phases = false);
@@ -153,6 +158,18 @@ struct T2Study {
 T2Study StudyT2(const Stretch& stretch, std::span<const std::string> variables,
                 const T2Options& options = {}, const Stretch* limits_of = nullptr);
 
+// T2 of a point taken apart variable after variable: the unconditional term of the first, then what
+// each next one adds to those before it. The terms add up to T2.
+struct T2Order {
+  std::vector<std::size_t> variables;  // places
+  std::vector<double> terms;
+  std::vector<double> p;  // of each term as of T2Term, k being how many are before it
+};
+inline constexpr std::size_t kMostOrdered = 6;
+// That in all p! orders; none of a point without T2. Throws std::invalid_argument above 6
+// variables.
+std::vector<T2Order> OrdersOf(const T2Study& study, std::size_t point);
+
 // The ellipse of means of two variables whose distance d' S^-1 d from the centre is so much.
 struct Ellipse {
   std::vector<double> x, y;
@@ -172,7 +189,8 @@ struct MewmaStudy {
   std::vector<double> sizes;
   std::vector<double> z;  // deviations from the centre, by variable, then subgroup after subgroup
   VectorEstimates estimates;
-  double h = platform::kNaN, arl0 = platform::kNaN;  // of the limit as it is
+  double h = platform::kNaN;
+  double arl0 = platform::kNaN;  // of the limit as it is; of the exact form it is not known
   std::vector<Note> notes;
 };
 
@@ -197,17 +215,5 @@ MewmaStudy StudyMewma(const Stretch& stretch, std::span<const std::string> varia
 double MewmaRunLength(std::size_t variables, double weight, double h);
 // The h with that mean; arl0 2 to 1e6.
 double MewmaLimit(std::size_t variables, double weight, double arl0);
-
-// The same after a shift of that size, sqrt(d' Sigma^-1 d) of a mean, from the first point on:
-// only its size matters.
-struct SimulatedMean {
-  double value = platform::kNaN, standard_error = platform::kNaN;
-  std::size_t runs = 0;
-  std::uint64_t seed = 0;
-};
-// Throws std::invalid_argument as above, for a shift below 0 or above 20, and for fewer than 2
-// runs.
-SimulatedMean SimulateMewma(std::size_t variables, double weight, double h, double shift,
-                            std::size_t runs = 20'000, std::uint64_t seed = 20260101);
 
 }  // namespace orvspc::studies

@@ -11,6 +11,7 @@
 #include "engine/statistics/Numerics.h"
 #include "engine/statistics/RuleChain.h"
 #include "engine/statistics/RunLengths.h"
+#include "engine/studies/Multivariate.h"
 #include "engine/studies/run_rules.h"
 #include "engine/studies/study_notes.h"
 
@@ -34,6 +35,10 @@ statistics::Sides SidesOf(Sided sided) {
 void CheckShifts(std::span<const double> shifts) {
   constexpr double kMost = 20.0;
   for (const double shift : shifts) Need(std::abs(shift) <= kMost, "shifts must be -20 to 20");
+}
+
+void NeedRuns(std::size_t runs) {
+  Need(runs >= 100 && runs <= 10'000'000, "runs must be 100 to 10000000");
 }
 
 void Add(RunLengthStudy& study, double shift, const RunLength& length) {
@@ -84,6 +89,35 @@ statistics::SimulatedRunLength SimulateCusum(const CusumRunOptions& options, dou
       const double y = draws.Normal() + shift;
       up = std::max(0.0, up + y - options.k);
       down = std::max(0.0, down - y - options.k);
+    }
+    lengths.push_back(points);
+  }
+  return statistics::SummaryOfRuns(std::move(lengths));
+}
+
+// Points of averages, of which the first has moved, until their distance from 0 is beyond the
+// limit.
+statistics::SimulatedRunLength SimulateMewma(const MewmaRunOptions& options, double shift) {
+  constexpr std::size_t kMostPoints = 1'000'000;
+  statistics::Draws draws(options.seed);
+  std::vector<std::size_t> lengths;
+  std::vector<double> z(options.variables);
+  const double kept = 1.0 - options.weight;
+  const double limit = options.h * options.weight / (2.0 - options.weight);
+  for (std::size_t run = 0; run < options.runs; ++run) {
+    std::ranges::fill(z, 0.0);
+    std::size_t points = 0;
+    double before = 1.0;  // what the start still has of the variance of z
+    for (bool is_inside = true; is_inside;) {
+      if (++points > kMostPoints) return {};
+      double distance = 0.0;
+      for (std::size_t j = 0; j < z.size(); ++j) {
+        const double x = draws.Normal() + (j == 0 ? shift : 0.0);
+        z[j] = options.weight * x + kept * z[j];
+        distance += z[j] * z[j];
+      }
+      before *= kept * kept;
+      is_inside = distance <= limit * (options.exact ? 1.0 - before : 1.0);
     }
     lengths.push_back(points);
   }
@@ -207,11 +241,27 @@ RunLengthStudy StudyEwmaRuns(std::span<const double> shifts, const EwmaRunOption
   return study;
 }
 
+RunLengthStudy StudyMewmaRuns(std::span<const double> shifts, const MewmaRunOptions& options) {
+  Need(options.variables >= kLeastVariables && options.variables <= kMostVariables,
+       "variables must be 2 to 20");
+  Need(options.weight >= 0.01 && options.weight <= 1.0, "weight must be 0.01 to 1");
+  Need(options.h > 0.0 && options.h <= 1000.0, "h must be above 0 and at most 1000");
+  NeedRuns(options.runs);
+  for (const double shift : shifts) {
+    Need(shift >= 0.0 && shift <= 20.0, "shifts of several variables must be 0 to 20");
+  }
+  RunLengthStudy study;
+  BeSimulated(study, options.runs, options.seed);
+  for (const double shift : shifts) AddSimulated(study, shift, SimulateMewma(options, shift));
+  NoteMissing(study);
+  return study;
+}
+
 RunLengthStudy StudyShewhartRuns(std::span<const double> shifts,
                                  const ShewhartRunOptions& options) {
   Need(options.width > 0.0 && options.width <= 10.0, "width must be above 0 and at most 10");
   Need(options.size >= 1.0 && options.size <= 1e6, "size must be 1 to 1000000");
-  Need(options.runs >= 100 && options.runs <= 10'000'000, "runs must be 100 to 10000000");
+  NeedRuns(options.runs);
   Need(!options.rules.empty(), "a chart needs a rule");
   if (options.points == PointsOf::Measurements) {
     CheckShifts(shifts);

@@ -12,9 +12,10 @@
 #include "platform/NaN.h"
 #include "platform/Reports.h"
 
-// How many points a chart takes to its first signal: of cusum, EWMA, Shewhart charts with run
-// rules, and the cusum of counts. No data are needed. Points are independent and the parameters are
-// those of the process: limits that were estimated from few subgroups have other run lengths.
+// How many points a chart takes to its first signal: of cusum, EWMA, MEWMA, Shewhart
+// charts with run rules, and the cusum of counts. No data are needed. Points are independent and
+// the parameters are those of the process: limits that were estimated from few subgroups have other
+// run lengths.
 namespace orvspc::studies {
 
 // Which signals count.
@@ -59,6 +60,20 @@ struct EwmaRunOptions {
 // Source   Crowder, Technometrics 29 (1987); Lucas & Saccucci, Technometrics 32 (1990); fir:
 //          Steiner, J. Quality Technology 31 (1999)
 RunLengthStudy StudyEwmaRuns(std::span<const double> shifts, const EwmaRunOptions& options = {});
+
+struct MewmaRunOptions {
+  std::size_t variables = 2;  // 2 to 20
+  double weight = 0.1;        // 0.01 <= weight <= 1
+  double h = 0.0;             // limit of T2 of the averages, 0 < h <= 1000
+  bool exact = false;         // covariance of each point; otherwise that after many points
+  std::size_t runs = 20'000;
+  std::uint64_t seed = 20260101;
+};
+
+// Of the EWMA of several variables, simulated from its start at the centre. Shifts are distances
+// sqrt(d' Sigma^-1 d) of a mean, 0..20: nothing else of a shift matters.
+// Source   Lowry, Woodall, Champ & Rigdon, Technometrics 34 (1992)
+RunLengthStudy StudyMewmaRuns(std::span<const double> shifts, const MewmaRunOptions& options);
 
 enum class PointsOf { Measurements, Defectives, Defects };
 

@@ -3,8 +3,8 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
-#include <set>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -127,22 +127,24 @@ std::unordered_map<std::int32_t, Place> PlacesOf(const Stream& stream) {
   return places;
 }
 
-void AddSubgroups(const Stream& stream, std::set<std::int32_t>& all) {
-  for (const auto& stretch : stream.stretches) {
-    all.insert(stretch.subgroups.begin(), stretch.subgroups.end());
+// Times of all subgroups of the streams.
+std::map<std::int32_t, std::int32_t> TimesOf(const Streams& streams) {
+  std::map<std::int32_t, std::int32_t> times;
+  for (const auto& each : streams) {
+    for (const auto& stretch : each.stream->stretches) {
+      for (std::size_t i = 0; i < stretch.subgroups.size(); ++i) {
+        times[stretch.subgroups[i]] = stretch.times[i];
+      }
+    }
   }
+  return times;
 }
 
-// The tests of one part and process; what is left out goes to `left`.
-Stream Joined(const Streams& streams, LeftOfJoin& left) {
+// The tests of one part and process; what is joined is erased from `left`.
+Stream Joined(const Streams& streams, std::map<std::int32_t, std::int32_t>& left) {
   std::vector<std::unordered_map<std::int32_t, Place>> known;
-  std::set<std::int32_t> all;
-  for (const auto& each : streams) {
-    known.push_back(PlacesOf(*each.stream));
-    AddSubgroups(*each.stream, all);
-  }
+  for (const auto& each : streams) known.push_back(PlacesOf(*each.stream));
   Joint joint(streams);
-  left.subgroups = all.size();
   Places places(streams.size());
   for (const auto& stretch : streams[0].stream->stretches) {
     for (const auto subgroup : stretch.subgroups) {
@@ -154,10 +156,48 @@ Stream Joined(const Streams& streams, LeftOfJoin& left) {
       }
       if (!has_all) continue;
       joint.Add(places);
-      --left.subgroups;
+      left.erase(subgroup);
     }
   }
   return joint.Take();
+}
+
+// Leaves the subgroups of a joined stretch from a time and identifier on.
+void Shorten(Stretch& stretch, std::pair<std::int32_t, std::int32_t> oldest) {
+  Stretch kept;
+  kept.phase = stretch.phase;
+  kept.limits_of = stretch.limits_of;
+  kept.first_piece.push_back(0);
+  for (std::size_t i = 0; i < stretch.subgroups.size(); ++i) {
+    if (std::pair(stretch.times[i], stretch.subgroups[i]) < oldest) continue;
+    const auto pieces = stretch.PiecesOf(i);
+    kept.pieces.insert(kept.pieces.end(), pieces.begin(), pieces.end());
+    kept.first_piece.push_back(static_cast<std::uint32_t>(kept.pieces.size()));
+    kept.sizes.push_back(stretch.sizes[i]);
+    kept.points.push_back(stretch.points[i]);
+    kept.times.push_back(stretch.times[i]);
+    kept.subgroups.push_back(stretch.subgroups[i]);
+    kept.used.push_back(stretch.used[i]);
+  }
+  stretch = std::move(kept);
+}
+
+// What had its limits from a stretch that is gone has its own.
+void DropEmpty(std::vector<Stretch>& stretches) {
+  std::vector<Stretch> kept;
+  std::vector<std::size_t> places;  // of each stretch among those that are kept
+  for (auto& stretch : stretches) {
+    const bool is_gone = stretch.subgroups.empty();
+    const auto place = kept.size();
+    places.push_back(is_gone ? SIZE_MAX : place);
+    if (is_gone) continue;
+    kept.push_back(std::move(stretch));
+  }
+  for (std::size_t s = 0; s < kept.size(); ++s) {
+    const auto from = places[kept[s].limits_of];
+    kept[s].limits_of = from == SIZE_MAX ? s : from;
+  }
+  stretches = std::move(kept);
 }
 
 // Of the pieces that a run has in each stretch, as PieceReader gives them.
@@ -199,20 +239,49 @@ JoinedTests JoinTests(const StudyData& data, const PieceNumbers& numbers,
     std::ranges::stable_sort(streams, {}, [&](const NumberedStream& each) {
       return std::ranges::find(order, each.stream->test) - order.begin();
     });
-    LeftOfJoin left{key.first, key.second, streams.size(), 0};
-    if (streams.size() < kLeastVariables || streams.size() > kMostVariables) {
-      std::set<std::int32_t> all;
-      for (const auto& each : streams) AddSubgroups(*each.stream, all);
-      left.subgroups = all.size();
-    } else if (auto stream = Joined(streams, left); !stream.stretches.empty()) {
-      joined.data.chart_word = data.chart_word;
-      joined.data.streams.push_back(std::move(stream));
-      auto& tests = joined.tests.emplace_back();
-      for (const auto& each : streams) tests.push_back(each.stream->test);
+    auto left = TimesOf(streams);
+    if (streams.size() >= kLeastVariables && streams.size() <= kMostVariables) {
+      if (auto stream = Joined(streams, left); !stream.stretches.empty()) {
+        joined.data.chart_word = data.chart_word;
+        joined.data.streams.push_back(std::move(stream));
+        auto& tests = joined.tests.emplace_back();
+        for (const auto& each : streams) tests.push_back(each.stream->test);
+      }
     }
-    if (left.subgroups > 0) joined.left.push_back(left);
+    if (left.empty()) continue;
+    auto& kept = joined.left.emplace_back(LeftOfJoin{key.first, key.second, streams.size()});
+    for (const auto& subgroup : left) kept.times.push_back(subgroup.second);
   }
   return joined;
+}
+
+void KeepNewest(JoinedTests& joined, std::size_t most) {
+  using Age = std::pair<std::int32_t, std::int32_t>;  // time and identifier
+  auto& streams = joined.data.streams;
+  std::vector<Age> ages;
+  for (const auto& stream : streams) {
+    for (const auto& stretch : stream.stretches) {
+      for (std::size_t i = 0; i < stretch.subgroups.size(); ++i) {
+        ages.emplace_back(stretch.times[i], stretch.subgroups[i]);
+      }
+    }
+  }
+  if (ages.size() <= most || most == 0) return;
+  const auto oldest = ages.end() - static_cast<std::ptrdiff_t>(most);
+  std::ranges::nth_element(ages, oldest);
+  for (auto& stream : streams) {
+    for (auto& stretch : stream.stretches) Shorten(stretch, *oldest);
+    DropEmpty(stream.stretches);
+  }
+  for (std::size_t s = streams.size(); s-- > 0;) {
+    if (!streams[s].stretches.empty()) continue;
+    streams.erase(streams.begin() + static_cast<std::ptrdiff_t>(s));
+    joined.tests.erase(joined.tests.begin() + static_cast<std::ptrdiff_t>(s));
+  }
+  for (auto& left : joined.left) {
+    std::erase_if(left.times, [&](std::int32_t time) { return time < oldest->first; });
+  }
+  std::erase_if(joined.left, [](const LeftOfJoin& left) { return left.times.empty(); });
 }
 
 JoinedTests ReadJoinedTests(platform::Database& database, const API_DSInfo& selection,
@@ -220,6 +289,8 @@ JoinedTests ReadJoinedTests(platform::Database& database, const API_DSInfo& sele
                             std::span<const std::int32_t> order, bool joins_phases) {
   JoinedTests joined;
   auto info = selection;
+  const auto most = info.Count;  // the values of each test would have their own
+  if (most > 0) info.Count = INT32_MAX;
   const auto word = store::AnalyseWithStore(
       database.ConnectionHandle(), info, [&](const std::shared_ptr<store::Store>& store) {
         charts::VariableRun run;
@@ -244,6 +315,7 @@ JoinedTests ReadJoinedTests(platform::Database& database, const API_DSInfo& sele
           }
         });
         joined = JoinTests(data, numbers, order);
+        KeepNewest(joined, static_cast<std::size_t>(most));
         return made;
       });
   return word == 0 ? JoinedTests() : joined;

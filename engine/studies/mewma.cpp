@@ -83,41 +83,6 @@ double MewmaLimit(std::size_t variables, double weight, double arl0) {
       1.01 * widest);
 }
 
-SimulatedMean SimulateMewma(std::size_t variables, double weight, double h, double shift,
-                            std::size_t runs, std::uint64_t seed) {
-  CheckScheme(variables, weight);
-  CheckLimit(h);
-  Need(shift >= 0.0 && shift <= 20.0, "shift must be 0 to 20");
-  Need(runs >= 2, "runs must be 2 or more");
-  constexpr std::size_t kLongest = 1'000'000;
-  SimulatedMean found{kNaN, kNaN, runs, seed};
-  statistics::Draws draws(seed);
-  const double end = h * weight / (2.0 - weight);
-  double sum = 0.0, squares = 0.0;
-  std::vector<double> z(variables);
-  for (std::size_t run = 0; run < runs; ++run) {
-    std::ranges::fill(z, 0.0);
-    std::size_t points = 0;
-    for (double length = 0.0; length <= end;) {
-      if (++points > kLongest) return found;
-      length = 0.0;
-      for (std::size_t j = 0; j < variables; ++j) {
-        const double x = draws.Normal() + (j == 0 ? shift : 0.0);
-        z[j] = weight * x + (1.0 - weight) * z[j];
-        length += z[j] * z[j];
-      }
-    }
-    const auto length = static_cast<double>(points);
-    sum += length;
-    squares += length * length;
-  }
-  const auto count = static_cast<double>(runs);
-  found.value = sum / count;
-  const double variance = (squares - sum * sum / count) / (count - 1.0);
-  found.standard_error = std::sqrt(std::max(variance, 0.0) / count);
-  return found;
-}
-
 MewmaStudy StudyMewma(const Stretch& stretch, std::span<const std::string> variables,
                       const MewmaOptions& options, const Stretch* limits_of) {
   const auto p = variables.size();
@@ -126,7 +91,15 @@ MewmaStudy StudyMewma(const Stretch& stretch, std::span<const std::string> varia
   MewmaStudy study;
   if (options.h) CheckLimit(*options.h);
   study.h = options.h ? *options.h : MewmaLimit(p, options.weight, options.arl0);
-  study.arl0 = options.h ? MeanRunLength(p, options.weight, study.h) : options.arl0;
+  if (options.exact && options.weight < 1.0) {
+    study.notes.push_back(
+        {"no-run-length",
+         "The run length of h is that of the asymptotic covariance; with that of each point it is "
+         "somewhat shorter, and study arl simulates it.",
+         {}});
+  } else {
+    study.arl0 = options.h ? MeanRunLength(p, options.weight, study.h) : options.arl0;
+  }
   const bool is_own = limits_of == nullptr || limits_of == &stretch;
   if (!is_own) CheckVectors(*limits_of, p, options);
   const auto basis = BasisOf(is_own ? stretch : *limits_of, variables, options, study.notes);

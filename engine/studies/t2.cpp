@@ -17,21 +17,17 @@ using platform::kNaN;
 
 namespace {
 
-// P of a term, when the point is no part of what the estimates are of.
-void Judge(const VectorBasis& basis, double n, double t2, T2Term& term) {
-  if (basis.is_known) {
-    term.p_unconditional = statistics::ChiSquareAbove(term.unconditional, 1.0);
-    term.p_conditional = statistics::ChiSquareAbove(term.conditional, 1.0);
-    return;
-  }
-  const double degrees = basis.estimates.degrees;
-  const double share = 1.0 + n / static_cast<double>(basis.estimates.used);
-  const double rest = degrees - static_cast<double>(basis.estimates.centre.size() - 1);
-  term.p_unconditional = statistics::FAbove(term.unconditional / share, 1.0, degrees);
-  if (!(rest > 0.0)) return;
-  const double of_others = std::max(t2 - term.conditional, 0.0);
-  const double scale = (share + of_others / degrees) * degrees / rest;
-  term.p_conditional = statistics::FAbove(term.conditional / scale, 1.0, rest);
+// P of what a variable adds to T2 of so many others, of a point that is no part of what the
+// estimates are of.
+double POf(const VectorEstimates& estimates, double n, double term, std::size_t others,
+           double t2_of_others) {
+  const double degrees = estimates.degrees;
+  if (std::isnan(degrees)) return statistics::ChiSquareAbove(term, 1.0);  // known parameters
+  const double rest = degrees - static_cast<double>(others);
+  if (!(rest > 0.0)) return kNaN;
+  const double share = 1.0 + n / static_cast<double>(estimates.used);
+  const double scale = (share + t2_of_others / degrees) * degrees / rest;
+  return statistics::FAbove(term / scale, 1.0, rest);
 }
 
 void AddTerms(const VectorBasis& basis, double n, std::span<const double> deviation, double t2,
@@ -44,7 +40,11 @@ void AddTerms(const VectorBasis& basis, double n, std::span<const double> deviat
     term.unconditional = n * deviation[j] * deviation[j] / basis.estimates.covariance[j * (p + 1)];
     // T2 less T2 of the others, without their difference.
     term.conditional = n * weights[j] * weights[j] / basis.factor->InverseDiagonal(j);
-    if (!used) Judge(basis, n, t2, term);
+    if (!used) {
+      term.p_unconditional = POf(basis.estimates, n, term.unconditional, 0, 0.0);
+      term.p_conditional =
+          POf(basis.estimates, n, term.conditional, p - 1, std::max(t2 - term.conditional, 0.0));
+    }
     terms.push_back(term);
   }
 }
@@ -90,6 +90,31 @@ GeneralizedVariance VarianceOf(const Stretch& stretch, const CompleteVectors& ve
     variance.signals[i] = beyond && stretch.IsUsed(i) ? 1 : 0;
   }
   return variance;
+}
+
+// What each variable of some adds to T2 of the others among them, by the place of the variable.
+std::vector<double> TermsAmong(const VectorEstimates& estimates, double n,
+                               std::span<const double> deviation, std::size_t among) {
+  const auto p = deviation.size();
+  std::vector<std::size_t> places;
+  for (std::size_t j = 0; j < p; ++j) {
+    if ((among >> j & 1U) != 0) places.push_back(j);
+  }
+  std::vector<double> part;
+  statistics::SquareMatrix covariance(places.size());
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    part.push_back(deviation[places[i]]);
+    for (std::size_t j = 0; j < places.size(); ++j) {
+      covariance(i, j) = estimates.covariance[places[i] * p + places[j]];
+    }
+  }
+  const statistics::CovarianceFactor factor(covariance);
+  const auto weights = factor.Solve(part);
+  std::vector<double> terms(p, kNaN);
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    terms[places[i]] = n * weights[i] * weights[i] / factor.InverseDiagonal(i);
+  }
+  return terms;
 }
 
 }  // namespace
@@ -147,6 +172,39 @@ T2Study StudyT2(const Stretch& stretch, std::span<const std::string> variables,
   }
   if (basis.factor) study.variance = VarianceOf(stretch, vectors, basis, study.notes);
   return study;
+}
+
+std::vector<T2Order> OrdersOf(const T2Study& study, std::size_t point) {
+  const auto p = study.estimates.centre.size();
+  Need(p <= kMostOrdered, "orders are those of 2 to 6 variables");
+  std::vector<T2Order> orders;
+  if (std::isnan(study.t2.at(point))) return orders;
+  std::vector<double> deviation;
+  for (const auto& term : study.TermsOf(point)) deviation.push_back(term.deviation);
+  const bool is_judged = !std::isnan(study.TermsOf(point)[0].p_unconditional);
+  const double n = study.sizes[point];
+  std::vector<std::vector<double>> terms(std::size_t{1} << p);  // by the bits of the variables
+  for (std::size_t among = 1; among < terms.size(); ++among) {
+    terms[among] = TermsAmong(study.estimates, n, deviation, among);
+  }
+  T2Order order;
+  for (std::size_t j = 0; j < p; ++j) order.variables.push_back(j);
+  do {
+    order.terms.clear();
+    order.p.clear();
+    std::size_t among = 0;
+    double before = 0.0;
+    for (const auto j : order.variables) {
+      among |= std::size_t{1} << j;
+      const double term = terms[among][j];
+      const auto others = order.terms.size();
+      order.p.push_back(is_judged ? POf(study.estimates, n, term, others, before) : kNaN);
+      order.terms.push_back(term);
+      before += term;
+    }
+    orders.push_back(order);
+  } while (std::ranges::next_permutation(order.variables).found);
+  return orders;
 }
 
 Ellipse EllipseOf(const VectorEstimates& estimates, double distance) {

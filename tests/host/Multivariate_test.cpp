@@ -111,6 +111,34 @@ TEST_F(MultivariateCommands, ADatabaseHasTheSameFiguresInTheOrderOfItsTests) {
   EXPECT_EQ(turned["Streams"][0]["Phases"][0]["Terms"][9][0]["Test"], "Height");
 }
 
+TEST_F(MultivariateCommands, TheNewestAreJointSubgroups) {
+  ImportPairs();
+  const auto all = Json("t2 --db q.db --since 2024-05-02T08:18:30");
+  const auto newest = Json("t2 --db q.db --max 12");
+  EXPECT_EQ(newest["Streams"][0]["Phases"][0]["T2"].size(), 12U);
+  EXPECT_EQ(newest["Streams"], all["Streams"]);
+  EXPECT_EQ(newest["Notes"], all["Notes"]);
+  EXPECT_EQ(Json("mewma --db q.db --max 12")["Streams"][0]["Phases"][0]["T2"].size(), 12U);
+}
+
+TEST_F(MultivariateCommands, EveryOrderOfASignal) {
+  const auto phase = Json(Pairs("t2 --orders"))["Streams"][0]["Phases"][0];
+  ASSERT_EQ(phase["Orders"].size(), 20U);
+  EXPECT_TRUE(phase["Orders"][8].empty());
+  const auto& orders = phase["Orders"][9];
+  ASSERT_EQ(orders.size(), 2U);
+  EXPECT_EQ(orders[1]["Tests"], (std::vector<std::string>{"x2", "x1"}));
+  EXPECT_NEAR(orders[0]["Terms"][1].get<double>(), 57.1710391548, 1e-8);
+  EXPECT_NEAR(orders[1]["Terms"][0].get<double>() + orders[1]["Terms"][1].get<double>(),
+              63.7604213797, 1e-8);
+  EXPECT_TRUE(orders[0]["P"][0].is_null());
+  EXPECT_NE(Run("study " + Pairs("t2 --orders")).out.find("x2, x1"), std::string::npos);
+  EXPECT_FALSE(Json(Pairs("t2"))["Streams"][0]["Phases"][0].contains("Orders"));
+  Write("a.csv", "a,b,c,d,e,f,g\n1,2,3,4,5,6,7\n");
+  Refused("t2 --orders --data a.csv --columns a,b,c,d,e,f,g", 2,
+          "--orders takes 2 to 6 variables, not 7");
+}
+
 TEST_F(MultivariateCommands, PhasesAreChartsSideBySide) {
   ImportPairs();
   const auto early = Json("mewma --db q.db --until 2024-05-02T08:20:30")["Streams"][0]["Phases"][0];

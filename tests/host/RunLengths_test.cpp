@@ -44,6 +44,29 @@ TEST_F(RunLengthCommands, ASimulationSaysSo) {
   EXPECT_NEAR(document.At("ARL[0]").number, 74.3, 4.0 * document.At("StandardError[0]").number);
 }
 
+TEST_F(RunLengthCommands, OfSeveralVariables) {
+  const std::string mewma = "arl --scheme mewma --variables 3 --runs 1000 ";
+  const auto document = Json(mewma + "--weight 0.2 --arl0 100 --shifts 0,1");
+  EXPECT_EQ(document.At("Method").text, "simulation");
+  EXPECT_EQ(document.At("Runs").number, 1000.0);
+  EXPECT_EQ(document.At("Options.Variables.Value").number, 3.0);
+  EXPECT_EQ(document.At("Options.Limits.Value").text, "asymptotic");
+  EXPECT_GT(document.At("Options.H.Value").number, 8.0);
+  EXPECT_NEAR(document.At("ARL[0]").number, 100.0, 4.0 * document.At("StandardError[0]").number);
+  EXPECT_LT(document.At("ARL[1]").number, 15.0);
+  const std::vector<std::pair<std::string, std::string>> refused = {
+      {mewma + "--h 9 --arl0 100", "--arl0 does not go with --h"},
+      {mewma + "--shifts -1", "--shifts of several variables must be 0 to 20, not -1"},
+      {mewma + "--weight 0.005", "--weight must be 0.01 to 1, not 0.005"},
+      {mewma + "--sided upper", "--sided goes with --scheme cusum, ewma, shewhart or cusum-counts"},
+      {"arl --scheme ewma --variables 3", "--variables goes with --scheme mewma"}};
+  for (const auto& [line, text] : refused) {
+    const auto outcome = Run("study " + line);
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.err, "orvspc study: " + text + "\n");
+  }
+}
+
 TEST_F(RunLengthCommands, RulesOfAFileAreThoseOfTheirSet) {
   Write("rules.csv", "number,kind,k,m,zone,side\n1,limit,,,,\n5,zone,2,3,2,same\n");
   const auto document = Json("arl --scheme shewhart --rules rules.csv --shifts 0");

@@ -37,6 +37,8 @@ constexpr Option kMatrix{"matrix", "X,X,...", "known covariance matrix, row afte
 constexpr RealInside kAlpha{{"alpha", "X", "chance of a false signal", "0.0027"}, 1e-6, 0.5};
 constexpr Option kPerVariable{"per-variable", nullptr,
                               "alpha is that of one variable: 1 - (1 - alpha)^p in its place"};
+constexpr Option kOrders{"orders", nullptr,
+                         "signals taken apart in every order of the variables, which are 2 to 6"};
 constexpr RealInside kWeight{{"weight", "X", "of the newest point", "0.1"}, 0.01, 1.0};
 constexpr RealInside kLimit{{"h", "X", "the limit", "that of --arl0"}, 0.0, 1000.0, true};
 constexpr RealInside kArl0{{"arl0", "X", "mean points to a false signal", "200"}, 2.0, 1e6};
@@ -170,8 +172,9 @@ std::string TextOf(const studies::LeftOfJoin& left) {
            " tests are more than the 20 that vectors take; --test "
            "chooses them.";
   }
-  return render::Counted(left.subgroups, "subgroup lacks", "subgroups lack") +
-         " a value of one of the tests and " + (left.subgroups == 1 ? "is" : "are") + " left out.";
+  const auto count = left.times.size();
+  return render::Counted(count, "subgroup lacks", "subgroups lack") +
+         " a value of one of the tests and " + (count == 1 ? "is" : "are") + " left out.";
 }
 
 // Vectors of the selected tests, a stream for each part and process.
@@ -289,12 +292,17 @@ int RunT2(const Arguments& arguments, Console& console) {
   asked.per_variable = options.Get("PerVariable", kPerVariable);
   TakeShared(arguments, options, asked);
   render::T2Document document;
+  document.shows_orders = options.Get("Orders", kOrders);
   document.head = {"t2", options.Take(), {}, {}};
-  return RunOnVectors(arguments, console, document, asked, render::T2Json, render::MakeT2View,
-                      [&](const studies::Stretch& stretch, const std::vector<std::string>& names,
-                          const studies::Stretch* limits_of) {
-                        return studies::StudyT2(stretch, names, asked, limits_of);
-                      });
+  return RunOnVectors(
+      arguments, console, document, asked, render::T2Json, render::MakeT2View,
+      [&](const studies::Stretch& stretch, const std::vector<std::string>& names,
+          const studies::Stretch* limits_of) {
+        if (arguments.Has(kOrders) && names.size() > studies::kMostOrdered) {
+          throw Misuse("--orders takes 2 to 6 variables, not " + std::to_string(names.size()));
+        }
+        return studies::StudyT2(stretch, names, asked, limits_of);
+      });
 }
 
 int RunMewma(const Arguments& arguments, Console& console) {
@@ -324,16 +332,17 @@ constexpr const char* kSynopsis =
 }  // namespace
 
 Command T2StudyCommand() {
-  return {"study t2",
-          kSynopsis,
-          "T2 chart of several variables, and which of them caused a signal",
-          "Finds points that are unusual as a whole, although each variable may be inside its own "
-          "limits. Values of tests of one part and process at the same subgroup and piece belong "
-          "together; of a file those in a line.\n"
-          "Formats: text, json, svg, html.",
-          "orvspc study t2 --db q.db --part Ring --test Diameter --test Width -o t2.html",
-          Together(ReadingOptions(true), kShared, std::vector<Option>{kAlpha, kPerVariable}),
-          RunT2};
+  return {
+      "study t2",
+      kSynopsis,
+      "T2 chart of several variables, and which of them caused a signal",
+      "Finds points that are unusual as a whole, although each variable may be inside its own "
+      "limits. Values of tests of one part and process at the same subgroup and piece belong "
+      "together; of a file those in a line.\n"
+      "Formats: text, json, svg, html.",
+      "orvspc study t2 --db q.db --part Ring --test Diameter --test Width -o t2.html",
+      Together(ReadingOptions(true), kShared, std::vector<Option>{kAlpha, kPerVariable, kOrders}),
+      RunT2};
 }
 
 Command MewmaStudyCommand() {

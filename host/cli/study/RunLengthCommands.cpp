@@ -16,15 +16,17 @@ namespace {
 using studies::PointsOf;
 using studies::Sided;
 
-enum class Scheme { Cusum, Ewma, Shewhart, CusumOfCounts };
+enum class Scheme { Cusum, Ewma, Shewhart, CusumOfCounts, Mewma };
 constexpr render::Word kSchemeWords[] = {
     {"cusum", static_cast<std::int32_t>(Scheme::Cusum)},
     {"ewma", static_cast<std::int32_t>(Scheme::Ewma)},
     {"shewhart", static_cast<std::int32_t>(Scheme::Shewhart)},
-    {"cusum-counts", static_cast<std::int32_t>(Scheme::CusumOfCounts)}};
+    {"cusum-counts", static_cast<std::int32_t>(Scheme::CusumOfCounts)},
+    {"mewma", static_cast<std::int32_t>(Scheme::Mewma)}};
 constexpr Choice<Scheme> kScheme{{"scheme", "WORD", "which chart", "", false, kSchemeWords}};
 constexpr Option kShifts{"shifts", "X,...",
-                         "in sigmas; of counts the proportion, or the defects a unit",
+                         "in sigmas; of counts the proportion, or the defects a unit; "
+                         "of several variables the distance",
                          "0,0.25,0.5,0.75,1,1.5,2,3,4; of counts 1 to 3 times the mean"};
 constexpr render::Word kSidedWords[] = {{"two", static_cast<std::int32_t>(Sided::Two)},
                                         {"upper", static_cast<std::int32_t>(Sided::Upper)},
@@ -33,10 +35,15 @@ constexpr Choice<Sided> kSided{{"sided", "WORD", "which signals count", "", fals
 constexpr RealInside kReference{
     {"k", "X", "cusum: reference value, in sigmas; of counts a count", "0.5"}, 0.0, 1e6};
 constexpr RealInside kDecision{
-    {"h", "X", "cusum: decision interval, in sigmas; of counts a count", "5"}, 0.0, 2000.0, true};
+    {"h", "X", "cusum: decision interval, in sigmas; of counts a count; mewma: the limit",
+     "5; of mewma that of --arl0"},
+    0.0,
+    2000.0,
+    true};
 constexpr RealInside kHeadStart{
     {"head-start", "X", "cusum: of each arm; below h", "0"}, 0.0, 2000.0};
-constexpr RealInside kWeight{{"weight", "X", "ewma: of the newest point", "0.2"}, 0.001, 1.0};
+constexpr RealInside kWeight{
+    {"weight", "X", "ewma, mewma: of the newest point", "0.2; of mewma 0.1"}, 0.001, 1.0};
 constexpr RealInside kWidth{
     {"width", "X", "ewma, shewhart: half width of the limits in sigmas", "3"}, 0.0, 10.0, true};
 enum class LimitsOf { Exact, Asymptotic };
@@ -44,7 +51,12 @@ constexpr render::Word kLimitsWords[] = {
     {"exact", static_cast<std::int32_t>(LimitsOf::Exact)},
     {"asymptotic", static_cast<std::int32_t>(LimitsOf::Asymptotic)}};
 constexpr Choice<LimitsOf> kLimits{
-    {"limits", "WORD", "ewma: of each point, or as they are after many", "", false, kLimitsWords}};
+    {"limits", "WORD",
+     "ewma, mewma: of each point, or as they are after many, which mewma takes unless given", "",
+     false, kLimitsWords}};
+constexpr Number kVariables{{"variables", "P", "mewma: how many", "2"}, 2, 20};
+constexpr RealInside kArl0OfLimit{
+    {"arl0", "X", "mewma: run length without a shift that the limit is to have", "200"}, 2.0, 1e6};
 constexpr RealInside kFir{{"fir", "F", "ewma: fast initial response"}, 0.0, 1.0, true, true};
 constexpr Option kRules{"rules", "SET",
                         "shewhart: classic, nelson, western-electric, aiag, public-health, a CSV "
@@ -219,16 +231,21 @@ void RefuseOtherSchemes(const Arguments& arguments, Scheme scheme) {
   const auto bit = [](Scheme each) { return 1U << static_cast<unsigned>(each); };
   const unsigned cusums = bit(Scheme::Cusum) | bit(Scheme::CusumOfCounts);
   const unsigned counts = bit(Scheme::Shewhart) | bit(Scheme::CusumOfCounts);
+  const unsigned averages = bit(Scheme::Ewma) | bit(Scheme::Mewma);
+  const unsigned simulated = bit(Scheme::Shewhart) | bit(Scheme::Mewma);
   const std::pair<Option, unsigned> taken[] = {{kReference, cusums},
-                                               {kDecision, cusums},
+                                               {kDecision, cusums | bit(Scheme::Mewma)},
                                                {kHeadStart, cusums},
-                                               {kWeight, bit(Scheme::Ewma)},
-                                               {kLimits, bit(Scheme::Ewma)},
+                                               {kWeight, averages},
+                                               {kLimits, averages},
                                                {kFir, bit(Scheme::Ewma)},
                                                {kWidth, bit(Scheme::Ewma) | bit(Scheme::Shewhart)},
                                                {kRules, bit(Scheme::Shewhart)},
-                                               {kRuns, bit(Scheme::Shewhart)},
-                                               {kSeed, bit(Scheme::Shewhart)},
+                                               {kRuns, simulated},
+                                               {kSeed, simulated},
+                                               {kSided, ~bit(Scheme::Mewma)},
+                                               {kVariables, bit(Scheme::Mewma)},
+                                               {kArl0OfLimit, bit(Scheme::Mewma)},
                                                {kPoints, counts},
                                                {kMean, counts},
                                                {kSize, counts}};
@@ -295,8 +312,8 @@ void NeedMean(std::optional<double> mean) {
   if (!mean) throw Misuse("counts need --mean, their proportion or defects a unit");
 }
 
-void TakeSimulation(const Arguments& arguments, StudyOptions& options,
-                    studies::ShewhartRunOptions& asked) {
+template <class Asked>
+void TakeSimulation(const Arguments& arguments, StudyOptions& options, Asked& asked) {
   if (const auto runs = arguments.Get(kRuns)) asked.runs = static_cast<std::size_t>(*runs);
   if (const auto seed = arguments.Get(kSeed)) asked.seed = static_cast<std::uint64_t>(*seed);
   options.Add("Runs", static_cast<double>(asked.runs), arguments.Has(kRuns));
@@ -355,6 +372,31 @@ void RunCountScheme(Run& run) {
            Studied(run.arguments, [&] { return studies::StudyCountCusumRuns(shifts, asked); }));
 }
 
+void RunMewmaScheme(Run& run) {
+  studies::MewmaRunOptions asked;
+  const bool has_variables = run.arguments.Has(kVariables);
+  if (const auto given = run.arguments.Get(kVariables)) {
+    asked.variables = static_cast<std::size_t>(*given);
+  }
+  run.options.Add("Variables", static_cast<double>(asked.variables), has_variables);
+  asked.weight = run.options.Get("Weight", kWeight, asked.weight);
+  asked.exact = run.arguments.Has(kLimits) && run.arguments.Get(kLimits) == LimitsOf::Exact;
+  run.options.Add("Limits", std::string(asked.exact ? "exact" : "asymptotic"),
+                  run.arguments.Has(kLimits));
+  if (run.arguments.Has(kDecision)) {
+    if (run.arguments.Has(kArl0OfLimit)) throw Misuse("--arl0 does not go with --h");
+    asked.h = run.options.Get("H", kDecision, asked.h);
+  } else {
+    const double arl0 = run.options.Get("ARL0", kArl0OfLimit, 200.0);
+    asked.h = Studied(run.arguments,
+                      [&] { return studies::MewmaLimit(asked.variables, asked.weight, arl0); });
+    run.options.Add("H", asked.h, false);
+  }
+  TakeSimulation(run.arguments, run.options, asked);
+  const auto shifts = run.Shifts({0.0, 0.5, 1.0, 1.5, 2.0, 3.0});
+  run.Keep("MEWMA", Studied(run.arguments, [&] { return studies::StudyMewmaRuns(shifts, asked); }));
+}
+
 // A chart as it is in use, and of measurements the usual cusum and EWMA beside it.
 render::RunLengthStream StreamOf(studies::ChartInUse chart, const Arguments& arguments,
                                  const studies::ShewhartRunOptions& simulated) {
@@ -397,7 +439,7 @@ int RunInUse(const Arguments& arguments, Console& console) {
   for (const Option& option :
        {Option(kScheme), Option(kReference), Option(kDecision), Option(kHeadStart), Option(kWeight),
         Option(kWidth), Option(kLimits), Option(kFir), Option(kPoints), Option(kMean),
-        Option(kSize), Option(kSided)}) {
+        Option(kSize), Option(kSided), Option(kVariables), Option(kArl0OfLimit)}) {
     if (arguments.Has(option)) {
       throw Misuse("--" + std::string(option.name) +
                    " does not go with --db, which takes the charts in use");
@@ -454,7 +496,8 @@ int RunArl(const Arguments& arguments, Console& console) {
   Run run{arguments, StudyOptions(arguments), {}};
   const auto scheme = run.options.Get("Scheme", kScheme);
   if (!arguments.Has(kScheme)) {
-    throw Misuse("which chart? --scheme cusum, ewma, shewhart or cusum-counts, or --db FILE");
+    throw Misuse(
+        "which chart? --scheme cusum, ewma, shewhart, cusum-counts or mewma, or --db FILE");
   }
   for (const auto& option : SelectionOptions()) {
     if (arguments.Has(option)) {
@@ -463,7 +506,7 @@ int RunArl(const Arguments& arguments, Console& console) {
   }
   RefuseOtherSchemes(arguments, scheme);
   constexpr void (*kRun[])(Run&) = {RunCusumScheme, RunEwmaScheme, RunShewhartScheme,
-                                    RunCountScheme};
+                                    RunCountScheme, RunMewmaScheme};
   kRun[static_cast<std::size_t>(scheme)](run);
   render::RunLengthDocument document{{"arl", run.options.Take(), {}, {}}, false, {run.stream}};
   const Presentation shown{NoNames(), OutputFormat(arguments, kDrawn),
@@ -531,14 +574,15 @@ Command ArlStudyCommand() {
       "study arl",
       "--scheme WORD [OPTIONS] | --db FILE [--part NAME] [OPTIONS]",
       "Run lengths: points that a chart takes to its first signal",
-      "Of a cusum, an EWMA, a Shewhart chart with run rules or a cusum of counts, with and "
-      "without a shift. With --db of the charts of a selection, with the rules that judge them, "
+      "Of a cusum, an EWMA of one or of several variables, a Shewhart chart with run rules or a "
+      "cusum of counts, with and without a shift. With --db of the charts of a selection, with the "
+      "rules that judge them, "
       "their sizes, and of measurements an EWMA and a cusum beside them.\n"
       "Formats: text, json, svg, html.",
       "orvspc study arl --scheme shewhart --rules classic --shifts 0,0.5,1 -o arl.svg",
       Together(std::vector<Option>{kScheme, kShifts, kReference, kDecision, kHeadStart, kWeight,
                                    kWidth, kLimits, kFir, kSided, kRules, kPoints, kMean, kSize,
-                                   kRuns, kSeed, kMaxUsed},
+                                   kVariables, kArl0OfLimit, kRuns, kSeed, kMaxUsed},
                SelectionOptions(), kPageOptions),
       RunArl};
 }

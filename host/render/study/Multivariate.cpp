@@ -44,6 +44,13 @@ void WriteEstimates(JsonWriter& json, const studies::VectorEstimates& estimates,
   json.Member("Dependent", dependent);
 }
 
+std::vector<std::string> NamesOf(const studies::T2Order& order,
+                                 const std::vector<std::string>& variables) {
+  std::vector<std::string> names;
+  for (const auto place : order.variables) names.push_back(variables[place]);
+  return names;
+}
+
 void WriteTerms(JsonWriter& json, const studies::T2Study& study,
                 const std::vector<std::string>& variables) {
   json.Key("Terms");
@@ -56,6 +63,25 @@ void WriteTerms(JsonWriter& json, const studies::T2Study& study,
       json.Members("Test", variables[j++], "Unconditional", term.unconditional, "Conditional",
                    term.conditional, "Deviation", term.deviation, "PUnconditional",
                    term.p_unconditional, "PConditional", term.p_conditional);
+      json.EndObject();
+    }
+    json.EndArray();
+  }
+  json.EndArray();
+}
+
+// An element a point: none where there is no signal.
+void WriteOrders(JsonWriter& json, const studies::T2Study& study,
+                 const std::vector<std::string>& variables) {
+  json.Key("Orders");
+  json.BeginArray();
+  for (std::size_t i = 0; i < study.t2.size(); ++i) {
+    json.BeginArray(true);
+    const auto orders =
+        study.signals[i] == 0 ? std::vector<studies::T2Order>() : studies::OrdersOf(study, i);
+    for (const auto& order : orders) {
+      json.BeginObject(true);
+      json.Members("Tests", NamesOf(order, variables), "Terms", order.terms, "P", order.p);
       json.EndObject();
     }
     json.EndArray();
@@ -341,6 +367,33 @@ Table SignalsTable(const T2Document& document) {
   return table;
 }
 
+// A row an order; the asterisk as of a term.
+Table OrdersTable(const T2Document& document, std::size_t s) {
+  const auto& variables = document.variables[s];
+  Table table{"Orders, " + document.titles[s], {"@subgroup", "order", "#alone"}, {}};
+  for (std::size_t j = 1; j < variables.size(); ++j) {
+    table.headings.push_back("#given " + std::to_string(j));
+  }
+  for (std::size_t p = 0; p < document.studies[s].size(); ++p) {
+    const auto& study = document.studies[s][p];
+    const auto& stretch = document.data.streams[s].stretches[p];
+    for (std::size_t i = 0; i < study.signals.size(); ++i) {
+      if (study.signals[i] == 0) continue;
+      auto place = PlaceText(document, stretch, i);
+      for (const auto& order : studies::OrdersOf(study, i)) {
+        std::vector<std::string> row = {place, PlainText(Joined(NamesOf(order, variables), ", "))};
+        for (std::size_t k = 0; k < order.terms.size(); ++k) {
+          const bool is_small = order.p[k] < kTermAlpha / static_cast<double>(variables.size());
+          row.push_back(Significant(order.terms[k], 4) + (is_small ? " *" : ""));
+        }
+        table.rows.push_back(std::move(row));
+        place.clear();
+      }
+    }
+  }
+  return table;
+}
+
 template <class Document>
 void BeginView(StudyView& view, const Document& document, const Names& names,
                const std::string& title) {
@@ -354,10 +407,11 @@ void BeginView(StudyView& view, const Document& document, const Names& names,
 std::string T2Json(const T2Document& document, const Names& names) {
   return VectorsJson(
       document, names,
-      [](JsonWriter& json, const studies::T2Study& study,
-         const std::vector<std::string>& variables) {
+      [&](JsonWriter& json, const studies::T2Study& study,
+          const std::vector<std::string>& variables) {
         json.Members("Alpha", study.alpha, "Means", RowsOf(study.means, variables.size()));
         WriteTerms(json, study, variables);
+        if (document.shows_orders) WriteOrders(json, study, variables);
         json.Member("TermAlpha", kTermAlpha / static_cast<double>(variables.size()));
         const auto* const variance = study.variance.points.empty() ? nullptr : &study.variance;
         ObjectMember(
@@ -386,6 +440,9 @@ StudyView MakeT2View(const T2Document& document, const Names& names) {
   }
   view.tables.push_back(PhasesTable(document, "UCL"));
   view.tables.push_back(SignalsTable(document));
+  for (std::size_t s = 0; document.shows_orders && s < document.studies.size(); ++s) {
+    view.tables.push_back(OrdersTable(document, s));
+  }
   AddEstimates(view, document);
   return view;
 }

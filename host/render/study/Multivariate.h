@@ -16,6 +16,7 @@ struct VectorStudies : StreamStudies<Study> {
   std::vector<std::string> labels;                  // of the subgroups of a file
   // Whether the picture shows the terms of its signals, which takes room.
   bool shows_terms = false;
+  bool shows_orders = false;  // of T2: every order of the terms of a signal
 };
 
 using T2Document = VectorStudies<studies::T2Study>;

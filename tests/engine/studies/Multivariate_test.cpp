@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -214,6 +215,71 @@ TEST(StudyT2, AConditionalTermIsWhatTheVariableAddsToTheOthers) {
     const auto rest = StudyT2(others, kTwo);
     for (std::size_t i = 0; i < 25; ++i) {
       EXPECT_NEAR(study.TermsOf(i)[without].conditional, study.t2[i] - rest.t2[i], 1e-9);
+    }
+  }
+}
+
+// By hand: T2 of some of the variables alone, by what is before a variable and with it.
+TEST(StudyT2, EveryOrderOfTheTerms) {
+  Process process(21);
+  const auto base = process.Points(20, 4);
+  const auto point = Of({Vectors(4, {13, 20, 6})});
+  const auto among = [](const Stretch& stretch, const std::vector<std::size_t>& places) {
+    Stretch some;
+    for (std::size_t i = 0; i + 1 < stretch.first_piece.size(); ++i) {
+      const auto pieces = stretch.PiecesOf(i);
+      Vectors subgroup;
+      for (std::size_t at = 0; at < pieces.size(); at += 3) {
+        auto& vector = subgroup.emplace_back();
+        for (const auto j : places) vector.push_back(pieces[at + j]);
+      }
+      Add(some, subgroup);
+    }
+    return some;
+  };
+  const auto study = StudyT2(point, kThree, {}, &base);
+  const auto orders = OrdersOf(study, 0);
+  ASSERT_EQ(orders.size(), 6U);
+  EXPECT_EQ(orders[0].variables, (std::vector<std::size_t>{0, 1, 2}));
+  EXPECT_EQ(orders[5].variables, (std::vector<std::size_t>{2, 1, 0}));
+  for (const auto& order : orders) {
+    const auto first = order.variables[0], second = order.variables[1], third = order.variables[2];
+    const auto whole = study.TermsOf(0);
+    EXPECT_NEAR(order.terms[0], whole[first].unconditional, 1e-9);
+    EXPECT_NEAR(order.terms[2], whole[third].conditional, 1e-9);
+    EXPECT_NEAR(order.terms[0] + order.terms[1] + order.terms[2], study.t2[0], 1e-9);
+    EXPECT_NEAR(order.p[0], whole[first].p_unconditional, 1e-12);
+    EXPECT_NEAR(order.p[2], whole[third].p_conditional, 1e-12);
+    // The one between is what the chart of these two alone has as conditional.
+    const auto two = among(base, {first, second});
+    const auto pair = StudyT2(among(point, {first, second}), kTwo, {}, &two);
+    EXPECT_NEAR(order.terms[1], pair.TermsOf(0)[1].conditional, 1e-9);
+    EXPECT_NEAR(order.p[1], pair.TermsOf(0)[1].p_conditional, 1e-12);
+  }
+  const auto of_base = OrdersOf(StudyT2(base, kThree), 0);
+  for (const double p : of_base[3].p) EXPECT_TRUE(std::isnan(p));
+  EXPECT_TRUE(OrdersOf(StudyT2(Singles({{kNaN, 1}, {2, 1}}), kTwo), 0).empty());
+}
+
+TEST(StudyT2, OrdersAreThoseOfSixVariablesAtMost) {
+  statistics::Draws draws(3);
+  for (const std::size_t p : {6U, 7U}) {
+    Stretch data;
+    for (int i = 0; i < 40; ++i) {
+      std::vector<double> vector;
+      for (std::size_t j = 0; j < p; ++j) vector.push_back(draws.Normal());
+      Add(data, {vector});
+    }
+    const std::vector<std::string> names(p, "A");
+    const auto study = StudyT2(data, names);
+    if (p == 6) {
+      const auto orders = OrdersOf(study, 7);
+      EXPECT_EQ(orders.size(), 720U);
+      double sum = 0.0;
+      for (const double term : orders[500].terms) sum += term;
+      EXPECT_NEAR(sum, study.t2[7], 1e-9);
+    } else {
+      EXPECT_THROW(OrdersOf(study, 7), std::invalid_argument);
     }
   }
 }
@@ -488,18 +554,6 @@ TEST(StudyMewma, LimitAndRunLengthAreInverse) {
   EXPECT_TRUE(std::isnan(MewmaRunLength(2, 0.1, 500)));
 }
 
-TEST(StudyMewma, SimulatedRunLengths) {
-  const double h = MewmaLimit(3, 0.2, 100);
-  const auto still = SimulateMewma(3, 0.2, h, 0.0, 4000);
-  EXPECT_NEAR(still.value, 100, 4 * still.standard_error);
-  // Without memory a run ends with the same chance at each point.
-  const double limit = statistics::ChiSquareQuantile(0.99, 2);
-  const auto shifted = SimulateMewma(2, 1.0, limit, 1.5, 4000);
-  const double chance = 1 - statistics::NoncentralChiSquareBelow(limit, 2, 2.25);
-  EXPECT_NEAR(shifted.value, 1 / chance, 4 * shifted.standard_error);
-  EXPECT_LT(SimulateMewma(3, 0.2, h, 1.0, 1000).value, 15);
-}
-
 TEST(StudyMewma, ByHand) {
   MewmaOptions options;
   options.known = VectorParameters{{0, 0}, {1, 0, 0, 4}};
@@ -518,6 +572,24 @@ TEST(StudyMewma, ByHand) {
   const auto exact = StudyMewma(data, kTwo, options);
   EXPECT_NEAR(exact.t2[0], 4, 1e-12);
   EXPECT_NEAR(exact.t2[1], 1.25 / (0.25 + 0.0625), 1e-12);
+}
+
+// The run length of the limit is that of the other form.
+TEST(StudyMewma, TheExactFormHasNoRunLengthButANote) {
+  MewmaOptions options;
+  options.exact = true;
+  for (const auto h : {std::optional<double>(), std::optional(9.0)}) {
+    options.h = h;
+    const auto study = StudyMewma(Ryan(), kTwo, options);
+    EXPECT_TRUE(std::isnan(study.arl0));
+    EXPECT_FALSE(std::isnan(study.h));
+    EXPECT_TRUE(Has(study.notes, "no-run-length"));
+  }
+  options.h.reset();
+  options.weight = 1.0;  // both forms are the same
+  EXPECT_EQ(StudyMewma(Ryan(), kTwo, options).arl0, 200.0);
+  options.exact = false;
+  EXPECT_FALSE(Has(StudyMewma(Ryan(), kTwo, options).notes, "no-run-length"));
 }
 
 TEST(StudyMewma, APointThatIsNotUsedIsShownAndForgotten) {
@@ -557,8 +629,6 @@ TEST(StudyMewma, RefusesWhatLiesOutside) {
   EXPECT_THROW(StudyMewma(data, kTwo, options), std::invalid_argument);
   EXPECT_THROW(MewmaRunLength(1, 0.1, 5), std::invalid_argument);
   EXPECT_THROW(MewmaRunLength(2, 0.1, 2000), std::invalid_argument);
-  EXPECT_THROW(SimulateMewma(2, 0.1, 5, -1), std::invalid_argument);
-  EXPECT_THROW(SimulateMewma(2, 0.1, 5, 1, 1), std::invalid_argument);
 }
 
 // Streams of one part and process whose pieces are numbered.
@@ -620,7 +690,7 @@ TEST(JoinTests, ValuesOfTheSameSubgroupAndPieceAreAVector) {
         << i;
   }
   ASSERT_EQ(joined.left.size(), 1U);
-  EXPECT_EQ(joined.left[0].subgroups, 2U);
+  EXPECT_EQ(joined.left[0].times, (std::vector<std::int32_t>{1002, 1004}));
   const auto turned = JoinTests(measured.data, measured.numbers, std::vector<std::int32_t>{12, 11});
   EXPECT_EQ(turned.tests[0], (std::vector<std::int32_t>{12, 11}));
   EXPECT_EQ(turned.data.streams[0].stretches[0].pieces[0], 20.0);
@@ -664,6 +734,52 @@ TEST(JoinTests, OneTestIsLeftOut) {
   EXPECT_EQ(joined.left[1].tests, 1U);
   measured.numbers[0][0].clear();
   EXPECT_THROW(JoinTests(measured.data, measured.numbers), std::invalid_argument);
+}
+
+// Values of two tests count once, and what is older than the newest does not lack anything.
+TEST(JoinTests, TheNewestAreJointSubgroups) {
+  Measured measured;
+  for (const std::int32_t part : {1, 2}) {
+    for (const std::int32_t test : {11, 12}) {
+      for (std::int32_t phase = 0; phase < 3; ++phase) {
+        measured.Stretch(part, test, phase + 1, phase == 2 ? 0 : static_cast<std::size_t>(phase));
+        for (std::int32_t i = 0; i < 4; ++i) {
+          const std::int32_t id = part == 1 ? 10 * phase + i : 10 * phase + i + 4;
+          if (test == 12 && i == 1) continue;  // 1, 5, 11, 15, 21, 25 lack a value
+          measured.Subgroup(id, {{1, 100.0 * test + id}, {2, id}}, i != 2);
+        }
+      }
+    }
+  }
+  auto joined = JoinTests(measured.data, measured.numbers);
+  const auto all = joined;
+  KeepNewest(joined, 18);
+  EXPECT_EQ(joined.data.streams[0].stretches.size(), 3U);
+  KeepNewest(joined, 8);
+  ASSERT_EQ(joined.data.streams.size(), 2U);
+  const auto& stretches = joined.data.streams[0].stretches;
+  ASSERT_EQ(stretches.size(), 1U);
+  EXPECT_EQ(stretches[0].phase.id, 3);
+  EXPECT_EQ(stretches[0].limits_of, 0U);
+  EXPECT_EQ(stretches[0].subgroups, (std::vector<std::int32_t>{20, 22, 23}));
+  EXPECT_EQ(stretches[0].used, (std::vector<std::uint8_t>{1, 0, 1}));
+  const auto& other = joined.data.streams[1].stretches;
+  ASSERT_EQ(other.size(), 2U);
+  EXPECT_EQ(other[0].subgroups, (std::vector<std::int32_t>{16, 17}));
+  EXPECT_EQ(other[0].limits_of, 0U);
+  EXPECT_EQ(other[1].limits_of, 1U);  // its own, for want of that of the first
+  const auto pieces = other[0].PiecesOf(0);
+  EXPECT_EQ(std::vector<double>(pieces.begin(), pieces.end()),
+            (std::vector<double>{1116, 1216, 16, 16}));
+  ASSERT_EQ(joined.left.size(), 2U);
+  EXPECT_EQ(joined.left[0].times, (std::vector<std::int32_t>{1021}));
+  EXPECT_EQ(joined.left[1].times, (std::vector<std::int32_t>{1025}));
+  KeepNewest(joined, 1);
+  ASSERT_EQ(joined.data.streams.size(), 1U);
+  EXPECT_EQ(joined.data.streams[0].part, 2);
+  EXPECT_EQ(joined.tests.size(), 1U);
+  EXPECT_TRUE(joined.left.empty());
+  EXPECT_EQ(all.left[0].times, (std::vector<std::int32_t>{1001, 1011, 1021}));
 }
 
 // Each phase as if it were alone.

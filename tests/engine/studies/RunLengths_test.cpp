@@ -6,7 +6,9 @@
 #include <stdexcept>
 
 #include <gtest/gtest.h>
+#include "engine/statistics/Distributions.h"
 #include "engine/studies/Design.h"
+#include "engine/studies/Multivariate.h"
 #include "tests/engine/studies/cases.h"
 #include "tests/engine/studies/simulated_runs.h"
 
@@ -494,6 +496,46 @@ TEST(Design, RefusesWhatLiesOutside) {
                             with(370, 11, 0), with(370, 1, 1.0)}) {
     EXPECT_THROW(StudyDesign(wrong), std::invalid_argument);
   }
+}
+
+// Without a shift as the integral equation, and at a weight of 1 as the chart of T2.
+TEST(RunLengthsOfMewma, AsFarAsTheyAreKnown) {
+  MewmaRunOptions options;
+  options.variables = 3;
+  options.weight = 0.2;
+  options.h = MewmaLimit(3, 0.2, 100);
+  options.runs = 4000;
+  const auto study = StudyMewmaRuns(std::vector{0.0, 1.0}, options);
+  EXPECT_EQ(study.method, "simulation");
+  EXPECT_EQ(study.runs, 4000U);
+  EXPECT_NEAR(study.arl[0], 100, 4 * study.standard_error[0]);
+  EXPECT_LT(study.arl[1], 15);
+  EXPECT_LT(study.p05[0], study.median[0]);
+  options.exact = true;  // no later, and sooner at first
+  EXPECT_LT(StudyMewmaRuns(std::vector{1.0}, options).arl[0], study.arl[1]);
+  MewmaRunOptions single;
+  single.weight = 1.0;
+  single.h = engine::statistics::ChiSquareQuantile(0.99, 2);
+  single.runs = 4000;
+  const auto found = StudyMewmaRuns(std::vector{1.5}, single);
+  const double chance = 1 - engine::statistics::NoncentralChiSquareBelow(single.h, 2, 2.25);
+  EXPECT_NEAR(found.arl[0], 1 / chance, 4 * found.standard_error[0]);
+}
+
+TEST(RunLengthsOfMewma, WhatLiesOutsideIsRefused) {
+  MewmaRunOptions options;
+  options.h = 8.0;
+  options.runs = 100;
+  EXPECT_NO_THROW(StudyMewmaRuns(std::vector{2.0}, options));
+  EXPECT_THROW(StudyMewmaRuns(std::vector{-1.0}, options), std::invalid_argument);
+  options.runs = 99;
+  EXPECT_THROW(StudyMewmaRuns(std::vector{2.0}, options), std::invalid_argument);
+  options.runs = 100;
+  options.h = 0.0;
+  EXPECT_THROW(StudyMewmaRuns(std::vector{2.0}, options), std::invalid_argument);
+  options.h = 8.0;
+  options.variables = 1;
+  EXPECT_THROW(StudyMewmaRuns(std::vector{2.0}, options), std::invalid_argument);
 }
 
 }  // namespace
