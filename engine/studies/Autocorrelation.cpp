@@ -59,8 +59,8 @@ struct Products {
 };
 
 // Those of a column where takes is not 0; empty: all.
-std::vector<double> Taken(const std::vector<double>& column,
-                          const std::vector<std::uint8_t>& takes) {
+std::vector<double> Picked(const std::vector<double>& column,
+                           const std::vector<std::uint8_t>& takes) {
   std::vector<double> values;
   for (std::size_t i = 0; i < column.size(); ++i) {
     if (takes.empty() || takes[i] != 0) values.push_back(column[i]);
@@ -147,7 +147,7 @@ AcfStudy StudyAcf(const Stretch& stretch, const AcfOptions& options) {
   Need(options.fitted >= 0, "fitted must be 0 or more");
   Need(!options.tested || *options.tested > options.fitted, "tested must be above fitted");
   AcfStudy study;
-  auto values = Taken(stretch.points, stretch.used);
+  auto values = Picked(stretch.points, stretch.used);
   if (!HasEnough(UsedPoints(stretch), kLeast, "points", study.notes)) return study;
   const bool equal = AllEqual(values);
   const auto left = static_cast<std::int64_t>(stretch.points.size() - UsedPoints(stretch));
@@ -201,7 +201,7 @@ Ar1Study StudyAr1(const Stretch& stretch, const std::optional<Ar1Parameters>& kn
     study.mean = {known->mean, "given", kNaN, 0, 0};
     study.sigma = {known->sigma, "given", kNaN, 0, 0};
   } else {
-    const auto values = Taken(stretch.points, base);
+    const auto values = Picked(stretch.points, base);
     const auto used = CountInBase(stretch, UsedPoints(stretch));
     if (!HasEnough(used, kLeastForFit, "points", study.notes)) return study;
     if (AllEqual(values)) {
@@ -217,7 +217,7 @@ Ar1Study StudyAr1(const Stretch& stretch, const std::optional<Ar1Parameters>& kn
     study.log_likelihood = fit.LogLikelihood(phi);
   }
   SetResiduals(stretch, study.phi.value, study.mean.value, study);
-  auto residuals = Taken(study.residuals, base);
+  auto residuals = Picked(study.residuals, base);
   if (!known) study.sigma = SigmaOf(residuals);
   if (study.sigma.value > 0.0) {
     study.upper = 3.0 * study.sigma.value;
