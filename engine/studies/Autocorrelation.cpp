@@ -9,6 +9,7 @@
 
 #include "engine/statistics/Autoregression.h"
 #include "engine/statistics/Distributions.h"
+#include "engine/statistics/Estimators.h"
 #include "engine/statistics/Neighbours.h"
 #include "engine/studies/study_notes.h"
 #include "platform/NaN.h"
@@ -57,12 +58,22 @@ struct Products {
   }
 };
 
-std::vector<double> UsedValues(const Stretch& stretch) {
+// Those of a column where takes is not 0; empty: all.
+std::vector<double> Picked(const std::vector<double>& column,
+                           const std::vector<std::uint8_t>& takes) {
   std::vector<double> values;
-  for (std::size_t i = 0; i < stretch.points.size(); ++i) {
-    if (stretch.IsUsed(i)) values.push_back(stretch.points[i]);
+  for (std::size_t i = 0; i < column.size(); ++i) {
+    if (takes.empty() || takes[i] != 0) values.push_back(column[i]);
   }
   return values;
+}
+
+// What the limits of a chart of these points are made of.
+statistics::LimitsFrom LimitsFromOf(const Stretch& stretch) {
+  const auto& name = stretch.sp.name;
+  const bool moving =
+      name.empty() ? IsOfSingles(stretch) : name.starts_with(statistics::kMovingRangeName);
+  return moving ? statistics::LimitsFrom::MovingRanges : statistics::LimitsFrom::Subgroups;
 }
 
 // All points are one value, but for the rounding of their mean.
@@ -112,14 +123,6 @@ void SetResiduals(const Stretch& stretch, double phi, double mean, Ar1Study& stu
   }
 }
 
-std::vector<double> UsedResiduals(const Stretch& stretch, const std::vector<double>& residuals) {
-  std::vector<double> used;
-  for (std::size_t i = 0; i < residuals.size(); ++i) {
-    if (stretch.IsUsed(i)) used.push_back(residuals[i]);
-  }
-  return used;
-}
-
 Figure SigmaOf(const std::vector<double>& residuals) {
   Figure sigma{kNaN, "MR-est", kD2, 0, 0};
   double sum = 0.0;
@@ -144,7 +147,7 @@ AcfStudy StudyAcf(const Stretch& stretch, const AcfOptions& options) {
   Need(options.fitted >= 0, "fitted must be 0 or more");
   Need(!options.tested || *options.tested > options.fitted, "tested must be above fitted");
   AcfStudy study;
-  auto values = UsedValues(stretch);
+  auto values = Picked(stretch.points, stretch.used);
   if (!HasEnough(UsedPoints(stretch), kLeast, "points", study.notes)) return study;
   const bool equal = AllEqual(values);
   const auto left = static_cast<std::int64_t>(stretch.points.size() - UsedPoints(stretch));
@@ -176,8 +179,8 @@ AcfStudy StudyAcf(const Stretch& stretch, const AcfOptions& options) {
                                                     products.Correlation(1)};
   study.factor = neighbours.Factor();
   if (options.fitted > 0) return study;
-  for (auto& note : statistics::NotesOnNeighbours(neighbours, statistics::LimitsFrom::MovingRanges,
-                                                  [] { return true; })) {
+  for (auto& note :
+       statistics::NotesOnNeighbours(neighbours, LimitsFromOf(stretch), [] { return true; })) {
     study.notes.push_back(std::move(note));
   }
   return study;
@@ -192,13 +195,14 @@ Ar1Study StudyAr1(const Stretch& stretch, const std::optional<Ar1Parameters>& kn
   study.residuals.assign(count, kNaN);
   study.fitted.assign(count, kNaN);
   study.signals.assign(count, 0);
+  const auto base = known ? stretch.used : BaseOf(stretch);
   if (known) {
     study.phi = {known->phi, "given", kNaN, 0, 0};
     study.mean = {known->mean, "given", kNaN, 0, 0};
     study.sigma = {known->sigma, "given", kNaN, 0, 0};
   } else {
-    const auto values = UsedValues(stretch);
-    const auto used = UsedPoints(stretch);
+    const auto values = Picked(stretch.points, base);
+    const auto used = CountInBase(stretch, UsedPoints(stretch));
     if (!HasEnough(used, kLeastForFit, "points", study.notes)) return study;
     if (AllEqual(values)) {
       study.notes.push_back(EqualNote());
@@ -213,7 +217,7 @@ Ar1Study StudyAr1(const Stretch& stretch, const std::optional<Ar1Parameters>& kn
     study.log_likelihood = fit.LogLikelihood(phi);
   }
   SetResiduals(stretch, study.phi.value, study.mean.value, study);
-  auto residuals = UsedResiduals(stretch, study.residuals);
+  auto residuals = Picked(study.residuals, base);
   if (!known) study.sigma = SigmaOf(residuals);
   if (study.sigma.value > 0.0) {
     study.upper = 3.0 * study.sigma.value;

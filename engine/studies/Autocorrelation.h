@@ -36,7 +36,9 @@ struct AcfStudy {
 //   Q       N (N + 2) sum r_k^2 / (N - k) over the tested lags K, chi-square with K - fitted
 //   degrees
 // From 25 points on P below 0.01 at lag 1 is noted: limits from moving ranges are then too narrow
-// or too wide by sqrt(1 - r_1), and runs are expected.
+// or too wide by sqrt(1 - r_1), those from inside subgroups do not show how far means wander; and
+// runs are expected. Which limits the chart has is what the sigma of the stretch is from; without
+// it those of single pieces are from moving ranges.
 // Fewer than 10 points, or all equal: no figures. Lags of N or more have none, and are noted.
 // Throws std::invalid_argument for an option out of its range, and for tested lags of `fitted` or
 // less.
@@ -68,6 +70,7 @@ struct Ar1Study {
 //   e_t   x_t - mean - phi (x_(t-1) - mean); at the start, and after a point without value,
 //         (x_t - mean) sqrt(1 - phi^2)
 // A point that is not used is passed over; it is shown against the used one before.
+// Parameters and limits of a phase that is frozen are those of its first used points with a value.
 // known: parameters that hold already, as of the phase before; then nothing is estimated.
 // Fewer than 50 used points without them, or all equal: no figures. |phi| above 0.95 is noted.
 // Throws std::invalid_argument for known parameters with |phi| > 0.999 or sigma not above 0.

@@ -48,10 +48,11 @@ std::vector<std::size_t> OrderByStream(const Stretch& stretch, SpreadColumns& co
   std::vector<std::size_t> order(stretch.points.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
   std::ranges::stable_sort(order, {}, [&](std::size_t i) { return stretch.members[i]; });
-  const auto used = columns.used;
+  const auto used = columns.used, base = columns.base;
   for (std::size_t k = 0; k < order.size(); ++k) {
     columns.levels.push_back(stretch.points[order[k]]);
     columns.used[k] = used[order[k]];
+    columns.base[k] = base[order[k]];
     const bool first = k == 0 || stretch.members[order[k]] != stretch.members[order[k - 1]];
     columns.anew.push_back(first ? 1 : 0);
   }
@@ -61,6 +62,7 @@ std::vector<std::size_t> OrderByStream(const Stretch& stretch, SpreadColumns& co
 // What a group is compared by: a value of each subgroup, greatest or least, and its lines.
 struct Side {
   const std::vector<double>& values;
+  const std::vector<std::int32_t>& sizes;
   bool greatest;
   std::int32_t run;  // that is a signal
 };
@@ -93,6 +95,9 @@ void AddExtreme(const Stretch& stretch, const Group& group, const Side& side, Li
   extreme.centre.push_back(lines.centre);
   extreme.limits.push_back(limit);
   extreme.members.push_back(member);
+  extreme.subgroups.push_back(member == -1 || stretch.subgroups.empty() ? 0
+                                                                        : stretch.subgroups[best]);
+  extreme.sizes.push_back(none ? 0 : side.sizes[best]);
   extreme.runs.push_back(run);
   extreme.signals.push_back((side.greatest ? value > limit : value < limit) ? 1 : 0);
   extreme.long_runs.push_back(side.run > 0 && run >= side.run ? 1 : 0);
@@ -128,7 +133,14 @@ GroupStudy StudyGroup(const Stretch& stretch, const GroupOptions& options,
     if (!missing.empty()) ++incomplete;
     study.missing.emplace_back(missing.begin(), missing.end());
   }
-  bool is_enough = limits_of != nullptr || HasEnough(groups.size(), kLeast, "groups", study.notes);
+  const auto in_base = CountInBase(stretch, groups.size());
+  columns.base = columns.used;
+  if (in_base < groups.size()) {
+    const auto first_after = groups[in_base].front();
+    std::fill(columns.base.begin() + static_cast<std::ptrdiff_t>(first_after), columns.base.end(),
+              std::uint8_t{0});
+  }
+  bool is_enough = limits_of != nullptr || HasEnough(in_base, kLeast, "groups", study.notes);
   if (is_enough && study.streams < 2) {
     study.notes.push_back({"one-stream", "There is one stream, so none is extreme.", {}});
     is_enough = false;
@@ -161,10 +173,11 @@ GroupStudy StudyGroup(const Stretch& stretch, const GroupOptions& options,
     return SpreadLimits(columns.graph, sigma, columns.sizes[i]);
   };
   const auto run = is_enough ? study.run : 0;
+  const auto& sizes = columns.sizes;
   for (const auto& group : groups) {
-    AddExtreme(stretch, group, {stretch.points, true, run}, level, study.high);
-    AddExtreme(stretch, group, {stretch.points, false, run}, level, study.low);
-    AddExtreme(stretch, group, {spreads, true, run}, spread, study.spread);
+    AddExtreme(stretch, group, {stretch.points, sizes, true, run}, level, study.high);
+    AddExtreme(stretch, group, {stretch.points, sizes, false, run}, level, study.low);
+    AddExtreme(stretch, group, {spreads, sizes, true, run}, spread, study.spread);
   }
   if (is_enough && sigma == 0.0) {
     study.notes.push_back({"no-sigma", "There is no spread, so there are no limits.", {}});

@@ -23,9 +23,11 @@ struct GroupOptions {
 // One side of the chart: an element a group, each of the stream that is extreme in it.
 struct GroupExtreme {
   std::vector<double> values, centre, limits;
-  std::vector<std::int32_t> members;  // of the stretch; -1: none, or several that are equal
-  std::vector<std::int32_t> runs;     // how often that stream has been it in a row
-  std::vector<std::uint8_t> signals;  // not 0: beyond the limit
+  std::vector<std::int32_t> members;    // of the stretch; -1: none, or several that are equal
+  std::vector<std::int32_t> subgroups;  // identifiers; 0 where members have -1
+  std::vector<std::int32_t> sizes;      // pieces of the extreme subgroup; 0: none
+  std::vector<std::int32_t> runs;       // how often that stream has been it in a row
+  std::vector<std::uint8_t> signals;    // not 0: beyond the limit
   std::vector<std::uint8_t> long_runs;
 };
 
@@ -53,6 +55,7 @@ std::int32_t RunOfStreams(std::int32_t streams);
 //   runs      a stream that is alone the greatest, or the least, or spreads most in RunOfStreams
 //             groups in a row
 // A stream that is missing is left out of its group. Subgroups that are not used are passed over.
+// Mean and sigma of a phase that is frozen are those of so many of its first groups.
 // limits_of: the study whose estimates hold, as that of the phase before; null: its own.
 // Fewer than 2 streams or 2 groups: no figures.
 // Throws std::invalid_argument for an option out of its range.

@@ -74,26 +74,27 @@ std::vector<double> NominalsOf(const Stretch& stretch, const Columns& columns, P
   return nominals;
 }
 
-// Sigmas of the parts, but for stored ones, which belong to points.
+// Sigmas of the parts, but for stored ones: of deviations those of each by itself.
 void SetPartSigmas(const Columns& columns, const ShortRunOptions& options, ShortRunStudy& study) {
+  const bool scores = options.kind == ShortRunKind::Score;
   const auto least = columns.Moving() ? kLeastRanges : kLeastSubgroups;
   std::size_t pooled = 0;
   for (std::size_t p = 0; p < study.parts.size(); ++p) {
     auto& part = study.parts[p];
-    if (options.sigma == PartSigma::Relative) {
+    if (scores && options.sigma == PartSigma::Relative) {
       part.sigma = study.variation;
       part.sigma.value *= part.nominal;
+      part.sigma_of = "x/nominal";
       continue;
     }
-    part.sigma = study.sigma;
-    if (options.sigma != PartSigma::ByPart) continue;
-    const auto own = SigmaOf(columns, columns.Of(p));
-    if (own.used >= least) {
+    if (!scores || options.sigma == PartSigma::ByPart) {
+      const auto own = SigmaOf(columns, columns.Of(p));
       part.sigma = AsFigure(own, static_cast<std::size_t>(part.subgroups));
-    } else {
-      if (study.sigma.used > 0) part.sigma.estimator += ", all parts";
+      if (!scores || own.used >= least) continue;
       ++pooled;
     }
+    part.sigma = study.sigma;
+    part.sigma_of = "all parts";
   }
   if (pooled == 0) return;
   study.notes.push_back({"pooled",
@@ -102,6 +103,19 @@ void SetPartSigmas(const Columns& columns, const ShortRunOptions& options, Short
                              (columns.Moving() ? " moving ranges" : " subgroups") +
                              "; sigma there is that of all parts.",
                          {}});
+}
+
+// The newest of each part; the points are judged by those in force at them.
+void TakeStoredSigmas(const Stretch& stretch, const Columns& columns, ShortRunStudy& study) {
+  for (auto& part : study.parts) {
+    part.sigma = {};
+    part.sigma_of.clear();
+  }
+  for (std::size_t i = 0; i < stretch.stored_sigmas.size(); ++i) {
+    const double sigma = stretch.stored_sigmas[i];
+    if (std::isnan(sigma)) continue;
+    study.parts[columns.parts[i]].sigma = {sigma, "stored", kNaN, 0, 0};
+  }
 }
 
 TestOfSignificance CompareSpreads(const Columns& columns, std::size_t parts) {
@@ -145,6 +159,19 @@ void Add(ShortRunGraph& graph, double point, const PointLimits& lines) {
   const bool has_limits = lines.sigma > 0.0;
   graph.upper.push_back(has_limits ? lines.upper : kNaN);
   graph.lower.push_back(has_limits ? lines.lower : kNaN);
+}
+
+// Parts that a frozen phase says nothing about.
+void NoteLateParts(const Stretch& stretch, ShortRunStudy& study) {
+  if (stretch.phase.freeze_after == 0) return;
+  const auto late = std::ranges::count_if(
+      study.parts, [](const ShortRunPart& part) { return std::isnan(part.nominal); });
+  if (late == 0) return;
+  study.notes.push_back({"no-estimates",
+                         std::to_string(late) + (late == 1 ? " part has" : " parts have") +
+                             " neither a target nor points among those that the frozen limits are "
+                             "made of.",
+                         {}});
 }
 
 // Sigma of one piece that point i is judged by.
@@ -211,6 +238,7 @@ void TakeEstimates(const ShortRunStudy& from, ShortRunStudy& study) {
     }
     part.mean = known->mean;
     part.sigma = known->sigma;
+    part.sigma_of = known->sigma_of;
   }
   if (missing == 0) return;
   study.notes.push_back({"no-estimates",
@@ -236,6 +264,7 @@ ShortRunStudy StudyShortRun(const Stretch& stretch, const ShortRunOptions& optio
     }
   }
   study.nominals = NominalsOf(stretch, columns, options.nominal, study.parts);
+  if (limits_of == nullptr) NoteLateParts(stretch, study);
   for (std::size_t i = 0; i < stretch.points.size(); ++i) {
     columns.levels.push_back(stretch.points[i] - study.nominals[i]);
   }
@@ -243,8 +272,8 @@ ShortRunStudy StudyShortRun(const Stretch& stretch, const ShortRunOptions& optio
   const LeastAmounts least{stored ? std::size_t{1} : std::size_t{2},
                            columns.Moving() ? kFewSingles : kFewSubgroups};
   const bool is_enough =
-      limits_of != nullptr ||
-      HasEnough(UsedPoints(stretch), least, columns.Moving() ? "points" : "subgroups", study.notes);
+      limits_of != nullptr || HasEnough(CountInBase(stretch, UsedPoints(stretch)), least,
+                                        columns.Moving() ? "points" : "subgroups", study.notes);
   const auto count = stretch.points.size();
   if (limits_of == nullptr && is_enough) {
     study.mean = MeanOf(columns, columns.levels);
@@ -253,13 +282,13 @@ ShortRunStudy StudyShortRun(const Stretch& stretch, const ShortRunOptions& optio
         options.kind == ShortRunKind::Score && options.sigma == PartSigma::Relative;
     if (relative && std::ranges::all_of(study.nominals, [](double t) { return t > 0.0; })) {
       study.variation = AsFigure(SigmaOf(columns, {}, study.nominals), count);
-      study.variation.estimator += " of x/nominal";
     } else if (relative) {
       study.notes.push_back(
           {"no-sigma", "A sigma that is proportional to the nominal needs nominals above 0.", {}});
     }
-    if (options.kind == ShortRunKind::Score && !stored) SetPartSigmas(columns, options, study);
+    if (!stored) SetPartSigmas(columns, options, study);
   }
+  if (stored) TakeStoredSigmas(stretch, columns, study);
   study.spreads = CompareSpreads(columns, study.parts.size());
   MakeGraphs(stretch, columns, options, study);
   const auto rules = RunRulesOf(options.rules);

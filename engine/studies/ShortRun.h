@@ -38,7 +38,8 @@ struct ShortRunPart {
   double nominal = platform::kNaN;  // the newest
   std::string source;               // "target", "mean", or "target, mean" where not all have one
   Figure mean;                      // of the used pieces
-  Figure sigma;                     // of a piece, as scores are made with
+  Figure sigma;                     // of a piece, as scores are made with; of deviations its own
+  std::string sigma_of;             // "all parts", "x/nominal"; empty: of the part itself
 };
 
 // The points of one graph with their lines; the numbers of the rules that each breaks.
@@ -67,6 +68,9 @@ struct ShortRunStudy {
 //               that of all parts, with a note
 //   graph 2     R or s, of scores over sigma of the part; of single pieces moving ranges of the
 //               points on graph 1, also from part to part. Rule 1 alone
+// Means and sigmas of a phase that is frozen are those of its first points on the chart, all parts
+// together, that are used and have a value; a part without any of them has no mean. A part whose
+// sigma is stored has its newest one.
 // Moving ranges that sigma is made of never lead from one part to another, nor from one run of a
 // part to its next. Spreads are compared by Bartlett's test of the variances inside the subgroups,
 // of single pieces by Levene's; a P below 0.01 is noted of deviations.

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "engine/statistics/Moments.h"
+#include "engine/studies/study_notes.h"
 #include "platform/NaN.h"
 
 namespace orvspc::studies {
@@ -17,9 +18,9 @@ namespace {
 
 constexpr std::int32_t kLargestForRanges = 10;
 
-std::vector<std::uint8_t> Both(const std::vector<std::uint8_t>& used,
+std::vector<std::uint8_t> Both(const std::vector<std::uint8_t>& base,
                                const std::vector<std::uint8_t>& takes) {
-  auto both = used;
+  auto both = base;
   for (std::size_t i = 0; i < takes.size(); ++i) {
     if (takes[i] == 0) both[i] = 0;
   }
@@ -30,6 +31,7 @@ std::vector<std::uint8_t> Both(const std::vector<std::uint8_t>& used,
 
 SpreadColumns SpreadColumnsOf(const Stretch& stretch, SpreadGraph asked) {
   SpreadColumns columns;
+  columns.base = BaseOf(stretch);
   std::int32_t smallest = INT32_MAX, largest = 0;
   for (std::size_t i = 0; i < stretch.points.size(); ++i) {
     statistics::SampleSummary summary{1, 0.0, kNaN, kNaN, 0.0, 0.0};
@@ -55,7 +57,7 @@ statistics::SigmaEstimate SigmaOf(const SpreadColumns& columns,
                                   const std::vector<double>& scales) {
   auto values = columns.Moving() ? columns.levels : columns.Spreads();
   for (std::size_t i = 0; i < scales.size(); ++i) values[i] /= scales[i];
-  const auto used = Both(columns.used, takes);
+  const auto used = Both(columns.base, takes);
   constexpr auto kSetting = statistics::kUsualEstimator;
   switch (columns.graph) {
     case SpreadGraph::MovingRange:
@@ -69,7 +71,7 @@ statistics::SigmaEstimate SigmaOf(const SpreadColumns& columns,
 
 Figure MeanOf(const SpreadColumns& columns, const std::vector<double>& values,
               const std::vector<std::uint8_t>& takes) {
-  const auto used = Both(columns.used, takes);
+  const auto used = Both(columns.base, takes);
   Figure mean{kNaN, "mean", kNaN, 0, 0};
   for (std::size_t i = 0; i < values.size(); ++i) {
     if (!takes.empty() && takes[i] == 0) continue;

@@ -20,6 +20,7 @@ struct SpreadColumns {
   std::vector<double> ranges, sds;
   std::vector<std::int32_t> sizes;
   std::vector<std::uint8_t> used;
+  std::vector<std::uint8_t> base;  // those of the used ones that estimates are made of
   std::vector<std::uint8_t> anew;  // not 0: no moving range leads here; empty: nowhere
   SpreadGraph graph = SpreadGraph::Range;
 
@@ -30,7 +31,7 @@ struct SpreadColumns {
 // Without levels and starts; asked: Auto, Range or Deviation.
 SpreadColumns SpreadColumnsOf(const Stretch& stretch, SpreadGraph asked);
 
-// In both: takes has an element a subgroup, 0 where it is left out; empty: all that are used.
+// In both: takes has an element a subgroup, 0 where it is left out; empty: all of the base.
 // Sigma of a piece; scales: what each level or spread is divided by; empty: nothing.
 engine::statistics::SigmaEstimate SigmaOf(const SpreadColumns& columns,
                                           const std::vector<std::uint8_t>& takes = {},

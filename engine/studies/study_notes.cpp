@@ -31,6 +31,22 @@ std::size_t UsedPoints(const Stretch& stretch) {
   return count;
 }
 
+std::size_t CountInBase(const Stretch& stretch, std::size_t count) {
+  const auto most = stretch.phase.freeze_after;
+  return most > 0 ? std::min(count, static_cast<std::size_t>(most)) : count;
+}
+
+std::vector<std::uint8_t> BaseOf(const Stretch& stretch) {
+  std::vector<std::uint8_t> base(stretch.points.size(), 0);
+  auto left = CountInBase(stretch, UsedPoints(stretch));
+  for (std::size_t i = 0; i < base.size() && left > 0; ++i) {
+    if (!stretch.IsUsed(i)) continue;
+    base[i] = 1;
+    if (!std::isnan(stretch.points[i])) --left;
+  }
+  return base;
+}
+
 bool IsOfSingles(const Stretch& stretch) {
   return stretch.counts.empty() &&
          std::ranges::all_of(stretch.sizes, [](double size) { return size <= 1.0; });

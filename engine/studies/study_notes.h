@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -29,6 +30,11 @@ bool HasEnough(std::size_t count, const LeastAmounts& least, const std::string& 
 
 // Points of a stretch that are used and have a value.
 std::size_t UsedPoints(const Stretch& stretch);
+// Of so many points, or groups of them, those that estimates are made of: fewer where the phase is
+// frozen after its first ones.
+std::size_t CountInBase(const Stretch& stretch, std::size_t count);
+// Not 0: used, and not past the point that the phase is frozen after.
+std::vector<std::uint8_t> BaseOf(const Stretch& stretch);
 // No subgroup has more than one piece.
 bool IsOfSingles(const Stretch& stretch);
 

@@ -172,7 +172,49 @@ TEST_F(LevelStudies, ShortRunTakesStoredSigmas) {
   const double d = phase["Values"][0].get<double>() - phase["Nominals"][0].get<double>();
   EXPECT_NEAR(phase["Points"][0].get<double>(), d / (2.0 / std::sqrt(3.0)), 1e-12);
   EXPECT_TRUE(phase["Points"][2].is_null());  // B has no stored limits
+  EXPECT_EQ(phase["Parts"][0]["Sigma"]["Value"], 2.0);
+  EXPECT_EQ(phase["Parts"][0]["Sigma"]["Estimator"], "stored");
+  EXPECT_TRUE(phase["Parts"][1]["Sigma"]["Value"].is_null());
   EXPECT_EQ(found["Notes"].back()["Code"], "no-sigma");
+}
+
+TEST_F(LevelStudies, ShortRunSaysWhatTheSigmaOfAPartIsOf) {
+  ImportParts(6);  // the second part has two subgroups
+  const auto parts = PhasesOf("short-run --kind z")[0]["Parts"];
+  EXPECT_EQ(parts[0]["SigmaOf"], "");
+  EXPECT_EQ(parts[1]["SigmaOf"], "all parts");
+  EXPECT_EQ(parts[1]["Sigma"]["Estimator"], "R-est mvlue");
+  EXPECT_EQ(PhasesOf("short-run --kind z --sigma relative")[0]["Parts"][0]["SigmaOf"], "x/nominal");
+  const auto page = [&](const std::string& arguments) {
+    EXPECT_EQ(Run("study short-run --db q.db --kind z -o p.html " + arguments).status, 0);
+    return Text(folder_.File("p.html"));
+  };
+  EXPECT_NE(page("").find(">mean of R/d2 of all parts<"), std::string::npos);
+  EXPECT_NE(page("--sigma relative").find(">mean of R/d2 of x/nominal<"), std::string::npos);
+}
+
+TEST_F(LevelStudies, GroupNamesTheStreamsThatAreMissing) {
+  std::vector<Row> rows;
+  for (std::size_t g = 0; g < 5; ++g) {
+    for (std::size_t h = 0; h < 3; ++h) {
+      if (h == 1 && g >= 3) continue;
+      const double level = 10.0 + static_cast<double>(h);
+      rows.push_back({"Oil", "Head " + std::to_string(h + 1), 60 * g + h, {level, level + 1.0}});
+    }
+  }
+  Import(rows);
+  const auto phase = PhasesOf("group --group-threshold 600")[0];
+  EXPECT_EQ(phase["Missing"][3], std::vector<int>{2});
+  EXPECT_EQ(phase["Extreme"][0]["SGSizes"], std::vector<int>(5, 2));
+  EXPECT_EQ(phase["Extreme"][0]["Subgroups"][1], 6);
+  EXPECT_EQ(phase["Extreme"][2]["Subgroups"][1], 0);  // all ranges are 1
+  ASSERT_EQ(Run("study group --db q.db --group-threshold 600 -o g.txt").status, 0);
+  const auto text = Text(folder_.File("g.txt"));
+  EXPECT_NE(text.find("missing"), std::string::npos) << text;
+  const auto from = text.find("Head 2");
+  ASSERT_NE(from, std::string::npos) << text;
+  const auto row = text.substr(from, text.find('\n', from) - from);
+  EXPECT_EQ(row.back(), '2') << text;
 }
 
 TEST_F(LevelStudies, GroupHasTheExtremesOfItsStreams) {

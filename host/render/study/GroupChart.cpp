@@ -82,18 +82,25 @@ Table GroupTable(const GroupDocument& document, const Names& names) {
   return table;
 }
 
-// How often each stream is extreme.
+// How often each stream is extreme, and how often it is missing.
 Table MembersTable(const GroupDocument& document, const Names& names) {
-  Table table{"Streams", {"#number", "stream", "#greatest", "#least", "#most spread"}, {}};
+  Table table{
+      "Streams", {"#number", "stream", "#greatest", "#least", "#most spread", "#missing"}, {}};
   for (std::size_t m = 0; m < document.members.size(); ++m) {
+    const auto number = static_cast<std::int32_t>(m);
     std::vector<std::string> row = {std::to_string(m + 1), MemberName(document, names, m)};
     for (const auto& each : kSides) {
       std::ptrdiff_t count = 0;
       ForEachStretch(document, [&](const auto&, const auto&, const GroupStudy& study) {
-        count += std::ranges::count((study.*each.side).members, static_cast<std::int32_t>(m));
+        count += std::ranges::count((study.*each.side).members, number);
       });
       row.push_back(std::to_string(count));
     }
+    std::ptrdiff_t missing = 0;
+    ForEachStretch(document, [&](const auto&, const auto&, const GroupStudy& study) {
+      for (const auto& streams : study.missing) missing += std::ranges::count(streams, number);
+    });
+    row.push_back(std::to_string(missing));
     table.rows.push_back(std::move(row));
   }
   return table;
@@ -119,7 +126,8 @@ std::string GroupJson(const GroupDocument& document, const Names& names) {
                    to.Objects<Spread::Blocks>("Extreme", kSides, [&](const SideOf& each) {
                      const auto& side = study.*each.side;
                      to.Members("Which", each.word, "Points", side.values, "CL", side.centre,
-                                each.limit, side.limits, "Members", Numbered(side.members), "Runs",
+                                each.limit, side.limits, "SGSizes", side.sizes, "Subgroups",
+                                side.subgroups, "Members", Numbered(side.members), "Runs",
                                 side.runs);
                      WriteMarks(to, side.signals);
                      to.Member("LongRuns", side.long_runs);

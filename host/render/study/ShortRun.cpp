@@ -55,6 +55,11 @@ void AddPartBorders(Plot& plot, const StretchPlace& place, const studies::Stretc
   }
 }
 
+std::string SigmaText(const studies::ShortRunPart& part) {
+  const auto name = EstimatorText(part.sigma.estimator);
+  return name.empty() || part.sigma_of.empty() ? name : name + " of " + part.sigma_of;
+}
+
 Table PartsTable(const ShortRunDocument& document, const Names& names) {
   Table table{"Parts",
               {"process", "test", "phase", "part", "#subgroups", "#runs", "#nominal", "nominal is",
@@ -63,13 +68,12 @@ Table PartsTable(const ShortRunDocument& document, const Names& names) {
   ForEachStretch(document, [&](const studies::Stream& stream, const studies::Stretch& stretch,
                                const studies::ShortRunStudy& study) {
     for (const auto& part : study.parts) {
-      table.rows.push_back({NameOrNumber(names, NameKind::Process, stream.process),
-                            NameOrNumber(names, NameKind::Test, stream.test), stretch.phase.name,
-                            NameOrNumber(names, NameKind::Part, part.part),
-                            std::to_string(part.subgroups), std::to_string(part.runs),
-                            Significant(part.nominal, 7), part.source,
-                            Significant(part.mean.value, 7), Significant(part.sigma.value, 5),
-                            EstimatorText(part.sigma.estimator)});
+      table.rows.push_back(
+          {NameOrNumber(names, NameKind::Process, stream.process),
+           NameOrNumber(names, NameKind::Test, stream.test), stretch.phase.name,
+           NameOrNumber(names, NameKind::Part, part.part), std::to_string(part.subgroups),
+           std::to_string(part.runs), Significant(part.nominal, 7), part.source,
+           Significant(part.mean.value, 7), Significant(part.sigma.value, 5), SigmaText(part)});
     }
   });
   return table;
@@ -120,6 +124,7 @@ std::string ShortRunJson(const ShortRunDocument& document, const Names& names) {
                        "Runs", part.runs, "Nominal", part.nominal, "Source", part.source);
             WriteFigure(to, "Mean", part.mean);
             WriteFigure(to, "Sigma", part.sigma);
+            to.Member("SigmaOf", part.sigma_of);
           });
         });
   });

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <stdexcept>
@@ -69,6 +70,22 @@ TEST(StudyAcf, NeighboursThatLeanOnEachOtherAreNoted) {
   for (std::size_t i = 12; i < 24; ++i) steps[i] = 1.0;
   EXPECT_LT(StudyAcf(Points(steps)).first.p, 0.01);
   EXPECT_FALSE(Has(StudyAcf(Points(steps)).notes, "correlated"));
+}
+
+const Note& NoteOf(const AcfStudy& study, const char* code) {
+  return *std::ranges::find(study.notes, code, &Note::code);
+}
+
+TEST(StudyAcf, TheNoteSaysWhatTheLimitsOfTheChartAreMadeOf) {
+  auto stretch = Points(SeriesAround10(0.6, 300));
+  const auto text = [&] { return NoteOf(StudyAcf(stretch), "correlated").text; };
+  EXPECT_NE(text().find("moving ranges"), std::string::npos);
+  stretch.sizes.assign(300, 4.0);
+  EXPECT_NE(text().find("inside the subgroups"), std::string::npos);
+  stretch.sp.name = "MR-est";  // of the means
+  EXPECT_NE(text().find("moving ranges"), std::string::npos);
+  stretch.sp.name = "R-est mvlue";
+  EXPECT_NE(text().find("inside the subgroups"), std::string::npos);
 }
 
 // Pairs by hand: 3 is passed over, so that 5 follows 2; nothing pairs with the point without value.
@@ -161,6 +178,24 @@ TEST(StudyAr1, ResidualsAndLimits) {
   }
   EXPECT_NEAR(study.upper, 3 * ranges / 119 / 1.1283791670955126, 1e-12);
   EXPECT_EQ(study.lower, -study.upper);
+}
+
+TEST(StudyAr1, AFrozenPhaseIsJudgedByItsFirstPoints) {
+  auto values = SeriesAround10(0.5, 100);
+  const auto base = StudyAr1(Points(values));
+  for (int i = 0; i < 40; ++i) values.push_back(i % 2 == 0 ? 40.0 : -20.0);
+  auto stretch = Points(values);
+  stretch.phase.freeze_after = 100;
+  const auto study = StudyAr1(stretch);
+  EXPECT_EQ(study.phi.value, base.phi.value);
+  EXPECT_EQ(study.mean.value, base.mean.value);
+  EXPECT_EQ(study.upper, base.upper);
+  EXPECT_EQ(study.phi.used, 100);
+  EXPECT_EQ(study.phi.left, 40);
+  EXPECT_EQ(study.ljung_box.p, base.ljung_box.p);
+  EXPECT_EQ(std::ranges::count(study.signals, 1), std::ranges::count(base.signals, 1) + 40);
+  stretch.phase.freeze_after = 40;
+  EXPECT_TRUE(Has(StudyAr1(stretch).notes, "too-few"));
 }
 
 TEST(StudyAr1, ALateShockIsASignal) {

@@ -160,6 +160,52 @@ TEST(StudyGroup, LimitsOfThePhaseBefore) {
   EXPECT_EQ(study.high.signals[0], 1);
 }
 
+TEST(StudyGroup, AFrozenPhaseHasTheLimitsOfItsFirstGroups) {
+  const auto base = StudyGroup(ThreeStreams(5));
+  auto stretch = ThreeStreams(5);
+  for (int g = 5; g < 9; ++g) {
+    for (int s = 0; s < 3; ++s) Add(stretch, s, 3600 * g + 60 * s, {20.0, 30.0, 40.0});
+  }
+  stretch.phase.freeze_after = 5;
+  const auto study = StudyGroup(stretch);
+  EXPECT_EQ(study.mean.value, base.mean.value);
+  EXPECT_EQ(study.sigma.value, base.sigma.value);
+  EXPECT_EQ(study.mean.left, 12);
+  EXPECT_EQ(study.high.limits[8], base.high.limits[0]);
+  EXPECT_EQ(study.high.signals[8], 1);
+  EXPECT_EQ(study.spread.signals[8], 1);
+}
+
+TEST(StudyGroup, AFrozenPhaseOfSinglePieces) {
+  Stretch stretch;
+  for (int g = 0; g < 8; ++g) {
+    for (int s = 0; s < 2; ++s) {
+      const double off = g < 5 ? g % 2 : 10.0 * (g % 2);
+      Add(stretch, s, 3600 * g + 60 * s, {10.0 * s + off});
+    }
+  }
+  stretch.phase.freeze_after = 5;
+  const auto study = StudyGroup(stretch);
+  EXPECT_NEAR(study.sigma.value, 1.0 / 1.1283791670955126, 1e-12);
+  EXPECT_EQ(study.sigma.used, 8);
+  EXPECT_NEAR(study.mean.value, 5.4, 1e-12);
+}
+
+TEST(StudyGroup, WhichSubgroupIsExtremeAndOfWhatSize) {
+  Stretch stretch;
+  Add(stretch, 0, 0, {1.0, 2.0});
+  Add(stretch, 1, 10, {4.0, 5.0, 9.0});
+  Add(stretch, 0, 3600, {3.0, 3.0});
+  Add(stretch, 1, 3610, {3.0, 3.0, 3.0});
+  stretch.subgroups = {11, 12, 13, 14};
+  const auto study = StudyGroup(stretch);
+  EXPECT_EQ(study.high.subgroups, (std::vector<std::int32_t>{12, 0}));
+  EXPECT_EQ(study.high.sizes, (std::vector<std::int32_t>{3, 2}));
+  EXPECT_EQ(study.low.subgroups[0], 11);
+  EXPECT_EQ(study.low.sizes[0], 2);
+  EXPECT_EQ(study.spread.subgroups[0], 12);
+}
+
 TEST(StudyGroup, TooFewOneStreamAndNoSpread) {
   const auto few = StudyGroup(ThreeStreams(1));
   EXPECT_TRUE(Has(few.notes, "too-few"));

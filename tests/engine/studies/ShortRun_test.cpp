@@ -197,6 +197,98 @@ TEST(StudyShortRun, LimitsOfThePhaseBefore) {
   EXPECT_EQ(study.level.points[1], stretch.points[1] - 10.0);
 }
 
+// Two parts in turn, two subgroups each, with ranges of 2 up to `calm` subgroups and 6 from then
+// on.
+Stretch Wilder(int calm, int count) {
+  Stretch stretch;
+  for (int i = 0; i < count; ++i) {
+    const int part = i / 2 % 2;
+    const double half = i < calm ? 1.0 : 3.0, off = i < calm ? i % 3 - 1.0 : 5.0;
+    const double x = 50.0 - 20.0 * part + off;
+    Add(stretch, part, 50.0 - 20.0 * part, {x - half, x, x + half});
+  }
+  return stretch;
+}
+
+TEST(StudyShortRun, AFrozenPhaseHasTheLimitsOfItsFirstPoints) {
+  const auto first = Wilder(12, 12);
+  auto frozen = Wilder(12, 20);
+  frozen.phase.freeze_after = 12;
+  for (const auto kind : {ShortRunKind::Deviation, ShortRunKind::Score}) {
+    for (const auto sigma : {PartSigma::ByPart, PartSigma::Constant, PartSigma::Relative}) {
+      ShortRunOptions options;
+      options.kind = kind;
+      options.sigma = sigma;
+      options.nominal = PartNominal::Mean;
+      const auto base = StudyShortRun(first, options), study = StudyShortRun(frozen, options);
+      EXPECT_EQ(study.mean.value, base.mean.value);
+      EXPECT_EQ(study.sigma.value, base.sigma.value);
+      EXPECT_EQ(study.sigma.left, 8);
+      EXPECT_EQ(study.level.upper[19], base.level.upper[0]);
+      for (std::size_t p = 0; p < 2; ++p) {
+        EXPECT_EQ(study.parts[p].mean.value, base.parts[p].mean.value);
+        EXPECT_EQ(study.parts[p].nominal, base.parts[p].nominal);
+        EXPECT_EQ(study.parts[p].sigma.value, base.parts[p].sigma.value);
+      }
+      EXPECT_EQ(study.level.marks[19], std::vector<std::int32_t>{1});
+    }
+  }
+  // What is not used, or has no value, is not one of them.
+  frozen.phase.freeze_after = 10;
+  frozen.used.assign(20, 1);
+  frozen.used[3] = 0;
+  frozen.points[7] = kNaN;
+  EXPECT_EQ(StudyShortRun(frozen).mean.used, 10);
+  EXPECT_LT(StudyShortRun(frozen).sigma.value, 1.5);
+}
+
+TEST(StudyShortRun, APartThatComesAfterTheFirstPointsOfAFrozenPhase) {
+  auto stretch = Wilder(12, 12);
+  stretch.phase.freeze_after = 12;
+  Add(stretch, 7, 10.0, {12.0, 13.0, 14.0});
+  Add(stretch, 8, kNaN, {12.0, 13.0, 14.0});
+  ShortRunOptions options;
+  options.kind = ShortRunKind::Score;
+  const auto study = StudyShortRun(stretch, options);
+  EXPECT_NEAR(study.level.points[12], 3.0 * std::sqrt(3.0) / study.sigma.value, 1e-12);
+  EXPECT_EQ(study.parts[2].sigma_of, "all parts");
+  EXPECT_TRUE(std::isnan(study.level.points[13]));
+  EXPECT_TRUE(Has(study.notes, "no-estimates"));
+}
+
+TEST(StudyShortRun, PartsSayWhatTheirSigmaIsOf) {
+  auto stretch = Wilder(20, 20);
+  Add(stretch, 7, 10.0, {8.0, 10.0, 12.0});
+  const auto deviations = StudyShortRun(stretch);
+  EXPECT_NEAR(deviations.parts[0].sigma.value, 2.0 / 1.6925687506, 1e-9);
+  EXPECT_NEAR(deviations.parts[2].sigma.value, 4.0 / 1.6925687506, 1e-9);
+  EXPECT_EQ(deviations.parts[2].sigma_of, "");
+  ShortRunOptions options;
+  options.kind = ShortRunKind::Score;
+  const auto own = StudyShortRun(stretch, options);
+  EXPECT_EQ(own.parts[0].sigma_of, "");
+  EXPECT_EQ(own.parts[2].sigma_of, "all parts");
+  EXPECT_EQ(own.parts[2].sigma.estimator, "R-est mvlue");
+  options.sigma = PartSigma::Relative;
+  const auto relative = StudyShortRun(stretch, options);
+  EXPECT_EQ(relative.parts[2].sigma_of, "x/nominal");
+  EXPECT_EQ(relative.variation.estimator, "R-est mvlue");
+}
+
+TEST(StudyShortRun, APartWithStoredSigmasHasTheNewest) {
+  auto stretch = Wilder(6, 6);
+  stretch.stored_sigmas = {1.0, 2.0, kNaN, kNaN, 4.0, kNaN};
+  ShortRunOptions options;
+  options.kind = ShortRunKind::Score;
+  options.sigma = PartSigma::Stored;
+  const auto study = StudyShortRun(stretch, options);
+  EXPECT_EQ(study.parts[0].sigma.value, 4.0);
+  EXPECT_EQ(study.parts[0].sigma.estimator, "stored");
+  EXPECT_TRUE(std::isnan(study.parts[1].sigma.value));
+  EXPECT_NEAR(study.level.points[0], -std::sqrt(3.0), 1e-12);
+  EXPECT_EQ(StudyShortRun(stretch, options, &study).parts[0].sigma.value, 4.0);
+}
+
 TEST(StudyShortRun, UnusedSubgroupsAreShownAndCountForNothing) {
   auto stretch = StretchOf(Case("short-run-nominal"));
   const auto plain = StudyShortRun(stretch);
