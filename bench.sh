@@ -80,7 +80,13 @@ fi
 run series 0 "${bin}_series" "${data[@]}"
 run append 0 "${bin}_append" "${data[@]}" "${turns[@]}"  # to the database of series
 run record 0-1 "${bin}_record" "${data[@]}" "${turns[@]}"  # also to a copy of it
-run laws 0 "${bin}_laws"
+if require "$peer_needs" >"$folder/peers.log" 2>&1; then
+  run studies 0 "${bin}_studies" --dir build/bench-data "${few[@]}" --other Rscript
+  run weighted 0 "${bin}_weighted" "${data[@]}" "${few[@]}"
+else
+  run studies 0 "${bin}_studies" --dir build/bench-data "${few[@]}"
+  skip weighted "there is no scipy"
+fi
 run overhead 0 "${bin}_overhead"
 run xml 0 "${bin}_xml"
 

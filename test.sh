@@ -140,7 +140,7 @@ if [ $windows = yes ]; then
     *) cat "$logs/packages-windows.log"; exit 1 ;;
   esac
   stage "build, what is compared with" build-compared build_compared
-  quick=(-DCMAKE_CXX_FLAGS_RELEASE="-O1 -DNDEBUG")
+  quick=(-DCMAKE_CXX_FLAGS_RELEASE="-O0 -DNDEBUG")
   if [ ${#slow[@]} -gt 0 ]; then quick=(-UCMAKE_CXX_FLAGS_RELEASE); fi
   for bits in 64 32; do
     prefix=x86_64-w64-mingw32

@@ -38,6 +38,12 @@ header  benchmark/benchmark.h libbenchmark-dev
 header  pugixml.hpp   libpugixml-dev
 command taskset       util-linux
 "
+# What ./bench.sh measures studies against.
+peer_needs="
+file    /usr/lib/python3/dist-packages/scipy python3-scipy
+command Rscript       r-base-core
+file    /usr/lib/R/site-library/fitdistrplus r-cran-fitdistrplus
+"
 # For ./test.sh --windows. Of npm a package with the source of SQLite is taken.
 windows_needs="
 command x86_64-w64-mingw32-g++-posix g++-mingw-w64-x86-64-posix

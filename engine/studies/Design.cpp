@@ -19,10 +19,12 @@ namespace {
 
 using platform::kNaN;
 
+// NaN of a decision interval or a width that does not exist.
 double CusumMean(double k, double h, double shift) {
-  return statistics::CusumMeanRunLength({k, h}, shift);
+  return std::isnan(h) ? kNaN : statistics::CusumMeanRunLength({k, h}, shift);
 }
 double EwmaMean(double weight, double width, bool exact, double shift) {
+  if (std::isnan(width)) return kNaN;
   return statistics::EwmaMeanRunLength({weight, width, exact, {}, statistics::Sides::Both}, shift);
 }
 
@@ -78,7 +80,15 @@ std::int64_t LeastSize(double width, const DesignOptions& options) {
 }  // namespace
 
 double CusumDecision(double k, double arl0) {
-  return Solved([&](double h) { return CusumMean(k, h, 0.0); }, arl0, 1e-6, 50.0);
+  constexpr double kMost = 50.0;
+  const auto mean = [&](double h) { return CusumMean(k, h, 0.0); };
+  // Run lengths grow like exp(2kh), beyond what is exact: the bracket must not reach that far.
+  double low = 1e-6, high = 0.5;
+  while (high < kMost && mean(high) < arl0) {
+    low = high;
+    high = std::min(kMost, 1.5 * high);
+  }
+  return Solved(mean, arl0, low, high);
 }
 
 double EwmaWidth(double weight, double arl0, bool exact) {

@@ -100,17 +100,23 @@ std::pair<double, double> WeibullOf(const std::vector<double>& times) {
   return {shape, std::exp(log_scale)};
 }
 
-void SetLawLimits(std::span<const double> times, const TOptions& options, TStudy& study) {
+// A distribution of times has none of 0.
+std::vector<double> Positive(std::span<const double> times, double resolution,
+                             std::vector<Note>& notes) {
   std::vector<double> positive(times.begin(), times.end());
   const auto zeros = std::ranges::count(positive, 0.0);
-  std::ranges::replace(positive, 0.0, options.resolution / 2.0);
+  std::ranges::replace(positive, 0.0, resolution / 2.0);
   if (zeros > 0) {
-    study.notes.push_back({"zero-times",
-                           std::to_string(zeros) +
-                               (zeros == 1 ? " time of 0 counts" : " times of 0 count") +
-                               " as half of the resolution of the stamps.",
-                           {}});
+    notes.push_back({"zero-times",
+                     std::to_string(zeros) +
+                         (zeros == 1 ? " time of 0 counts" : " times of 0 count") +
+                         " as half of the resolution of the stamps.",
+                     {}});
   }
+  return positive;
+}
+
+void SetLawLimits(const std::vector<double>& positive, const TOptions& options, TStudy& study) {
   const auto used = static_cast<std::int64_t>(positive.size());
   double shape = 1.0, scale = MeanOf(positive);
   if (options.law == TimeLaw::Weibull) {
@@ -203,18 +209,22 @@ TStudy StudyT(std::span<const double> times, const TOptions& options) {
   study.open = options.open;
   study.marks.assign(times.size(), 0);
   if (!HasFigures(times, "times", study.notes)) return study;
+  std::vector<double> judged(times.begin(), times.end());
   if (options.law == TimeLaw::Power) {
     SetPowerLimits(times, study);
   } else {
-    SetLawLimits(times, options, study);
+    judged = Positive(times, options.resolution, study.notes);
+    SetLawLimits(judged, options, study);
   }
   if (std::isnan(study.upper)) return study;
-  Judge(times, study.centre, options, study);
+  Judge(judged, study.centre, options, study);
   return study;
 }
 
-UnitsBetween UnitsBetweenEvents(const Stretch& counts) {
+UnitsBetween UnitsBetweenEvents(const Stretch& counts, std::optional<double> open) {
   UnitsBetween found;
+  found.open = open;
+  bool began_before = open.has_value();
   auto& gaps = found.stretch;
   gaps.phase = counts.phase;
   gaps.limits_of = counts.limits_of;
@@ -228,12 +238,13 @@ UnitsBetween UnitsBetweenEvents(const Stretch& counts) {
     }
     if (counts.counts[i] > 1.0) ++several;
     has_own_units = has_own_units || counts.sizes[i] > 1.0;
-    if (found.open) {
+    if (found.open && !began_before) {
       gaps.points.push_back(*found.open);
       gaps.times.push_back(counts.times[i]);
       gaps.subgroups.push_back(counts.subgroups[i]);
     }
     found.open = 0.0;
+    began_before = false;
   }
   if (several > 0) {
     found.notes.push_back({"several-events",

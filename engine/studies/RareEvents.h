@@ -64,8 +64,10 @@ struct UnitsBetween {
   std::vector<Note> notes;
 };
 // Out of a stretch of counts. Subgroups that are not used, or have no count, are passed over. A
-// subgroup is one event, whatever it has; its own units are not counted.
-UnitsBetween UnitsBetweenEvents(const Stretch& counts);
+// subgroup is one event, whatever it has; its own units are not counted. open: the units since the
+// last event of the stretches before, which go on until the first event of this one and are no gap
+// of it.
+UnitsBetween UnitsBetweenEvents(const Stretch& counts, std::optional<double> open = {});
 
 enum class TimeLaw { Weibull, Exponential, Power };
 

@@ -236,11 +236,20 @@ RunLengthStudy StudyShewhartRuns(std::span<const double> shifts,
   study.method = "chain";
   if (!chain) BeSimulated(study, options.runs, options.seed);
   if (chain) study.states = chain->States();
-  const std::vector<statistics::RunRule> limit_alone(1);
-  const auto first = statistics::RuleChain::Make(limit_alone, {upper, lower, false, counts});
+  // What can signal at the first point: no rule that compares neighbours, no window of several.
+  auto of_one_point = rules;
+  std::erase_if(of_one_point, [](const auto& rule) {
+    return rule.m != 1 || rule.kind == statistics::RuleKind::Trend ||
+           rule.kind == statistics::RuleKind::Alternate;
+  });
+  std::optional<statistics::RuleChain> first;
+  if (!of_one_point.empty()) {
+    first = statistics::RuleChain::Make(of_one_point, {upper, lower, false, counts});
+  }
   for (const double shift : shifts) {
     const auto points = PointsAt(options, shift);
-    study.oc.push_back((chain ? chain : first)->QuietAtFirst(points.law));
+    const auto& at_first = chain ? chain : first;
+    study.oc.push_back(at_first ? at_first->QuietAtFirst(points.law) : 1.0);
     if (chain) {
       Add(study, shift, chain->LengthOf(points.law));
     } else {

@@ -33,14 +33,16 @@ void CheckAbout(const Stretch& stretch, const AboutOptions& options) {
   Need(!options.sigma || stretch.counts.empty(), "sigma goes with measurements, not with counts");
 }
 
+constexpr const char* kLineInForce = "line in force";
+
 // That of the newest point: given, the estimate of the stretch, or what a stored row of limits or
 // the phase before has. in_force: NaN without a point
 Figure FigureOf(const Estimate& estimate, const std::optional<double>& given, double in_force) {
   constexpr double kSame = 1e-9;  // a sigma is divided by the root of a size, and times it
   if (given) return {*given, "given", kNaN, 0, 0};
-  if (std::abs(in_force - estimate.value) > kSame * std::abs(estimate.value)) {
-    return {in_force, "line in force", kNaN, 0, 0};
-  }
+  const bool is_own = std::isnan(in_force) ||
+                      std::abs(in_force - estimate.value) <= kSame * std::abs(estimate.value);
+  if (!is_own) return {in_force, kLineInForce, kNaN, 0, 0};
   return {estimate.value, estimate.name, estimate.constant, estimate.used, 0};
 }
 
@@ -66,7 +68,9 @@ bool Begin(const Stretch& stretch, const AboutOptions& options, Study& study) {
                            return is_counted ? kNaN : about.Sigma(i) * std::sqrt(size);
                          }));
   study.signals.assign(stretch.points.size(), 0);
-  const bool has_sigma = options.sigma.has_value();
+  // Stored limits and those of the phase before are known at the first point already.
+  const bool has_sigma = options.sigma.has_value() ||
+                         (is_counted ? study.mean : study.sigma).estimator == kLineInForce;
   const LeastAmounts least{has_sigma ? 1U : 2U, IsOfSingles(stretch) ? 25U : 20U};
   if (!HasEnough(UsedPoints(stretch), least, "points", study.notes)) return false;
   for (std::size_t i = 0; i < stretch.points.size(); ++i) {
@@ -275,7 +279,8 @@ CusumStudy StudyCountCusum(const Stretch& stretch, const CountCusumOptions& opti
   };
   const double newest = Newest(stretch, [&](std::size_t i) { return stretch.centre[i]; });
   study.mean = FigureOf(stretch.mean, options.target, newest);
-  const LeastAmounts least_points{options.target ? 1U : 2U, 20};
+  const bool is_known = options.target || study.mean.estimator == kLineInForce;
+  const LeastAmounts least_points{is_known ? 1U : 2U, 20};
   if (!HasEnough(UsedPoints(stretch), least_points, "points", study.notes)) return study;
   const double without = Newest(stretch, rate_at);
   if (!is_rate(without) || std::abs(without - options.shifted) <= 1e-12 * without) {

@@ -557,11 +557,10 @@ TEST_F(Program, TheDemoDrawsEveryPictureTwiceOver) {
     EXPECT_NE(outcome.out.find("a b/index.html"), std::string::npos);
   }
   // It prints commands that a shell takes.
-  for (const std::string part : {"Wafer", "Shaft --fit johnson"}) {
-    const auto at = outcome.out.find(" --db 'a b/sample.db' --part " + part + "\n");
+  for (const std::string word : {"chart", "capability"}) {
+    const auto at = outcome.out.find("orvspc " + word + " --db 'a b/sample.db'");
     ASSERT_NE(at, std::string::npos) << outcome.out;
-    const auto begin = outcome.out.rfind("orvspc", at) + 7;
-    const auto line = outcome.out.substr(begin, outcome.out.find('\n', at) - begin);
+    const auto line = outcome.out.substr(at + 7, outcome.out.find('\n', at) - at - 7);
     EXPECT_EQ(Run(line).status, 0) << line;
   }
 

@@ -78,6 +78,15 @@ TEST_F(RunLengthCommands, AlarmsThatAreSwitchedOffAreNotInUse) {
   EXPECT_NEAR(document.At("ARL[0]").number, 225.44, 0.5);  // windows must be whole
 }
 
+TEST_F(RunLengthCommands, AChartWithoutARuleNeverSignals) {
+  ImportWafers();
+  Write("alarms.csv", "number,on\n1,no\n");
+  ASSERT_EQ(Run("import alarms.csv --db q.db --kind alarms").status, 0);
+  const auto document = Json("arl --db q.db --shifts 0,1");
+  EXPECT_EQ(document.At("ARL[1]").kind, ParsedJson::Kind::Null);
+  EXPECT_NE(Run("study arl --db q.db").out.find("No rule holds for this chart"), std::string::npos);
+}
+
 // One sample each half hour: an hour is two points.
 TEST_F(RunLengthCommands, ASamplingRequirementGivesTheRunLengthInTime) {
   ImportWafers();

@@ -203,6 +203,31 @@ TEST_F(StreamStudies, ACusumOfCountsIsInCounts) {
 }
 
 // Phases on one chart are charts side by side.
+// Means of 4 in 50: sigma of a proportion is sqrt(0.08 0.92 / 50) = 0.038367. The first point of an
+// EWMA lies at 0.2 0.04 + 0.8 0.08.
+TEST_F(StreamStudies, PointsOfCountsAreThoseOfTheirChart) {
+  ImportCounts({2, 6, 4, 4, 3, 5, 4, 4, 2, 6, 4, 4}, std::vector<double>(12, 50.0), "defectives");
+  const auto ewma = PhaseOf("ewma");
+  EXPECT_NEAR(ewma.at("Points")[0].get<double>(), 0.2 * 0.04 + 0.8 * 0.08, 1e-12);
+  EXPECT_NEAR(ewma.at("UCL")[0].get<double>(), 0.08 + 3.0 * 0.2 * 0.0383667, 1e-6);
+  const auto cusum = PhaseOf("cusum");
+  EXPECT_NEAR(cusum.at("Lower")[0].get<double>(), 0.04 / 0.0383667 - 0.5, 1e-5);
+  EXPECT_NE(Run("study ewma --db q.db").out.find("EWMA"), std::string::npos);
+  Refused("ewma --db q.db --sigma 1", 2, "--sigma goes with measurements, not with counts");
+  // Beside measurements they are left out.
+  ImportValues({10.0, 11.0, 9.0, 10.0});
+  EXPECT_EQ(Json("ewma").at("Streams").at(0).at("Part"), "Ring");
+}
+
+// The text names each signal.
+TEST_F(StreamStudies, SignalsAreListedWithTheirLimit) {
+  ImportValues({10.0, 11.0, 9.0, 10.0, 19.0});
+  const auto run = Run("study ewma --db q.db --target 10 --sigma 1");
+  const auto at = run.out.find("Signals");
+  ASSERT_NE(at, std::string::npos) << run.out;
+  EXPECT_NE(run.out.find("2024-03-01T04:00:00", at), std::string::npos) << run.out;
+}
+
 TEST_F(StreamStudies, EachPhaseIsAStudyOfItsOwn) {
   ImportValues(Scattered(130));
   ImportCounts(Counts(130), std::vector<double>(130, 200.0), "defectives");

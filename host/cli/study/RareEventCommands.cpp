@@ -101,8 +101,10 @@ int RunGOfStreams(const Arguments& arguments, Console& console, StudyOptions& op
       [&](render::GStreamsDocument& filled) {
         for (auto& stream : filled.data.streams) {
           auto& row = filled.studies.emplace_back();
+          std::optional<double> open;
           for (auto& stretch : stream.stretches) {
-            auto between = studies::UnitsBetweenEvents(stretch);
+            auto between = studies::UnitsBetweenEvents(stretch, open);
+            open = between.open;
             auto of_stretch = asked;
             if (&stretch == &stream.stretches.back()) of_stretch.open = between.open;
             stretch = std::move(between.stretch);

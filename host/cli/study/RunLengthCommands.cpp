@@ -366,7 +366,15 @@ render::RunLengthStream StreamOf(studies::ChartInUse chart, const Arguments& arg
   const auto shifts =
       ShiftsOf(arguments, stream.counts ? DefaultShiftsOfCounts(options.mean, options.points)
                                         : DefaultShifts());
-  auto study = Studied(arguments, [&] { return studies::StudyShewhartRuns(shifts, options); });
+  studies::RunLengthStudy study;
+  if (options.rules.empty()) {
+    study.shifts = shifts;
+    const std::vector<double> none(shifts.size(), platform::kNaN);
+    study.arl = study.sdrl = study.p05 = study.median = study.p95 = none;
+    study.notes.push_back({"no-rules", "No rule holds for this chart, so it never signals.", {}});
+  } else {
+    study = Studied(arguments, [&] { return studies::StudyShewhartRuns(shifts, options); });
+  }
   study.notes.insert(study.notes.end(), chart.notes.begin(), chart.notes.end());
   stream.schemes.push_back({"in use", std::move(study), options.rules, options.size});
   if (stream.counts) return stream;

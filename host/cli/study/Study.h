@@ -90,20 +90,29 @@ std::string FormattedStudy(const Document& document, const Presentation& shown,
 
 inline constexpr Number kStudyMax = MaximumOption("the newest N subgroups at most; 0: all", "all");
 
+// Of which tests a study is: what is read says it, or counts where nothing was measured.
+enum class StudiedTests { AsRead, MeasuredElseCounted };
+
 // A study of the selected streams, of measurements or counts, or of tests of these types alone;
 // fill(document) makes it of what was read, after prepare(run, document).
 template <class Document>
 int RunOnStreams(const Arguments& arguments, Console& console, Document document,
                  std::string (*json)(const Document&, const render::Names&),
                  render::StudyView (*view)(const Document&, const render::Names&),
-                 const std::function<void(Document&)>& fill, const studies::ReadOptions& read = {},
+                 const std::function<void(Document&)>& fill, studies::ReadOptions read = {},
                  std::int32_t types = 0,
-                 const std::function<void(const Analysis&, Document&)>& prepare = {}) {
+                 const std::function<void(const Analysis&, Document&)>& prepare = {},
+                 StudiedTests tests = StudiedTests::AsRead) {
   if (types == 0) types = read.counts ? kCounts : std::int32_t{ttVariable};
   return RunAnalysis(arguments, console, kDrawn, kStudyMax, types, [&](Analysis& run) -> Outcome {
     run.database.JoinPhases(arguments.Has(kAllPhases));
     document.head.select = run.select;
     document.data = StreamsOf(run, read, document.head.notes);
+    if (document.data.Empty() && tests == StudiedTests::MeasuredElseCounted) {
+      IncludeTests(*run.select, kCounts);
+      read.counts = true;
+      document.data = StreamsOf(run, read, document.head.notes);
+    }
     const bool empty = document.data.Empty();
     if (empty) NoteEmpty(run, kStudyMax, document.head.notes);
     if (prepare) prepare(run, document);
@@ -119,19 +128,20 @@ int RunOnStreams(const Arguments& arguments, Console& console, const char* word,
                  std::string (*json)(const Document&, const render::Names&),
                  render::StudyView (*view)(const Document&, const render::Names&),
                  const std::function<void(StudyOptions&)>& take,
-                 const std::function<void(Document&)>& fill,
-                 const studies::ReadOptions& read = {}) {
+                 const std::function<void(Document&)>& fill, const studies::ReadOptions& read = {},
+                 StudiedTests tests = StudiedTests::AsRead) {
   StudyOptions given(arguments);
   take(given);
   Document document;
   document.head = {word, {}, {}, {}};
-  return RunOnStreams<Document>(arguments, console, document, json, view, fill, read, 0,
-                                [&](const Analysis& run, Document& filled) {
-                                  StudyOptions options(arguments,
-                                                       StoredOptionsOf(run, filled.data, word));
-                                  take(options);
-                                  filled.head.options = options.Take();
-                                });
+  return RunOnStreams<Document>(
+      arguments, console, document, json, view, fill, read, 0,
+      [&](const Analysis& run, Document& filled) {
+        StudyOptions options(arguments, StoredOptionsOf(run, filled.data, word));
+        take(options);
+        filled.head.options = options.Take();
+      },
+      tests);
 }
 
 // Every study: "orvspc study WORD". The name of such a command is "study WORD".

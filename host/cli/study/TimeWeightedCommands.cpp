@@ -50,6 +50,12 @@ constexpr RealInside kDecisionOfCounts{kDecision, 0.0, 1000.0, true};
 constexpr RealInside kHeadStartOfCounts{kHeadStart, 0.0, 1000.0};
 constexpr Option kShared[] = {kStudyMax, kTarget, kSigma, kReset, kPhase, kAllPhases};
 
+// Sigmas of counts follow from their line.
+void NeedMeasured(const Arguments& arguments, const studies::StudyData& data) {
+  if (data.Empty() || data.streams[0].stretches[0].counts.empty() || !arguments.Has(kSigma)) return;
+  throw Misuse("--sigma goes with measurements, not with counts");
+}
+
 int RunEwma(const Arguments& arguments, Console& console) {
   studies::EwmaOptions asked;
   const auto take = [&](StudyOptions& options) {
@@ -66,8 +72,10 @@ int RunEwma(const Arguments& arguments, Console& console) {
   return RunOnStreams<render::EwmaDocument>(
       arguments, console, "ewma", render::EwmaJson, render::MakeEwmaView, take,
       [&](render::EwmaDocument& filled) {
+        NeedMeasured(arguments, filled.data);
         filled.Fill([&](const auto& stretch) { return studies::StudyEwma(stretch, asked); });
-      });
+      },
+      {}, StudiedTests::MeasuredElseCounted);
 }
 
 void NeedBelowH(const Arguments& arguments, double head_start, double h) {
@@ -142,8 +150,10 @@ int RunCusum(const Arguments& arguments, Console& console) {
   return RunOnStreams<render::CusumDocument>(
       arguments, console, "cusum", render::CusumJson, render::MakeCusumView, take,
       [&](render::CusumDocument& filled) {
+        NeedMeasured(arguments, filled.data);
         filled.Fill([&](const auto& stretch) { return studies::StudyCusum(stretch, asked); });
-      });
+      },
+      {}, StudiedTests::MeasuredElseCounted);
 }
 
 }  // namespace
@@ -152,8 +162,9 @@ Command EwmaStudyCommand() {
   return {
       "study ewma",
       "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
-      "Exponentially weighted moving average of measurements",
-      "Finds small shifts that last. Points are subgroup means, or single values. Each phase "
+      "Exponentially weighted moving average of measurements or counts",
+      "Finds small shifts that last. Points are subgroup means, single values or, where nothing "
+      "was measured, those of a chart of counts. Each phase "
       "begins anew, and so does each row of control limits.\n"
       "Formats: text, json, svg, html.",
       "orvspc study ewma --db q.db --part Ring --test Diameter --weight 0.1 --width 2.7 -o e.svg",
@@ -166,8 +177,8 @@ Command CusumStudyCommand() {
   return {"study cusum",
           "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
           "Cumulative sums of measurements or counts above and below the target",
-          "Finds small shifts that last, and says when they began and how large they are. With "
-          "--counts the sum is that of a test that counts, in counts.\n"
+          "Finds small shifts that last, and says when they began and how large they are. Points "
+          "are those of ewma; with --counts the sum is that of a test that counts, in counts.\n"
           "Formats: text, json, svg, html.",
           "orvspc study cusum --db q.db --part Ring --test Diameter --h 4 --head-start 2 -o c.svg",
           Together(SelectionOptions(), kShared,

@@ -42,6 +42,9 @@ StudyView MakeLaneyView(const LaneyDocument& document, const Names& names) {
                    [](const studies::LaneyStudy& study) -> std::vector<std::string> {
                      return {FigureText(study.mean), Significant(study.sigma_z.value, 5)};
                    }));
+  view.tables.push_back(SignalTable(
+      document, names,
+      [](const auto& stretch, const auto&) -> const auto& { return stretch.points; }));
   return view;
 }
 

@@ -58,6 +58,24 @@ Table StretchTable(const StreamStudies<Study>& document, const Names& names,
   return table;
 }
 
+// One row a signal: its stream and time, the value of the points, and the limit that it is beyond.
+template <class Study, class Points>
+Table SignalTable(const StreamStudies<Study>& document, const Names& names, Points points_of) {
+  Table table{"Signals", {"stream", "signal at", "#value", "#limit"}, {}};
+  ForEachStretch(document, [&](const studies::Stream& stream, const studies::Stretch& stretch,
+                               const Study& study) {
+    const auto& points = points_of(stretch, study);
+    for (std::size_t i = 0; i < study.signals.size(); ++i) {
+      if (study.signals[i] == 0) continue;
+      const double limit = points[i] > study.centre[i] ? study.upper[i] : study.lower[i];
+      table.rows.push_back({StreamName(names, stream.part, stream.process, stream.test),
+                            IsoTime(stretch.times[i]), Significant(points[i], 7),
+                            Significant(limit, 7)});
+    }
+  });
+  return table;
+}
+
 // A plot a stream; draw(plot, place, stretch, study) adds what a stretch has.
 template <class Study, class Draw>
 void AddPlots(StudyView& view, const StreamStudies<Study>& document, const Names& names,

@@ -88,6 +88,8 @@ StudyView MakeEwmaView(const EwmaDocument& document, const Names& names) {
            });
   view.tables.push_back(StretchTable(document, names, kEstimates,
                                      [](const auto& study) { return EstimatesOf(study); }));
+  view.tables.push_back(SignalTable(
+      document, names, [](const auto&, const auto& study) -> const auto& { return study.z; }));
   return view;
 }
 

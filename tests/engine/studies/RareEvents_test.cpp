@@ -185,6 +185,21 @@ TEST(StudyT, ExponentialHasTheMeanAsScale) {
   EXPECT_NEAR(study.centre, std::numbers::ln2 * mean, 1e-9);
 }
 
+// A stamp of whole hours gives times of 0 that are not shorter than half an hour.
+TEST(StudyT, ATimeOfZeroIsJudgedAsHalfOfTheResolution) {
+  auto times = Case("t-chart-power").Column("hours");
+  times[3] = 0.0;
+  TOptions options;
+  const auto median = StudyT(times, options).centre;
+  for (const auto law : {TimeLaw::Weibull, TimeLaw::Exponential}) {
+    options.law = law;
+    options.resolution = 2.0 * median;
+    EXPECT_EQ(StudyT(times, options).marks[3], 0U);
+    options.resolution = 1e-9;
+    EXPECT_NE(StudyT(times, options).marks[3], 0U);
+  }
+}
+
 TEST(StudyT, ATimeOfZeroIsHalfOfTheResolution) {
   auto times = Case("t-chart-power").Column("hours");
   times[3] = 0.0;
@@ -291,6 +306,16 @@ TEST(UnitsBetween, OfSubgroupsWithSeveralUnitsThePlaceOfAnEventIsNotKnown) {
   EXPECT_EQ(between.open, 0.0);
   ASSERT_EQ(between.notes.size(), 1U);
   EXPECT_EQ(between.notes[0].code, "place-unknown");
+}
+
+// A gap across the border of two phases is no gap of either, but its units are not forgotten.
+TEST(UnitsBetween, UnitsSinceTheLastEventGoOnAcrossABorder) {
+  const auto quiet = UnitsBetweenEvents(CountsOf({0, 0}, {5, 6}), 100.0);
+  EXPECT_TRUE(quiet.stretch.points.empty());
+  EXPECT_EQ(quiet.open, 111.0);
+  const auto events = UnitsBetweenEvents(CountsOf({0, 1, 0, 1, 0}, {5, 1, 3, 1, 2}), 100.0);
+  EXPECT_EQ(events.stretch.points, std::vector<double>{3});
+  EXPECT_EQ(events.open, 2.0);
 }
 
 TEST(UnitsBetween, WithoutAnEventThereIsNothing) {

@@ -204,6 +204,19 @@ TEST(RunLengthsOfShewhart, EachRuleBesideTheLimits) {
   }
 }
 
+// A trend takes several points: without limits nothing can signal at the first one, whether runs
+// are simulated or not.
+TEST(RunLengthsOfShewhart, WithoutARuleOfOnePointTheFirstIsQuiet) {
+  const std::vector shifts{0.0, 2.0};
+  for (const auto& rules : {WithRules({3}), WithRules({5})}) {
+    ASSERT_EQ(rules.rules.size(), 1U);
+    EXPECT_EQ(StudyShewhartRuns(shifts, rules).oc, std::vector<double>(2, 1.0));
+  }
+  const auto with_limits = StudyShewhartRuns(shifts, WithRules({1, 3}));
+  EXPECT_EQ(with_limits.method, "simulation");
+  EXPECT_EQ(with_limits.oc, StudyShewhartRuns(shifts).oc);
+}
+
 // Champ & Woodall (1987) have 91.75.
 TEST(RunLengthsOfShewhart, AllClassicRulesAtOnce) {
   ShewhartRunOptions options;
@@ -390,6 +403,39 @@ TEST(Design, DecisionIntervals) {
   }
   known.Check("h", h);
   known.Check("h_k05_arl0_500", CusumDecision(0.5, 500.0));
+}
+
+TEST(Design, ReachesFromTheSmallestShiftToTheLargest) {
+  DesignOptions options;
+  for (const double shift : {0.05, 0.5, 5.4, 5.85, 6.0, 6.05, 8.0, 10.0}) {
+    for (const double arl0 : {2.0, 370.0, 500.0, 1e4, 1e6}) {
+      options.shift = shift;
+      options.arl0 = arl0;
+      const auto study = StudyDesign(options);
+      const auto& cusum = study.cusum;
+      ASSERT_EQ(std::isnan(cusum.h), std::isnan(cusum.arl)) << shift << " " << arl0;
+      const bool has_note = std::ranges::any_of(
+          study.notes, [](const Note& note) { return note.code == "no-design"; });
+      EXPECT_EQ(has_note, std::isnan(cusum.h) || std::isnan(study.ewma.width));
+      if (std::isnan(cusum.h)) continue;
+      CusumRunOptions runs;
+      runs.k = cusum.k;
+      runs.h = cusum.h;
+      EXPECT_NEAR(StudyCusumRuns(std::vector{0.0}, runs).arl[0] / arl0, 1.0, 1e-6)
+          << shift << " " << arl0;
+    }
+  }
+}
+
+// With a reference value of 2.7 sigmas the least run length without a shift is 144, with 3 it is
+// 370.4: limits of the raw points.
+TEST(Design, OfALargeShiftHasACusumWhileItsReferenceValueAllowsOne) {
+  DesignOptions options;
+  options.arl0 = 370.0;
+  options.shift = 5.4;
+  EXPECT_GT(StudyDesign(options).cusum.h, 0.0);
+  options.shift = 8.0;
+  EXPECT_TRUE(std::isnan(StudyDesign(options).cusum.h));
 }
 
 TEST(Design, EachChartHasTheRunLengthWithoutAShift) {

@@ -45,6 +45,20 @@ TEST(StudyEwma, Individuals) {
   known.Check("signals", Signals(study.signals));
 }
 
+// The line of stored limits, or of the phase before, is known before the first point.
+TEST(StudyEwma, OnePointIsJudgedByALineThatIsNotItsOwnEstimate) {
+  auto stretch = Singles({14.0}, 10.0, 1.0);
+  const auto study = StudyEwma(stretch);
+  EXPECT_EQ(study.mean.value, 10.0);
+  EXPECT_EQ(study.sigma.estimator, "line in force");
+  EXPECT_DOUBLE_EQ(study.z[0], 10.8);
+  EXPECT_DOUBLE_EQ(study.upper[0], 10.6);
+  EXPECT_EQ(study.signals[0], 1);
+  stretch.mean = {10.0, "mean", kNaN, 1};
+  stretch.sp = {1.0, "MR-est mvlue", kNaN, 1};
+  EXPECT_EQ(StudyEwma(stretch).notes.back().code, "too-few");
+}
+
 TEST(StudyEwma, AWeightOfOneIsTheShewhartChart) {
   EwmaOptions options;
   options.weight = 1.0;
@@ -92,10 +106,12 @@ TEST(StudyEwma, WithoutSigmaThereAreNoLimits) {
 }
 
 TEST(StudyEwma, OnePointIsTooFewUnlessSigmaIsGiven) {
-  EXPECT_TRUE(std::isnan(StudyEwma(Singles({10.0}, 10.0, 1.0)).z[0]));
+  auto one = Singles({10.0}, 10.0, 1.0);
+  one.sp = {1.0, "MR-est mvlue", kNaN, 1};
+  EXPECT_TRUE(std::isnan(StudyEwma(one).z[0]));
   EwmaOptions options;
   options.sigma = 1.0;
-  EXPECT_EQ(StudyEwma(Singles({10.0}, 10.0, 1.0), options).z[0], 10.0);
+  EXPECT_EQ(StudyEwma(one, options).z[0], 10.0);
 }
 
 TEST(StudyEwma, RefusesWhatLiesOutside) {
@@ -259,7 +275,10 @@ TEST(StudyCountCusum, WithoutAShiftThereAreNoSums) {
   EXPECT_EQ(study.notes.back().code, "no-shift");
   EXPECT_EQ(StudyCountCusum(Counted({0.0, 0.0}, 1.0, 0.0, true), options).notes.back().code,
             "no-shift");
-  EXPECT_EQ(StudyCountCusum(Counted({2.0}, 1.0, 1.0, true), options).notes.back().code, "too-few");
+  auto one = Counted({2.0}, 1.0, 1.0, true);
+  EXPECT_EQ(StudyCountCusum(one, options).notes.back().code, "too-few");
+  one.mean = {};  // the line is that of the phase before
+  EXPECT_EQ(StudyCountCusum(one, options).upper[0], 0.5);
 }
 
 TEST(StudyCountCusum, RefusesWhatLiesOutside) {
