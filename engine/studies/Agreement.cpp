@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <set>
 #include <span>
 #include <stdexcept>
+#include <tuple>
 
 #include "engine/statistics/Distributions.h"
 #include "engine/studies/study_notes.h"
@@ -28,22 +30,68 @@ std::size_t IndexOf(std::vector<std::string>& names, std::string_view name) {
 // The decisions of one rater, an appraiser in one trial, on every item.
 using Rater = std::vector<std::size_t>;
 
-// Raters of each appraiser. Trials that an appraiser does not have are missing.
-std::vector<std::vector<Rater>> RatersOf(const Decisions& decisions, std::size_t& trials) {
-  const auto items = decisions.items.size(), appraisers = decisions.appraisers.size();
-  std::vector<std::size_t> seen(items * appraisers, 0);
-  std::vector<std::size_t> trial_of(decisions.item_of.size());
-  trials = 0;
-  for (std::size_t i = 0; i < trial_of.size(); ++i) {
-    trial_of[i] = seen[decisions.appraiser_of[i] * items + decisions.item_of[i]]++;
-    trials = std::max(trials, trial_of[i] + 1);
+// Of each decision. Trials that are known are taken first; each of the others is the first that its
+// item and appraiser do not have.
+std::vector<std::size_t> TrialsOf(const Decisions& decisions) {
+  std::vector<std::size_t> trial_of(decisions.item_of.size(), kMissing);
+  std::set<std::tuple<std::size_t, std::size_t, std::size_t>> taken;
+  const auto take = [&](std::size_t i, std::size_t trial) {
+    if (taken.emplace(decisions.appraiser_of[i], decisions.item_of[i], trial).second)
+      trial_of[i] = trial;
+    return trial_of[i] != kMissing;
+  };
+  for (std::size_t i = 0; i < decisions.trial_of.size(); ++i) {
+    if (decisions.trial_of[i]) take(i, *decisions.trial_of[i]);
   }
-  std::vector<std::vector<Rater>> raters(appraisers,
-                                         std::vector<Rater>(trials, Rater(items, kMissing)));
+  for (std::size_t i = 0; i < trial_of.size(); ++i) {
+    for (std::size_t trial = 0; trial_of[i] == kMissing && !take(i, trial);) ++trial;
+  }
+  return trial_of;
+}
+
+// Raters of each appraiser, all of the same trials. What an appraiser does not have is missing.
+std::vector<std::vector<Rater>> RatersOf(const Decisions& decisions) {
+  const auto trial_of = TrialsOf(decisions);
+  const auto trials = trial_of.empty() ? 0 : *std::ranges::max_element(trial_of) + 1;
+  std::vector<std::vector<Rater>> raters(
+      decisions.appraisers.size(),
+      std::vector<Rater>(trials, Rater(decisions.items.size(), kMissing)));
   for (std::size_t i = 0; i < trial_of.size(); ++i) {
     raters[decisions.appraiser_of[i]][trial_of[i]][decisions.item_of[i]] = decisions.category_of[i];
   }
   return raters;
+}
+
+std::size_t DecisionsOf(const Rater& rater) {
+  return rater.size() - static_cast<std::size_t>(std::ranges::count(rater, kMissing));
+}
+
+// The fewest that an appraiser has.
+std::size_t FewestDecisions(const std::vector<std::vector<Rater>>& raters) {
+  std::size_t fewest = kMissing;
+  for (const auto& own : raters) {
+    std::size_t count = 0;
+    for (const auto& trial : own) count += DecisionsOf(trial);
+    fewest = std::min(fewest, count);
+  }
+  return raters.empty() ? 0 : fewest;
+}
+
+// The trials of one appraiser that have more than half as many decisions as the fullest. left: the
+// decisions of the others are added.
+std::vector<const Rater*> WholeTrials(const std::vector<Rater>& trials, std::size_t& left) {
+  std::size_t most = 0;
+  for (const auto& trial : trials) most = std::max(most, DecisionsOf(trial));
+  std::vector<const Rater*> whole;
+  for (const auto& trial : trials) {
+    const auto count = DecisionsOf(trial);
+    if (2 * count > most) {
+      whole.push_back(&trial);
+    } else {
+      left += count;
+    }
+  }
+  return whole;
 }
 
 Agreed AgreementOf(std::span<const Rater* const> raters, std::size_t items, double level) {
@@ -126,19 +174,31 @@ FleissKappa FleissOf(std::span<const Rater* const> raters, std::size_t items,
   return fleiss;
 }
 
+// The mean of those that are numbers; NaN without any.
+double MeanOf(std::span<const double> values) {
+  double sum = 0.0, count = 0.0;
+  for (const double value : values) {
+    if (std::isnan(value)) continue;
+    sum += value;
+    count += 1.0;
+  }
+  return count > 0.0 ? sum / count : kNaN;
+}
+
 // Means of what several give; their errors are not known.
 FleissKappa MeanOf(const std::vector<FleissKappa>& all, std::size_t categories) {
   FleissKappa mean;
   mean.of_category.resize(categories);
-  if (all.empty()) return mean;
-  const double count = static_cast<double>(all.size());
-  mean.all.value = 0.0;
-  for (auto& kappa : mean.of_category) kappa.value = 0.0;
-  for (const auto& each : all) {
-    mean.all.value += each.all.value / count;
-    for (std::size_t j = 0; j < categories; ++j) {
-      mean.of_category[j].value += each.of_category[j].value / count;
-    }
+  std::vector<double> values(all.size());
+  const auto mean_of = [&](auto kappa) {
+    std::ranges::transform(all, values.begin(),
+                           [&](const FleissKappa& each) { return kappa(each).value; });
+    return MeanOf(values);
+  };
+  mean.all.value = mean_of([](const FleissKappa& each) { return each.all; });
+  for (std::size_t j = 0; j < categories; ++j) {
+    mean.of_category[j].value =
+        mean_of([j](const FleissKappa& each) { return each.of_category[j]; });
   }
   return mean;
 }
@@ -240,12 +300,6 @@ TestOfSignificance ConcordanceOf(std::span<const Rater* const> raters, std::size
   return test;
 }
 
-std::vector<const Rater*> PointersTo(const std::vector<Rater>& raters) {
-  std::vector<const Rater*> pointers;
-  for (const auto& rater : raters) pointers.push_back(&rater);
-  return pointers;
-}
-
 // Decisions of all trials on items whose standard is, or is not, the good one.
 WrongDecisions WrongOf(const std::vector<Rater>& trials, const Rater& standard, std::size_t good,
                        bool on_good) {
@@ -262,6 +316,33 @@ WrongDecisions WrongOf(const std::vector<Rater>& trials, const Rater& standard, 
     found.share = static_cast<double>(found.wrong) / static_cast<double>(found.decisions);
   }
   return found;
+}
+
+// Of each appraiser, with notes of what is not alike. Sets study.trials.
+std::vector<std::vector<const Rater*>> TrialsToCompare(
+    const std::vector<std::vector<Rater>>& raters, AgreementStudy& study) {
+  std::vector<std::vector<const Rater*>> whole;
+  std::size_t left = 0;
+  std::string counts;
+  for (std::size_t a = 0; a < raters.size(); ++a) {
+    whole.push_back(WholeTrials(raters[a], left));
+    const auto count = whole.back().size();
+    study.trials = std::max(study.trials, count);
+    counts += (a == 0 ? "" : ", ") + study.appraisers[a].name + " " + std::to_string(count);
+  }
+  if (std::ranges::any_of(whole, [&](const auto& own) { return own.size() != study.trials; })) {
+    study.notes.push_back(
+        {"trials-differ", "Appraisers differ in their number of trials: " + counts + ".", {}});
+  }
+  if (left > 0) {
+    study.notes.push_back(
+        {"part-trials",
+         std::to_string(left) + (left == 1 ? " decision is" : " decisions are") +
+             " of trials that their appraiser has of few items, and left out where trials are "
+             "compared.",
+         {}});
+  }
+  return whole;
 }
 
 std::vector<double> RanksOf(const std::vector<std::string>& categories,
@@ -281,13 +362,15 @@ std::vector<double> RanksOf(const std::vector<std::string>& categories,
 }  // namespace
 
 void Decisions::Add(std::string_view item, std::string_view appraiser, std::string_view category,
-                    std::string_view standard) {
+                    std::string_view standard, std::string_view trial) {
   const auto at = IndexOf(items, item);
   if (standards.size() < items.size()) standards.resize(items.size());
   item_of.push_back(at);
   appraiser_of.push_back(IndexOf(appraisers, appraiser));
   category_of.push_back(category.empty() ? kMissing : IndexOf(categories, category));
   if (!standard.empty()) standards[at] = IndexOf(categories, standard);
+  trial_of.emplace_back();
+  if (!trial.empty()) trial_of.back() = IndexOf(trials, trial);
 }
 
 bool Decisions::IsStandardOf(std::string_view item, std::string_view standard) const {
@@ -305,13 +388,12 @@ AgreementStudy StudyAgreement(const Decisions& decisions, const AgreementOptions
   AgreementStudy study;
   study.categories = decisions.categories;
   study.items = decisions.items.size();
-  const auto raters = RatersOf(decisions, study.trials);
+  const auto raters = RatersOf(decisions);
   const auto items = study.items, categories = decisions.categories.size();
   for (const auto& name : decisions.appraisers) study.appraisers.emplace_back().name = name;
+  const auto whole = TrialsToCompare(raters, study);
   if (!HasEnough(items, {2, 20}, "items", study.notes) || categories == 0) return study;
-  if (study.trials * items < 50) {
-    HasEnough(study.trials * items, {0, 50}, "decisions of an appraiser", study.notes);
-  }
+  HasEnough(FewestDecisions(raters), {0, 50}, "decisions of an appraiser", study.notes);
 
   Rater standard(items, kMissing);
   for (std::size_t item = 0; item < items; ++item) {
@@ -328,19 +410,19 @@ AgreementStudy StudyAgreement(const Decisions& decisions, const AgreementOptions
 
   std::vector<const Rater*> all;
   std::vector<FleissKappa> to_standard;
-  double sum_tau = 0.0;
+  std::vector<double> taus;
   for (std::size_t a = 0; a < raters.size(); ++a) {
-    const auto own = PointersTo(raters[a]);
+    const auto& own = whole[a];
     auto& appraiser = study.appraisers[a];
     all.insert(all.end(), own.begin(), own.end());
-    if (study.trials > 1) {
+    if (own.size() > 1) {
       appraiser.within = AgreementOf(own, items, options.level);
       appraiser.fleiss_within = FleissOf(own, items, categories);
       if (!ranks.empty()) {
         appraiser.w_test = ConcordanceOf(own, items, ranks, appraiser.w);
       }
     }
-    if (!has_standard) continue;
+    if (!has_standard || own.empty()) continue;
     auto with_standard = own;
     with_standard.push_back(&standard);
     appraiser.to_standard = AgreementOf(with_standard, items, options.level);
@@ -349,25 +431,25 @@ AgreementStudy StudyAgreement(const Decisions& decisions, const AgreementOptions
       appraiser.false_alarms = WrongOf(raters[a], standard, good, true);
     }
     std::vector<FleissKappa> of_trials;
-    std::vector<std::pair<const Rater*, const Rater*>> pairs;
-    double tau = 0.0;
+    std::vector<double> taus_of_trials;
     for (const auto* trial : own) {
       const Rater* two[] = {trial, &standard};
       of_trials.push_back(FleissOf(two, items, categories));
-      pairs.emplace_back(trial, &standard);
-      if (!ranks.empty()) tau += TauOf(*trial, standard, ranks);
+      if (!ranks.empty()) taus_of_trials.push_back(TauOf(*trial, standard, ranks));
     }
+    std::vector<std::pair<const Rater*, const Rater*>> pairs;
+    for (const auto& trial : raters[a]) pairs.emplace_back(&trial, &standard);
     appraiser.fleiss_to_standard = MeanOf(of_trials, categories);
     appraiser.cohen_to_standard = CohenOf(pairs, items, categories);
     to_standard.push_back(appraiser.fleiss_to_standard);
-    if (!ranks.empty()) {
-      appraiser.tau = tau / static_cast<double>(own.size());
-      sum_tau += appraiser.tau / static_cast<double>(raters.size());
-    }
+    appraiser.tau = MeanOf(taus_of_trials);
+    taus.push_back(appraiser.tau);
   }
   if (all.empty()) return study;
 
-  if (raters.size() > 1) {
+  const auto have_trials =
+      std::ranges::count_if(whole, [](const auto& own) { return !own.empty(); });
+  if (have_trials > 1) {
     study.between = AgreementOf(all, items, options.level);
     study.fleiss_between = FleissOf(all, items, categories);
   }
@@ -376,14 +458,14 @@ AgreementStudy StudyAgreement(const Decisions& decisions, const AgreementOptions
     with_standard.push_back(&standard);
     study.all_to_standard = AgreementOf(with_standard, items, options.level);
     study.fleiss_to_standard = MeanOf(to_standard, categories);
-    if (!ranks.empty()) study.tau = sum_tau;
+    study.tau = MeanOf(taus);
   } else {
     study.notes.push_back({"no-standard", "No item has a standard.", {}});
   }
   for (std::size_t a = 0; a < raters.size(); ++a) {
     for (std::size_t b = a + 1; b < raters.size(); ++b) {
       std::vector<std::pair<const Rater*, const Rater*>> pairs;
-      for (std::size_t t = 0; t < study.trials; ++t) {
+      for (std::size_t t = 0; t < raters[a].size(); ++t) {
         pairs.emplace_back(&raters[a][t], &raters[b][t]);
       }
       study.pairs.push_back({a, b, CohenOf(pairs, items, categories)});

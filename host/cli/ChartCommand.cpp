@@ -11,6 +11,7 @@
 #include "chart/CCAnalysis.h"
 #include "host/cli/AlarmOutput.h"
 #include "host/cli/Analysis.h"
+#include "host/cli/UsedSubgroups.h"
 #include "host/cli/study/Study.h"
 #include "host/render/core/Numbers.h"
 #include "platform/TimeStamp.h"
@@ -244,31 +245,16 @@ void NoteLeftOut(const Analysis& run, std::vector<Note>& notes) {
   notes.push_back({"left-out", std::move(text), ""});
 }
 
-// Of each point whether it lies in an excluded phase, also where phases are taken together.
-std::vector<bool> ExcludedPoints(const QualityDatabase& database, const render::ChartRead& chart) {
-  auto phases = database.Phases();
-  std::erase_if(phases, [](const Phase& phase) { return phase.Counts(); });
-  const auto fits = [](std::int32_t asked, std::int32_t id) { return asked == 0 || asked == id; };
-  std::vector<bool> excluded;
-  for (const auto& row : chart.subgroups.rows) {
-    excluded.push_back(std::ranges::any_of(phases, [&](const Phase& phase) {
-      return fits(phase.part, row.part) && fits(phase.process, row.prcs) &&
-             fits(phase.test, row.test) && phase.Holds(static_cast<std::int32_t>(row.stamp));
-    }));
-  }
-  return excluded;
-}
-
 // The newest point of each part, process and test that counts, or all that do.
 std::vector<std::size_t> PointsAsked(const QualityDatabase& database,
                                      const render::ChartRead& chart, SignalOf which) {
-  const auto excluded = ExcludedPoints(database, chart);
-  const bool any_state = chart.select && !chart.select->IncludeEnabled();
+  const auto why_not = WhyNotUsed(chart.subgroups.rows,
+                                  ExcludedRows(database, chart.subgroups.rows), chart.select.get());
   std::vector<std::size_t> points;
   std::map<std::array<std::int32_t, 3>, std::size_t> newest;
   for (std::size_t i = 0; i < chart.subgroups.rows.size(); ++i) {
     const auto& row = chart.subgroups.rows[i];
-    if (excluded[i] || (row.flag != sfEnabled && !any_state)) continue;
+    if (why_not[i] != nullptr) continue;
     points.push_back(i);
     newest[{row.part, row.prcs, row.test}] = i;
   }
@@ -391,7 +377,7 @@ void AddAlike(std::vector<Note> notes, std::size_t streams, std::vector<Note>& a
 
 // Points of an excluded phase are out of no specification, which the chart library cannot know.
 void ClearExcluded(const QualityDatabase& database, render::ChartDocument& document) {
-  document.excluded = ExcludedPoints(database, document.chart);
+  document.excluded = ExcludedRows(database, document.chart.subgroups.rows);
   for (auto& graph : document.chart.graphs)
     for (std::size_t i = 0; i < graph.ooss.size(); ++i)
       if (document.excluded[i]) graph.ooss[i] = 0;

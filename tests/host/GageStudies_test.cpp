@@ -117,6 +117,105 @@ TEST_F(GageStudies, GageOfADatabase) {
   EXPECT_NEAR(bias["Biases"][0]["Bias"]["Value"].get<double>(), 0.15, 1e-9);
 }
 
+TEST_F(GageStudies, ADatabaseGivesTheReadingsThatChartsUse) {
+  std::string csv = "part,process,test,subgroup,time,flag,value\n";
+  const auto add = [&](int minute, const char* flag, const char* value) {
+    const auto at = std::to_string(minute);
+    csv +=
+        "Ring,Press,Diameter," + at + ",2024-05-02T08:" + at + ":00," + flag + "," + value + "\n";
+  };
+  for (int minute = 10; minute < 20; ++minute) add(minute, "enabled", minute % 2 == 0 ? "2" : "4");
+  add(20, "disabled", "100");
+  add(21, "disabled", "102");
+  add(22, "incomplete", "200");
+  add(23, "enabled", "300");
+  Write("v.csv", csv);
+  ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
+  ASSERT_EQ(Run("phase add --part Ring --name Trouble --kind excluded --start 2024-05-02T08:23:00 "
+                "--reason jam --by Ann --db q.db")
+                .status,
+            0);
+  const std::string bias = "bias --reference 3 --db q.db --part Ring --test Diameter";
+  const auto note_of = [](const nlohmann::json& found) {
+    for (const auto& note : found["Notes"]) {
+      if (note["Code"] == "readings-left-out") return note["Text"].get<std::string>();
+    }
+    return std::string();
+  };
+  auto found = Json(bias);
+  EXPECT_EQ(found["Biases"][0]["N"], 10);
+  EXPECT_NEAR(found["Biases"][0]["Bias"]["Value"].get<double>(), 0.0, 1e-12);
+  EXPECT_EQ(note_of(found),
+            "4 of 14 readings are left out: 2 disabled, 1 incomplete, 1 of an excluded phase");
+  // As on charts, those that are asked for without enabled ones count.
+  found = Json(bias + " --state disabled");
+  EXPECT_EQ(found["Biases"][0]["N"], 2);
+  EXPECT_EQ(found["Biases"][0]["Bias"]["Value"], 98.0);
+  EXPECT_EQ(note_of(found), "");
+  EXPECT_EQ(note_of(Json(bias + " --state enabled,incomplete")),
+            "2 of 12 readings are left out: 1 incomplete, 1 of an excluded phase");
+  const auto none = Run("study " + bias + " --since 2024-05-02T08:22:30 --format json");
+  EXPECT_EQ(none.err, "1 of 1 readings are left out: 1 of an excluded phase\n");
+}
+
+TEST_F(GageStudies, ReadingsAreThoseOfOneStream) {
+  Write("v.csv",
+        "part,process,test,subgroup,time,flag,value\n"
+        "Ring,Press,Diameter,1,2024-05-02T08:01:00,enabled,1\n"
+        "Ring,Lathe,Diameter,2,2024-05-02T08:02:00,enabled,2\n"
+        "Disc,Lathe,Diameter,3,2024-05-02T08:03:00,enabled,3\n"
+        "Disc,Press,Diameter,4,2024-05-02T08:04:00,disabled,3\n");
+  ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
+  const std::string bias = "bias --reference 3 --db q.db ";
+  Refused(bias + "--part Ring", 1, "several processes are selected; --process chooses one");
+  Refused(bias, 1, "several parts and processes are selected; --part and --process choose one");
+  EXPECT_EQ(Run("study " + bias + "--part Ring --process Press").status, 0);
+  // The other one is left out.
+  EXPECT_EQ(Run("study " + bias + "--part Disc").status, 0);
+}
+
+TEST_F(GageStudies, EachLimitThatIsNotGivenIsThatOfTheDatabase) {
+  std::string csv = "part,process,test,subgroup,time,value\n";
+  for (int i = 10; i < 40; ++i) {
+    csv += "Ring,Press,Diameter," + std::to_string(i) + ",2024-05-02T08:" + std::to_string(i) +
+           ":00," + std::to_string(i % 3) + "\n";
+  }
+  Write("v.csv", csv);
+  Write("l.csv", "part,test,usl,lsl\nRing,Diameter,10,-2\n");
+  ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
+  ASSERT_EQ(Run("import l.csv --kind limits --db q.db").status, 0);
+  const std::string type1 = "type1 --reference 1 --db q.db ";
+  const auto of = [&](const std::string& option, const char* key) {
+    return Json(type1 + option)["Options"][key];
+  };
+  EXPECT_EQ(of("", "Tolerance")["Value"], 12.0);
+  EXPECT_EQ(of("--usl 9", "Tolerance")["Value"], 11.0);
+  EXPECT_EQ(of("--usl 9", "USL")["From"], "command");
+  EXPECT_EQ(of("--usl 9", "LSL")["Value"], -2.0);
+  EXPECT_EQ(of("--usl 9", "LSL")["From"], "database");
+  EXPECT_EQ(of("--lsl 1", "Tolerance")["Value"], 9.0);
+  EXPECT_EQ(of("--tolerance 3", "LSL")["From"], "default");
+  Refused(type1 + "--usl -3", 2, "--usl must lie above the lower limit of the database, -2");
+  Refused(type1 + "--lsl 10", 2, "--lsl must lie below the upper limit of the database, 10");
+}
+
+TEST_F(GageStudies, ATrialOfAFileIsItsColumn) {
+  const auto kappa = [&](const char* heading) {
+    std::string csv = std::string("part,operator,rating,") + heading + "\n";
+    for (int part = 1; part <= 10; ++part) {
+      const auto item = std::to_string(part);
+      const std::string one = part % 2 == 0 ? "y" : "n", two = part % 3 == 0 ? "y" : "n";
+      csv += item + ",Ann," + one + ",1\n" + item + ",Ann," + two + ",2\n";
+      csv += item + ",Bob," + two + ",2\n" + item + ",Bob," + one + ",1\n";
+    }
+    Write("a.csv", csv);
+    const auto found = Json("agreement --data a.csv");
+    return found["Kappa"].back()["Value"].get<double>();
+  };
+  EXPECT_NEAR(kappa("trial"), 1.0, 1e-12);
+  EXPECT_LT(kappa("remark"), 0.9);
+}
+
 TEST_F(GageStudies, WrongFilesAreRefusedWithTheirPlace) {
   Write("a.csv", "part,operator,trial,value\n1,A,1,2\n1,A,2,x\n");
   Refused("gage --data a.csv", 1, "a.csv: line 3, column \"value\", value \"x\": is no number");

@@ -75,19 +75,27 @@ void SetPooling(const Arguments& arguments, StudyOptions& options, studies::Gage
   options.Add("Pool", level, true);
 }
 
-// A limit that is given, else the stored one.
+// Each limit that is given, else the stored one. Misuse where they are the wrong way round.
 void TakeLimits(const Readings& readings, const Arguments& arguments,
                 std::vector<render::ResolvedOption>& shown, std::optional<double>& lower,
                 std::optional<double>& upper) {
-  if (arguments.Has(kTolerance) || lower || upper) return;
-  lower = readings.lower_limit;
-  upper = readings.upper_limit;
-  for (auto& option : shown) {
-    const auto& stored = option.key == "USL" ? upper : option.key == "LSL" ? lower : std::nullopt;
-    if (!stored) continue;
-    option.value = *stored;
-    option.from = "database";
-  }
+  if (arguments.Has(kTolerance)) return;
+  const auto take = [&](const char* key, const std::optional<double>& stored,
+                        std::optional<double>& limit) {
+    if (limit || !stored) return;
+    limit = stored;
+    for (auto& option : shown) {
+      if (option.key == key) option = {key, *stored, "database"};
+    }
+  };
+  take("USL", readings.upper_limit, upper);
+  take("LSL", readings.lower_limit, lower);
+  const bool is_upper = arguments.Has(kUsl);
+  if (!is_upper && !arguments.Has(kLsl)) return;
+  if (!lower || !upper || *lower < *upper) return;
+  throw Misuse(
+      std::string(is_upper ? "--usl must lie above the lower" : "--lsl must lie below the upper") +
+      " limit of the database, " + render::Significant(is_upper ? *lower : *upper, 12));
 }
 
 void CheckLimits(const std::optional<double>& lower, const std::optional<double>& upper) {
@@ -283,6 +291,7 @@ studies::Decisions ReadDecisions(const DataFile& file) {
   const auto part = file.Column({"part"}), by = file.Column({"operator"});
   const auto rating = file.Column({"rating", "value"});
   const auto reference = file.Find({"reference"}), trial = file.Find({"trial", "order"});
+  const auto named = file.Find({"trial"});
   std::map<std::tuple<std::string, std::string, std::string>, std::size_t> seen;
   studies::Decisions decisions;
   for (std::size_t row = 0; row < file.Rows(); ++row) {
@@ -296,7 +305,8 @@ studies::Decisions ReadDecisions(const DataFile& file) {
       file.Refuse(row, *trial,
                   "part " + item + " and operator " + name + " have this trial already");
     }
-    decisions.Add(item, name, file.Text(row, rating), standard);
+    decisions.Add(item, name, file.Text(row, rating), standard,
+                  named ? file.Text(row, *named) : std::string());
   }
   if (file.Rows() == 0) file.Refuse("there are no decisions");
   return decisions;

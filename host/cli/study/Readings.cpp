@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "engine/QualityDatabase.h"
+#include "host/cli/UsedSubgroups.h"
 #include "host/render/core/Numbers.h"
 #include "host/render/data/DataReading.h"
 #include "system/system.h"
@@ -51,6 +52,59 @@ std::vector<Piece> PiecesOf(const render::SubgroupRow& row) {
     pieces.push_back(sums.piece);
   }
   return pieces;
+}
+
+// The subgroups that charts would use; a note says how many readings the others have, and why.
+std::vector<render::SubgroupRow> UsedSubgroups(const Analysis& run, SubgroupData& data,
+                                               std::vector<Note>& notes) {
+  auto rows = render::ReadSubgroups(data).rows;
+  const auto why = WhyNotUsed(rows, ExcludedRows(run.database, rows), run.select.get());
+  std::vector<render::SubgroupRow> used;
+  std::map<std::string, std::size_t> left;
+  std::size_t all = 0;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const auto count = PiecesOf(rows[i]).size();
+    all += count;
+    if (why[i] == nullptr) {
+      used.push_back(std::move(rows[i]));
+    } else if (count > 0) {
+      left[why[i]] += count;
+    }
+  }
+  std::vector<std::string> texts;
+  std::size_t left_out = 0;
+  for (const auto& [reason, count] : left) {
+    texts.push_back(std::to_string(count) + " " + reason);
+    left_out += count;
+  }
+  if (left_out > 0) {
+    notes.push_back({"readings-left-out",
+                     std::to_string(left_out) + " of " + std::to_string(all) +
+                         " readings are left out: " + render::Joined(texts, ", "),
+                     ""});
+  }
+  return used;
+}
+
+// A study is of one stream: its limits and its readings are those of one part, process and test.
+void CheckOneStream(const std::vector<render::SubgroupRow>& rows) {
+  const auto several = [&](auto member) {
+    return std::ranges::any_of(
+        rows, [&](const auto& row) { return row.*member != rows.front().*member; });
+  };
+  std::vector<std::string> items, options;
+  const auto check = [&](bool is_several, const char* items_text, const char* option) {
+    if (!is_several) return;
+    items.push_back(items_text);
+    options.push_back(option);
+  };
+  check(several(&render::SubgroupRow::part), "parts", "--part");
+  check(several(&render::SubgroupRow::prcs), "processes", "--process");
+  check(several(&render::SubgroupRow::test), "tests", "--test");
+  if (items.empty()) return;
+  throw Refusal("several " + render::Joined(items, " and ") + " are selected; " +
+                render::Joined(options, " and ") +
+                (options.size() == 1 ? " chooses one" : " choose one"));
 }
 
 }  // namespace
@@ -136,11 +190,13 @@ Readings ReadReadings(Analysis& run, const ReadingNeeds& needs) {
   readings.notes = std::move(report.notes);
   // Descriptors are not used.
   std::erase_if(readings.notes, [](const Note& note) { return note.code == "descriptors-cut"; });
-  const auto subgroups = render::ReadSubgroups(*data);
-  for (const auto& row : subgroups.rows) {
-    if (row.test != subgroups.rows.front().test || row.part != subgroups.rows.front().part) {
-      throw Refusal("several parts or tests are selected; --part and --test choose one");
-    }
+  const auto subgroups = UsedSubgroups(run, *data, readings.notes);
+  CheckOneStream(subgroups);
+  if (subgroups.empty() && !readings.notes.empty() &&
+      readings.notes.back().code == "readings-left-out") {
+    run.why_empty = readings.notes.back().text;
+  }
+  for (const auto& row : subgroups) {
     const auto by = run.names(render::NameKind::Employee, row.empl);
     for (const auto& piece : PiecesOf(row)) {
       Reading reading;
@@ -155,8 +211,8 @@ Readings ReadReadings(Analysis& run, const ReadingNeeds& needs) {
       readings.rows.push_back(std::move(reading));
     }
   }
-  if (subgroups.rows.empty()) return readings;
-  const auto& newest = subgroups.rows.back();
+  if (subgroups.empty()) return readings;
+  const auto& newest = subgroups.back();
   readings.of = render::StreamName(run.names, newest.part, 0, newest.test);
   const auto limits = run.database.InForce<SpecificationLimits>(
       StreamKey{newest.part, newest.prcs, newest.test}, newest.stamp);

@@ -51,8 +51,9 @@ void CheckSource(const Arguments& arguments, bool with_database);
 Readings ReadReadings(const std::string& path, const ReadingNeeds& needs);
 
 // One piece a reading, in the order of subgroups: its serial number is the part, the employee of
-// the subgroup the operator. Refusal where these are needed and missing, or several tests are
-// selected.
+// the subgroup the operator. Subgroups that charts would not use are left out, and a note says how
+// many readings they have. Refusal where part or operator are needed and missing, or subgroups of
+// several parts, processes or tests are selected.
 Readings ReadReadings(Analysis& run, const ReadingNeeds& needs);
 
 // Fills a document with readings, and writes it. fill(document, readings)
@@ -89,7 +90,8 @@ int RunOnReadings(const Arguments& arguments, Console& console, const ReadingNee
                      [&](Analysis& run) -> Outcome {
                        auto readings = ReadReadings(run, needs);
                        const bool empty = readings.rows.empty();
-                       if (empty) NoteEmpty(run, kMostSubgroups, readings.notes);
+                       if (empty && run.why_empty.empty())
+                         NoteEmpty(run, kMostSubgroups, readings.notes);
                        document.head.select = readings.select;
                        document.head.notes = readings.notes;
                        fill(document, readings);

@@ -154,6 +154,126 @@ TEST(StudyAgreement, AMissingDecisionLeavesItsItem) {
   EXPECT_EQ(study.appraisers[1].to_standard.agreed, 2U);
 }
 
+// Columns of decisions, each by an appraiser in a trial.
+struct Column {
+  const char *appraiser, *trial, *decisions;
+};
+Decisions OfTrials(const std::vector<Column>& columns, const std::string& standard = {}) {
+  Decisions decisions;
+  for (const auto& column : columns) {
+    for (std::size_t i = 0; column.decisions[i] != 0; ++i) {
+      const char c = column.decisions[i];
+      decisions.Add(std::to_string(i), column.appraiser, c == ' ' ? "" : std::string(1, c),
+                    standard.empty() ? "" : std::string(1, standard[i]), column.trial);
+    }
+  }
+  return decisions;
+}
+
+constexpr const char *kFirst = "ynynynynyy", *kSecond = "yyynynnnyn", *kThird = "ynnnynynny";
+
+// Bob's second trial comes first; in each trial both decide alike.
+TEST(StudyAgreement, ATrialIsKnownByItsName) {
+  const auto study = StudyAgreement(OfTrials(
+      {{"Ann", "1", kFirst}, {"Ann", "2", kSecond}, {"Bob", "2", kSecond}, {"Bob", "1", kFirst}}));
+  EXPECT_EQ(study.trials, 2U);
+  EXPECT_NEAR(study.pairs[0].cohen.value, 1.0, 1e-12);
+  // Without names the first of Ann is beside the second of Bob: 7 of 10 are equal.
+  const auto by_order = StudyAgreement(OfTrials(
+      {{"Ann", "", kFirst}, {"Ann", "", kSecond}, {"Bob", "", kSecond}, {"Bob", "", kFirst}}));
+  EXPECT_EQ(by_order.trials, 2U);
+  EXPECT_NEAR(by_order.pairs[0].cohen.value, (0.7 - 0.505) / 0.495, 1e-12);
+  // One without a name takes the first that is free, also where it comes before those with one.
+  const auto mixed = StudyAgreement(OfTrials(
+      {{"Ann", "1", kFirst}, {"Ann", "2", kSecond}, {"Bob", "", kFirst}, {"Bob", "2", kSecond}}));
+  EXPECT_NEAR(mixed.pairs[0].cohen.value, 1.0, 1e-12);
+}
+
+TEST(StudyAgreement, AppraisersAreComparedInTheTrialsThatTheyHave) {
+  AgreementOptions options;
+  options.order = {"n", "y"};
+  const auto study = StudyAgreement(
+      OfTrials({{"Ann", "1", kFirst}, {"Ann", "2", kSecond}, {"Bob", "1", kThird}}, kFirst),
+      options);
+  EXPECT_EQ(study.trials, 2U);
+  EXPECT_EQ(study.appraisers[0].within.items, 10U);
+  EXPECT_EQ(study.appraisers[0].to_standard.items, 10U);
+  EXPECT_EQ(study.appraisers[1].within.items, 0U);
+  EXPECT_EQ(study.appraisers[1].to_standard.items, 10U);
+  // The three columns of decisions are three ratings of each item, whoever they are by.
+  const auto three = StudyAgreement(Made({kFirst, kSecond, kThird}, kFirst), options);
+  EXPECT_EQ(study.between.items, 10U);
+  EXPECT_EQ(study.between.agreed, three.between.agreed);
+  EXPECT_NEAR(study.fleiss_between.all.value, three.fleiss_between.all.value, 1e-12);
+  EXPECT_NEAR(study.w, three.w, 1e-12);
+  EXPECT_NEAR(study.appraisers[1].tau, three.appraisers[2].tau, 1e-12);
+  EXPECT_NEAR(study.appraisers[1].fleiss_to_standard.all.value,
+              three.appraisers[2].fleiss_to_standard.all.value, 1e-12);
+  EXPECT_NEAR(study.tau, (study.appraisers[0].tau + study.appraisers[1].tau) / 2.0, 1e-12);
+  const auto note = std::ranges::find(study.notes, "trials-differ", &Note::code);
+  ASSERT_NE(note, study.notes.end());
+  EXPECT_EQ(note->text, "Appraisers differ in their number of trials: Ann 2, Bob 1.");
+}
+
+// It has no partner in a whole trial, and is one more decision all the same.
+TEST(StudyAgreement, AnExtraDecisionLeavesTheFiguresOfTrials) {
+  AgreementOptions options;
+  options.good = "y";
+  const std::vector<Column> columns = {
+      {"Ann", "", kFirst}, {"Ann", "", kSecond}, {"Bob", "", kThird}, {"Bob", "", kFirst}};
+  const auto study = StudyAgreement(OfTrials(columns, kFirst), options);
+  EXPECT_FALSE(Has(study.notes, "part-trials"));
+  EXPECT_FALSE(Has(study.notes, "trials-differ"));
+  auto decisions = OfTrials(columns, kFirst);
+  decisions.Add("0", "Ann", "n");
+  const auto more = StudyAgreement(decisions, options);
+  EXPECT_EQ(more.trials, 2U);
+  EXPECT_EQ(more.appraisers[0].within.items, 10U);
+  EXPECT_EQ(more.between.items, 10U);
+  EXPECT_EQ(more.fleiss_between.all.value, study.fleiss_between.all.value);
+  EXPECT_EQ(more.appraisers[0].fleiss_to_standard.all.value,
+            study.appraisers[0].fleiss_to_standard.all.value);
+  EXPECT_EQ(more.fleiss_to_standard.all.value, study.fleiss_to_standard.all.value);
+  EXPECT_EQ(more.appraisers[0].false_alarms.decisions,
+            study.appraisers[0].false_alarms.decisions + 1);
+  EXPECT_EQ(more.appraisers[0].false_alarms.wrong, study.appraisers[0].false_alarms.wrong + 1);
+  EXPECT_LT(more.appraisers[0].cohen_to_standard.value,
+            study.appraisers[0].cohen_to_standard.value);
+  const auto note = std::ranges::find(more.notes, "part-trials", &Note::code);
+  ASSERT_NE(note, more.notes.end());
+  EXPECT_EQ(note->text.substr(0, 14), "1 decision is ");
+}
+
+TEST(StudyAgreement, MeansAreOverTheTrialsThatHaveAValue) {
+  AgreementOptions options;
+  options.order = {"n", "y"};
+  // All of one category: no rank correlation in the second trial.
+  auto study = StudyAgreement(
+      OfTrials({{"Ann", "1", kFirst}, {"Ann", "2", "yyyyyyyyyy"}, {"Bob", "1", "nnnnnnnnnn"}},
+               kFirst),
+      options);
+  EXPECT_NEAR(study.appraisers[0].tau, 1.0, 1e-12);
+  EXPECT_TRUE(std::isnan(study.appraisers[1].tau));
+  EXPECT_NEAR(study.tau, 1.0, 1e-12);
+  // Trial and standard of one category: no kappa. That of the first: 1 - 1 / (20 * 19 / 400).
+  study = StudyAgreement(
+      OfTrials({{"Ann", "1", "nyyyyyyyyy"}, {"Ann", "2", "yyyyyyyyyy"}}, "yyyyyyyyyy"));
+  EXPECT_NEAR(study.appraisers[0].fleiss_to_standard.all.value, 1.0 - 20.0 / 19.0, 1e-12);
+}
+
+TEST(StudyAgreement, AnAppraiserWithoutDecisionsHasNoFigures) {
+  const auto study = StudyAgreement(
+      OfTrials({{"Ann", "1", kFirst}, {"Bob", "1", kSecond}, {"Eve", "1", "          "}}, kFirst));
+  EXPECT_EQ(study.between.items, 10U);
+  EXPECT_EQ(study.all_to_standard.items, 10U);
+  EXPECT_EQ(study.appraisers[2].to_standard.items, 0U);
+  EXPECT_TRUE(std::isnan(study.appraisers[2].cohen_to_standard.value));
+  EXPECT_TRUE(Has(study.notes, "trials-differ"));
+  EXPECT_EQ(
+      StudyAgreement(OfTrials({{"Ann", "1", kFirst}, {"Eve", "1", "          "}})).between.items,
+      0U);
+}
+
 TEST(StudyAgreement, KendallOfOrderedCategories) {
   AgreementOptions options;
   options.order = {"1", "2", "3", "4", "5"};
