@@ -49,6 +49,7 @@ double AlphaOf(store::Store& store, std::int32_t part, std::int32_t process, std
 void AttributeRun::Clear() {
   ClearShared();
   Forget(units_);
+  Forget(counts_);
   for (auto& lines : ewma_lines_) Forget(lines);
 }
 
@@ -146,6 +147,7 @@ void AttributeRun::Estimate() {
 void AttributeRun::MakePoints() {
   auto& points = points_[0];
   points = std::move(plan_.chart->defectives ? table_.defectives : table_.defects);
+  if (keeps_counts_) counts_ = points;
   for (std::size_t place = 0; place < points.size(); ++place) {
     if (!plan_.chart->counted) points[place] = plan_.chart->scale * points[place] / units_[place];
     if (!(units_[place] > 0.0) || !std::isfinite(points[place])) points[place] = platform::kNaN;

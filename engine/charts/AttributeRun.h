@@ -41,6 +41,10 @@ class AttributeRun : public ChartRun<AttributeRun, AttributeTable, AttributePlan
                        const AttributeRequest& request);
   // Units inspected in each subgroup, in the order of the data set; 0 for not known.
   std::vector<double> UnitsInspected() const;
+  // Before Process: for who needs the counts themselves, in the order of the points, of subgroups
+  // without a size, too.
+  void KeepCounts() { keeps_counts_ = true; }
+  std::span<const double> Counts() const { return counts_; }
   // Over the subgroups of a stream that count.
   const statistics::Rate& RateOf(std::size_t stream) const { return states_[stream].rate; }
   // Forgets the run.
@@ -63,7 +67,9 @@ class AttributeRun : public ChartRun<AttributeRun, AttributeTable, AttributePlan
                          bool plain = false) const;
   std::int32_t SizeAt(std::size_t graph, std::size_t place) const;
 
-  std::vector<double> units_;  // behind a rate: units or opportunities; 0 where not known
+  bool keeps_counts_ = false;
+  std::vector<double> counts_;  // only where they are kept
+  std::vector<double> units_;   // behind a rate: units or opportunities; 0 where not known
   std::array<std::vector<statistics::PointLimits>, 2> ewma_lines_;  // in force, calculated
 };
 

@@ -8,12 +8,15 @@
 namespace orvspc::studies {
 namespace {
 
+constexpr const char* kUnknownSize = "how many units were inspected is not known";
+
 std::string Number(std::int64_t value) { return std::to_string(value); }
 
 // What is known of the units that were inspected first.
 struct Found {
   std::int64_t least = 0, most = 0;  // bad ones among them
   std::int64_t units = 0;            // fewer than were asked for: no more were inspected
+  std::int64_t unsized = 0;          // samples of unknown size among them
   std::string text;                  // "2 to 3 bad units in the first 125 of 150 units"
 };
 
@@ -23,7 +26,8 @@ class Inspected {
       : samples_(samples), defects_(defects) {
     for (const auto& sample : samples) {
       Need(sample.units >= 0 && sample.bad >= 0, "units and bad units must be 0 or more");
-      Need(defects || sample.bad <= sample.units, "there are more bad units than units");
+      Need(defects || sample.units == 0 || sample.bad <= sample.units,
+           "there are more bad units than units");
       units_ += sample.units;
       bad_ += sample.bad;
     }
@@ -32,12 +36,14 @@ class Inspected {
   Found Of(std::int64_t first) const {
     Found found;
     for (const auto& sample : samples_) {
+      if (found.units == first) break;
       const auto taken = std::min(sample.units, first - found.units);
       const auto rest = sample.units - taken;
+      found.unsized += sample.units == 0 ? 1 : 0;
       if (rest == 0) {
         found.least += sample.bad;
         found.most += sample.bad;
-      } else if (taken > 0) {
+      } else {
         found.least += defects_ ? 0 : std::max<std::int64_t>(0, sample.bad - rest);
         found.most += defects_ ? sample.bad : std::min(sample.bad, taken);
       }
@@ -47,9 +53,15 @@ class Inspected {
     if (found.most > found.least) found.text += " to " + Number(found.most);
     found.text += defects_ ? " defect" : " bad unit";
     if (found.most != 1) found.text += "s";
-    found.text += units_ > first ? " in the first " + Number(first) + " of " + Number(units_)
-                                 : " in " + Number(units_);
-    found.text += units_ == 1 ? " unit" : " units";
+    if (units_ > 0 || found.unsized == 0) {
+      found.text += units_ > first ? " in the first " + Number(first) + " of " + Number(units_)
+                                   : " in " + Number(units_);
+      found.text += units_ == 1 ? " unit" : " units";
+    }
+    if (found.unsized > 0) {
+      found.text += (units_ > 0 ? " and " : " in ") + Number(found.unsized) +
+                    (found.unsized == 1 ? " subgroup" : " subgroups") + " of unknown size";
+    }
     return found;
   }
 
@@ -68,6 +80,10 @@ LotDecision ByLast(const Inspected& lot, std::int64_t n, std::int64_t c) {
   const auto found = lot.Of(n);
   const auto rule = ", the plan takes at most " + Number(c);
   if (found.least > c) return lot.Says(LotVerdict::Refuse, found.text + rule);
+  if (found.unsized > 0) {
+    return lot.Says(LotVerdict::Undecided,
+                    found.text + rule + " in " + Number(n) + "; " + kUnknownSize);
+  }
   if (found.units < n) {
     return lot.Says(LotVerdict::Undecided, found.text + rule + " in " + Number(n) + "; " +
                                                Number(n - found.units) +
@@ -89,6 +105,11 @@ LotDecision DecideLot(const DoublePlan& plan, std::span<const LotSample> samples
   const auto first = lot.Of(plan.n1);
   const auto rule = ", the first sample refuses " + Number(plan.r1) + " or more";
   if (first.least >= plan.r1) return lot.Says(LotVerdict::Refuse, first.text + rule);
+  const auto last = ByLast(lot, plan.n1 + plan.n2, plan.c2);
+  if (first.least > plan.c1 && last.verdict == LotVerdict::Refuse) return last;
+  if (first.unsized > 0) {
+    return lot.Says(LotVerdict::Undecided, first.text + rule + "; " + kUnknownSize);
+  }
   if (first.units < plan.n1) {
     return lot.Says(LotVerdict::Undecided, first.text + "; " + Number(plan.n1 - first.units) +
                                                " more are to be inspected");
@@ -101,7 +122,7 @@ LotDecision DecideLot(const DoublePlan& plan, std::span<const LotSample> samples
     return lot.Says(LotVerdict::Undecided,
                     first.text + "; where in its subgroup the last one lies is not known");
   }
-  return ByLast(lot, plan.n1 + plan.n2, plan.c2);
+  return last;
 }
 
 }  // namespace orvspc::studies

@@ -14,8 +14,6 @@ namespace {
 
 namespace statistics = engine::statistics;
 
-constexpr std::int64_t kMostN = 1'000'000, kMostC = 1000, kMostDoubleC = 60;
-
 void CheckShare(double share, const PlanOptions& options) {
   Need(share >= 0.0 && (share <= 1.0 || options.model == CountModel::Poisson) &&
            std::isfinite(share),
@@ -25,13 +23,15 @@ void CheckShare(double share, const PlanOptions& options) {
        "the hypergeometric model goes with a lot");
 }
 
+double BadUnits(double share, double lot) { return std::round(lot * share); }
+
 // Of a sample of a lot, some of which may have been taken before.
 class Counts {
  public:
   Counts(double share, const PlanOptions& options) : model_(options.model), share_(share) {
     if (!options.lot || model_ != CountModel::Hypergeometric) return;
     lot_ = static_cast<double>(*options.lot);
-    bad_ = std::round(lot_ * share);
+    bad_ = BadUnits(share, lot_);
   }
 
   double AtMost(double count, double n, double taken = 0.0, double found = 0.0) const {
@@ -60,13 +60,13 @@ void CheckFits(std::int64_t n, const PlanOptions& options) {
 }
 
 void CheckPlan(const SinglePlan& plan, const PlanOptions& options) {
-  Need(plan.n >= 1 && plan.n <= kMostN, "n must be 1 to 1000000");
+  Need(plan.n >= 1 && plan.n <= kMostSample, "n must be 1 to 1000000");
   Need(plan.c >= 0, "c must be 0 or more");
   CheckFits(plan.n, options);
 }
 
 void CheckPlan(const DoublePlan& plan, const PlanOptions& options) {
-  Need(plan.n1 >= 1 && plan.n2 >= 1 && plan.n1 <= kMostN && plan.n2 <= kMostN,
+  Need(plan.n1 >= 1 && plan.n2 >= 1 && plan.n1 <= kMostSample && plan.n2 <= kMostSample,
        "n1 and n2 must be 1 to 1000000");
   Need(plan.c1 >= 0 && plan.r1 > plan.c1 + 1, "r1 must be above c1 + 1");
   Need(plan.c2 >= plan.c1, "c2 must be c1 or more");
@@ -104,15 +104,57 @@ void AddRectified(PlanPoint& point, double inspected_if_accepted, const PlanOpti
   const double lot = static_cast<double>(*options.lot);
   // Mean of units inspected: what is looked at in the lots that are taken, and all of the others.
   point.ati = inspected_if_accepted + (1.0 - point.accepted) * lot;
-  point.aoq = point.share * (lot - point.ati) / lot;
+  const bool whole = options.model == CountModel::Hypergeometric;
+  const double share = whole ? BadUnits(point.share, lot) / lot : point.share;
+  // lot - ati, without the rounding of a small chance.
+  point.aoq = share * (point.accepted * lot - inspected_if_accepted) / lot;
+}
+
+// point(d) of d bad units in a lot, which is taken the less often the more there are.
+template <class Point>
+OutgoingLimit GreatestOfLot(std::int64_t lot, Point point) {
+  std::int64_t best = 0;
+  double greatest = 0.0;
+  const auto look = [&](std::int64_t bad) {
+    const double aoq = point(bad).aoq;
+    if (aoq > greatest) {
+      greatest = aoq;
+      best = bad;
+    }
+  };
+  // Nothing is left from where hardly a lot is taken. Below there is one top, of two samples
+  // perhaps a second one.
+  constexpr double kHardly = 1e-6;
+  constexpr std::int64_t kLooks = 60;
+  std::int64_t end = lot;
+  for (std::int64_t low = 0; end - low > 1;) {
+    const auto middle = low + (end - low) / 2;
+    (point(middle).accepted > kHardly ? low : end) = middle;
+  }
+  const auto step = std::max<std::int64_t>(1, end / kLooks);
+  for (std::int64_t bad = 0; bad <= end; bad += step) look(bad);
+  auto low = std::max<std::int64_t>(0, best - step), high = std::min(lot, best + step);
+  while (high - low > 2) {
+    const auto third = (high - low) / 3;
+    if (point(low + third).aoq >= point(high - third).aoq) {
+      high -= third;
+    } else {
+      low += third;
+    }
+  }
+  for (auto bad = low; bad <= high; ++bad) look(bad);
+  return {greatest, static_cast<double>(best) / static_cast<double>(lot)};
 }
 
 template <class Plan>
 OutgoingLimit Greatest(const Plan& plan, const PlanOptions& options) {
-  // The whole curve is steps where a lot has whole bad units, so it is that of the binomial model.
-  auto smooth = options;
-  if (smooth.model == CountModel::Hypergeometric) smooth.model = CountModel::Binomial;
-  const auto aoq = [&](double share) { return PointOf(plan, share, smooth).aoq; };
+  if (options.lot && options.model == CountModel::Hypergeometric) {
+    const double lot = static_cast<double>(*options.lot);
+    return GreatestOfLot(*options.lot, [&](std::int64_t bad) {
+      return PointOf(plan, static_cast<double>(bad) / lot, options);
+    });
+  }
+  const auto aoq = [&](double share) { return PointOf(plan, share, options).aoq; };
   constexpr double kGolden = std::numbers::phi - 1.0;
   double low = 0.0, high = 1.0;
   double left = high - kGolden * (high - low), right = low + kGolden * (high - low);
@@ -163,28 +205,35 @@ std::int64_t LeastN(std::int64_t from, std::int64_t most, Holds holds) {
   return above;
 }
 
-// Of a lot first as if it were very large, and again where the sample is a good part of it.
-template <class Search>
-auto OfLot(PlanOptions& options, Search search) {
-  auto found = search(options);
-  if (!options.lot || options.model != CountModel::Binomial) return found;
-  const auto size = [](const auto& plan) {
-    if constexpr (requires { plan.n1; }) {
-      return plan.n1 + plan.n2;
-    } else {
-      return plan.n;
-    }
-  };
-  if (found && size(*found) * 10 <= *options.lot) return found;
-  options.model = CountModel::Hypergeometric;
-  return search(options);
+// Units that a sample, or two together, may have.
+struct Sizes {
+  std::int64_t least = 1, most = std::numeric_limits<std::int64_t>::max();
+};
+
+// Of a lot a sample of up to its tenth as if the lot were very large, and a larger one that is a
+// good part of it: search(options, sizes, found) looks for each where its model holds, and knows
+// what was found before.
+template <class Plan, class Search>
+std::optional<Plan> OfLot(PlanOptions& options, Search search) {
+  const std::optional<Plan> none;
+  if (!options.lot) return search(options, Sizes{}, none);
+  const auto lot = *options.lot;
+  if (options.model != CountModel::Binomial) return search(options, Sizes{1, lot}, none);
+  const auto small = search(options, Sizes{1, lot / 10}, none);
+  auto of_part = options;
+  of_part.model = CountModel::Hypergeometric;
+  const auto large = search(of_part, Sizes{lot / 10 + 1, lot}, small);
+  if (small && !large) return small;
+  options = of_part;
+  return large;
 }
 
-std::optional<SinglePlan> SearchSingle(const PlanPoints& points, const PlanOptions& options) {
-  const auto most = std::min(kMostN, options.lot.value_or(kMostN));
+std::optional<SinglePlan> SearchSingle(const PlanPoints& points, const PlanOptions& options,
+                                       const Sizes& sizes) {
+  const auto most = std::min(kMostSample, sizes.most);
   const Counts good(points.aql, options), bad(points.rql, options);
-  std::int64_t n = 1;
-  for (std::int64_t c = 0; c <= kMostC; ++c) {
+  auto n = sizes.least;
+  for (std::int64_t c = 0; c <= kMostAccepted; ++c) {
     const double most_bad = static_cast<double>(c);
     n = LeastN(std::max(n, c + 1), most, [&](std::int64_t size) {
       return bad.AtMost(most_bad, static_cast<double>(size)) <= points.beta;
@@ -198,15 +247,15 @@ std::optional<SinglePlan> SearchSingle(const PlanPoints& points, const PlanOptio
 }
 
 std::optional<DoublePlan> SearchDouble(const PlanPoints& points, std::int64_t ratio,
-                                       const PlanOptions& options) {
-  const auto most = std::min(kMostN, options.lot.value_or(kMostN) / (1 + ratio));
+                                       const PlanOptions& options, const Sizes& sizes,
+                                       double least) {
+  const auto most = std::min(kMostSample, sizes.most / (1 + ratio));
   std::optional<DoublePlan> best;
-  double least = std::numeric_limits<double>::infinity();
-  std::int64_t first_n = 1;
-  for (std::int64_t c1 = 0; c1 < kMostDoubleC; ++c1) {
+  auto first_n = (sizes.least + ratio) / (1 + ratio);
+  for (std::int64_t c1 = 0; c1 < kMostAcceptedOfTwo; ++c1) {
     // n1 grows with both numbers, and the mean sample is never below it.
     auto n1 = first_n;
-    for (auto c2 = c1 + 1; c2 <= kMostDoubleC; ++c2) {
+    for (auto c2 = c1 + 1; c2 <= kMostAcceptedOfTwo; ++c2) {
       const auto plan_of = [&](std::int64_t n) { return DoublePlan{n, c1, c2 + 1, ratio * n, c2}; };
       n1 = LeastN(n1, most, [&](std::int64_t n) {
         const auto figures = FiguresOf(plan_of(n), points.rql, options);
@@ -256,7 +305,7 @@ PlanPoint PointOf(const DoublePlan& plan, double share, const PlanOptions& optio
 
 PlanPoint PointOf(const VariablesPlan& plan, double share, const PlanOptions& options) {
   CheckShare(share, options);
-  Need(plan.n >= (plan.sigma_known ? 1 : 2) && plan.n <= kMostN, "n must be 2 to 1000000");
+  Need(plan.n >= (plan.sigma_known ? 1 : 2) && plan.n <= kMostSample, "n must be 2 to 1000000");
   Need(std::isfinite(plan.k), "k must be a number");
   CheckFits(plan.n, options);
   const double n = static_cast<double>(plan.n), root = std::sqrt(n);
@@ -283,6 +332,21 @@ std::pair<double, double> AcceptedBySample(const DoublePlan& plan, double share,
   return {figures.first, figures.second};
 }
 
+std::vector<double> SharesUpTo(double most, std::int64_t steps, const PlanOptions& options) {
+  Need(steps >= 1, "steps must be 1 or more");
+  CheckShare(most, options);
+  const bool whole = options.model == CountModel::Hypergeometric;
+  const double lot = whole ? static_cast<double>(*options.lot) : 1.0;
+  const double end = whole ? std::max(1.0, BadUnits(most, lot)) : most;
+  std::vector<double> shares;
+  for (std::int64_t i = 0; i <= steps; ++i) {
+    const double at = end * static_cast<double>(i) / static_cast<double>(steps);
+    const double share = whole ? std::round(at) / lot : at;
+    if (shares.empty() || share > shares.back()) shares.push_back(share);
+  }
+  return shares;
+}
+
 OutgoingLimit OutgoingLimitOf(const SinglePlan& plan, const PlanOptions& options) {
   return Greatest(plan, options);
 }
@@ -293,14 +357,22 @@ OutgoingLimit OutgoingLimitOf(const DoublePlan& plan, const PlanOptions& options
 
 std::optional<SinglePlan> DesignSingle(const PlanPoints& points, PlanOptions& options) {
   CheckPoints(points);
-  return OfLot(options, [&](const PlanOptions& of) { return SearchSingle(points, of); });
+  return OfLot<SinglePlan>(options,
+                           [&](const PlanOptions& of, const Sizes& sizes, const auto& found) {
+                             return found ? std::nullopt : SearchSingle(points, of, sizes);
+                           });
 }
 
 std::optional<DoublePlan> DesignDouble(const PlanPoints& points, std::int64_t ratio,
                                        PlanOptions& options) {
   CheckPoints(points);
   Need(ratio >= 1 && ratio <= 10, "the ratio of the samples must be 1 to 10");
-  return OfLot(options, [&](const PlanOptions& of) { return SearchDouble(points, ratio, of); });
+  return OfLot<DoublePlan>(options,
+                           [&](const PlanOptions& of, const Sizes& sizes, const auto& found) {
+                             const double least = found ? PointOf(*found, points.aql, options).asn
+                                                        : std::numeric_limits<double>::infinity();
+                             return SearchDouble(points, ratio, of, sizes, least);
+                           });
 }
 
 NomographPlan NomographOf(const PlanPoints& points) {
@@ -322,18 +394,18 @@ std::optional<VariablesPlan> DesignVariables(const PlanPoints& points, bool sigm
   if (sigma_known) {
     const double za = statistics::NormalUpperQuantile(points.alpha);
     const double n = std::max(1.0, std::ceil(NomographOf(points).n_known));
-    if (n > static_cast<double>(kMostN)) return std::nullopt;
+    if (n > static_cast<double>(kMostSample)) return std::nullopt;
     return VariablesPlan{static_cast<std::int64_t>(n), z1 - za / std::sqrt(n), true};
   }
   const auto k_of = [&](std::int64_t size) {
     const double n = static_cast<double>(size), root = std::sqrt(n);
     return statistics::NoncentralTQuantile(points.alpha, n - 1.0, z1 * root) / root;
   };
-  const auto n = LeastN(2, kMostN, [&](std::int64_t size) {
+  const auto n = LeastN(2, kMostSample, [&](std::int64_t size) {
     const VariablesPlan plan{size, k_of(size), false};
     return PointOf(plan, points.rql).accepted <= points.beta;
   });
-  if (n > kMostN) return std::nullopt;
+  if (n > kMostSample) return std::nullopt;
   return VariablesPlan{n, k_of(n), false};
 }
 

@@ -56,7 +56,8 @@ struct PlanOptions {
 };
 
 // Any of the plans at a share from 0 to 1 (Poisson: 0 or more).
-//   aoq = accepted share (N - n) / N, ati = n + (1 - accepted) (N - n), n the mean sample
+//   aoq = accepted share (N - n) / N, of the hypergeometric model with the share that the bad units
+//           have, ati = n + (1 - accepted) (N - n), n the mean sample
 //   double  P(d1 <= c1) + sum P(d1) P(d2 <= c2 - d1), asn = n1 + n2 P(c1 < d1 < r1)
 //   known   Phi(sqrt(n) (z - k)), z the upper quantile of the share
 //   unknown P(t > k sqrt(n)), t noncentral with n - 1 and z sqrt(n)
@@ -70,23 +71,31 @@ PlanPoint PointOf(const VariablesPlan& plan, double share, const PlanOptions& op
 std::pair<double, double> AcceptedBySample(const DoublePlan& plan, double share,
                                            const PlanOptions& options = {});
 
-// The greatest aoq of a plan by counts, and the share where it is.
+// Shares from 0 to `most` for a curve, in that many steps; of the hypergeometric model those that
+// the lot can have: fewer where it is small, and at least one bad unit.
+std::vector<double> SharesUpTo(double most, std::int64_t steps, const PlanOptions& options = {});
+
+// The greatest aoq of a plan by counts, and the share where it is: of the hypergeometric model one
+// that the lot can have.
 struct OutgoingLimit {
   double aoql = platform::kNaN, at = platform::kNaN;
 };
 OutgoingLimit OutgoingLimitOf(const SinglePlan& plan, const PlanOptions& options = {});
 OutgoingLimit OutgoingLimitOf(const DoublePlan& plan, const PlanOptions& options = {});
 
-// Designs; no plan where none keeps within both risks and the bounds n <= 1,000,000 and c <= 1000
-// (of a double plan c2 <= 60).
+// Designs; no plan where none keeps within both risks and these bounds of n and c, of a double plan
+// of c2.
+inline constexpr std::int64_t kMostSample = 1'000'000, kMostAccepted = 1000,
+                              kMostAcceptedOfTwo = 60;
 // Throw std::invalid_argument for points out of their range: 0 < aql < rql < 1, alpha and beta
 // between 0 and 1.
 // Source   Hailey, J. Quality Technology 12 (1980); Montgomery, ch. 15 and 16
 
-// For c = 0, 1, ... the least n with beta, until one keeps alpha. Of a lot the hypergeometric model
-// is taken once n is above a tenth of it; the model that was taken is in `model`.
+// For c = 0, 1, ... the least n with beta, until one keeps alpha. Of a lot that is a sample of at
+// most its tenth by the binomial model, or where there is none a larger one by the hypergeometric
+// model; the model that was taken is in `model`.
 std::optional<SinglePlan> DesignSingle(const PlanPoints& points, PlanOptions& options);
-// The least asn at aql with n2 = ratio n1 and r1 = c2 + 1.
+// The least asn at aql with n2 = ratio n1 and r1 = c2 + 1, of a lot that of both models.
 std::optional<DoublePlan> DesignDouble(const PlanPoints& points, std::int64_t ratio,
                                        PlanOptions& options);
 // Known: n = ((z_alpha + z_beta) / (z_aql - z_rql))^2, rounded up, k = z_aql - z_alpha / sqrt(n).

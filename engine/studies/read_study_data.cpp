@@ -33,18 +33,17 @@ void AddLimits(const charts::VariableRun& run, std::size_t s, Stretch& stretch) 
   }
 }
 
-// The run keeps no counts; they follow from the points, but for rates of opportunities.
+// Where the points are counts, also those of subgroups without a size; else only where there is a
+// point. None for rates of opportunities.
 void AddCounts(const charts::AttributeRun& run, const charts::ChartStream& stream,
                std::span<const double> units, Stretch& stretch) {
   const auto& table = run.Points();
   const auto& chart = *run.Plan().chart;
   for (auto place = stream.begin; place < stream.end; ++place) {
-    const double size = units[table.SubgroupAt(place)];
-    const double point = stretch.points[stretch.counts.size()];
-    stretch.sizes.push_back(size);
-    stretch.counts.push_back(chart.counted           ? point
-                             : chart.per_opportunity ? platform::kNaN
-                                                     : std::round(point / chart.scale * size));
+    const bool has_point = !std::isnan(stretch.points[stretch.counts.size()]);
+    const bool has_count = chart.counted || (has_point && !chart.per_opportunity);
+    stretch.sizes.push_back(units[table.SubgroupAt(place)]);
+    stretch.counts.push_back(has_count ? run.Counts()[place] : platform::kNaN);
   }
 }
 
@@ -70,6 +69,7 @@ StudyData ReadCounts(store::Store& store, API_DSInfo& info, std::span<const std:
                      const ReadOptions& options) {
   charts::AttributeRun run;
   run.NoteNoMisfit();
+  run.KeepCounts();
   if (options.joins_phases) run.JoinPhases();
   const auto word = run.Process(store, info, filter, {options.chart_word, 0, 0.0});
   if (word == 0) return {};

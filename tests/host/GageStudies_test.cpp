@@ -274,6 +274,22 @@ TEST_F(GageStudies, Plans) {
   const auto none = Json("plan --aql 0.01 --rql 0.0101 --alpha 0.001 --beta 0.001");
   EXPECT_TRUE(none["N"].is_null());
   EXPECT_EQ(none["Notes"][0]["Code"], "no-plan");
+  EXPECT_EQ(
+      none["Notes"][0]["Text"],
+      "No plan with samples up to 1000000 and acceptance numbers up to 1000 keeps within both "
+      "risks; points that lie further apart have one.");
+  EXPECT_EQ(Json("plan --double equal --aql 0.01 --rql 0.013")["Notes"][0]["Text"],
+            "No plan with samples up to 1000000 and acceptance numbers up to 60 keeps within both "
+            "risks; points that lie further apart have one.");
+  // Shares that the lot can have, and none above the limit.
+  const auto small = Json("plan --n 30 --c 1 --lot-size 50");
+  EXPECT_NEAR(small["AOQL"].get<double>(), 0.01032, 5e-6);
+  EXPECT_EQ(small["AOQLAt"], 0.04);
+  for (std::size_t i = 0; i < small["P"].size(); ++i) {
+    EXPECT_EQ(small["P"][i], static_cast<double>(i) / 50.0);
+    EXPECT_LE(small["AOQ"][i], small["AOQL"]);
+  }
+  EXPECT_EQ(Json("plan --lot-size 1318")["N"], 132);
   EXPECT_TRUE(single["Decision"].is_null());
 }
 
@@ -316,6 +332,40 @@ TEST_F(GageStudies, APlanSaysWhatItSaysOfAStoredLot) {
   Refused("plan --n 50 --c 2 --db q.db", 2, "--db needs --lot NAME, one lot");
   Refused("plan --n 50 --c 2 --lot L1", 2, "--lot L1 goes with --db");
   Refused("plan --n 50 --k 2 --db q.db --lot L1", 2, "--k does not go with --db, which has counts");
+}
+
+TEST_F(GageStudies, APlanCountsBadUnitsWithoutASize) {
+  std::string csv = "part,process,test,subgroup,time,lot,size,test-type,count\n";
+  const auto add = [&](const char* test, const char* type, int hour, const char* lot,
+                       const char* size, int count) {
+    csv += std::string("Can,Seamer,") + test + "," + std::to_string(hour) + ",2024-05-02T" +
+           std::to_string(hour) + ":00:00," + lot + "," + size + "," + type + "," +
+           std::to_string(count) + "\n";
+  };
+  add("Leaks", "defectives", 10, "L1", "25", 0);
+  add("Leaks", "defectives", 11, "L1", "", 3);
+  add("Leaks", "defectives", 12, "L2", "50", 1);
+  add("Leaks", "defectives", 13, "L3", "", 0);
+  add("Leaks", "defectives", 14, "L3", "50", 1);
+  add("Dents", "defects", 15, "L4", "", 2);
+  add("Dents", "defects", 16, "L4", "50", 0);
+  Write("c.csv", csv);
+  ASSERT_EQ(Run("import c.csv --db q.db").status, 0);
+  const auto plan = std::string("plan --n 50 --c 2 --db q.db --lot ");
+  const auto refused = Json(plan + "L1");
+  EXPECT_EQ(refused["Decision"]["Verdict"], "refuse");
+  EXPECT_EQ(refused["Decision"]["Reason"],
+            "3 bad units in 25 units and 1 subgroup of unknown size, the plan takes at most 2");
+  EXPECT_EQ(refused["Decision"]["Subgroups"], 2);
+  EXPECT_EQ(refused["Decision"]["Units"], 25);
+  EXPECT_EQ(refused["Decision"]["Found"], 3);
+  EXPECT_EQ(refused["Notes"].size(), 1U) << refused["Notes"].dump();
+  EXPECT_EQ(Json(plan + "L2")["Decision"]["Verdict"], "take");
+  EXPECT_EQ(Json(plan + "L3")["Decision"]["Verdict"], "undecided");
+  const auto defects = Json(plan + "L4 --defects");
+  EXPECT_EQ(defects["Decision"]["Verdict"], "undecided");
+  EXPECT_EQ(defects["Decision"]["Found"], 2);
+  EXPECT_EQ(defects["Notes"].size(), 1U) << defects["Notes"].dump();
 }
 
 }  // namespace

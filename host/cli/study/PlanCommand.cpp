@@ -92,9 +92,16 @@ void Design(render::PlanDocument& document, const Arguments& arguments, StudyOpt
     document.plan = *plan;
   }
   if (document.plan.index() == 0) {
+    const bool by_counts = !arguments.Has(kVariables);
+    const auto accepted =
+        arguments.Has(kDouble) ? studies::kMostAcceptedOfTwo : studies::kMostAccepted;
+    const auto lot = by_counts ? asked.options.lot : std::nullopt;
+    const auto most = std::min(studies::kMostSample, lot.value_or(studies::kMostSample));
     document.head.notes.push_back(
         {"no-plan",
-         "No plan keeps within both risks; points that lie further apart have one.",
+         "No plan with samples up to " + std::to_string(most) +
+             (by_counts ? " and acceptance numbers up to " + std::to_string(accepted) : "") +
+             " keeps within both risks; points that lie further apart have one.",
          {}});
   }
 }
@@ -167,23 +174,18 @@ studies::PlanPoint PointOf(const render::PlanDocument& document, double share,
 void AddCurve(render::PlanDocument& document, const studies::PlanOptions& options,
               std::optional<double> to) {
   if (document.plan.index() == 0) return;
-  // Of a lot, at the shares that it can have; else as far as something is taken.
-  auto smooth = options;
-  if (smooth.model == studies::CountModel::Hypergeometric) {
-    smooth.model = studies::CountModel::Binomial;
-  }
   double end = to.value_or(1.0);
   if (!to) {
     double low = 0.0, high = 1.0;
     for (int i = 0; i < 50; ++i) {
       const double middle = (low + high) / 2.0;
-      (PointOf(document, middle, smooth).accepted > 0.002 ? low : high) = middle;
+      (PointOf(document, middle, options).accepted > 0.002 ? low : high) = middle;
     }
     end = high;
   }
   constexpr int kSteps = 200;
-  for (int i = 0; i <= kSteps; ++i) {
-    document.curve.push_back(PointOf(document, end * i / kSteps, options));
+  for (const double share : studies::SharesUpTo(end, kSteps, options)) {
+    document.curve.push_back(PointOf(document, share, options));
   }
   if (document.points) {
     document.producer = 1.0 - PointOf(document, document.points->aql, options).accepted;
@@ -221,12 +223,17 @@ int RunOnLot(const Arguments& arguments, Console& console, render::PlanDocument 
   return RunAnalysis(arguments, console, kDrawn, kAll, types, [&](Analysis& run) -> Outcome {
     auto& head = document.head;
     head.select = run.select;
-    constexpr std::int32_t kCountsOfDefects = 0xE00, kShares = 0xD00;
+    // Of counts, which are known without a size, too.
+    constexpr std::int32_t kCountsOfDefects = 0xE00, kCountsOfDefectives = 0xC00;
     studies::ReadOptions read;
     read.counts = true;
     read.joins_phases = true;
-    read.chart_word = defects ? kCountsOfDefects : kShares;
+    read.chart_word = defects ? kCountsOfDefects : kCountsOfDefectives;
     const auto data = StreamsOf(run, read, head.notes);
+    // What charts do without a size is no matter here: the decision says what it does.
+    std::erase_if(head.notes, [](const auto& note) {
+      return note.code == "no-size" || note.code == "no-mean";
+    });
     if (data.Empty()) NoteEmpty(run, kAll, head.notes);
     if (data.streams.size() > 1) {
       throw Refusal("the lot has values of " + std::to_string(data.streams.size()) +

@@ -168,6 +168,19 @@ TEST(AttributeRun, WithoutAnySizeThereIsNoShare) {
   EXPECT_TRUE(std::isnan(chart.estimates.mean));
 }
 
+TEST(AttributeRun, CountsAreKeptForWhoAsks) {
+  auto store = StoreOf({{4, 50}, {3, 0}});
+  AttributeRun run;
+  API_DSInfo info{};
+  ASSERT_EQ(run.Process(store, info, {}, {kP, 0, 0.0}), kP);
+  EXPECT_TRUE(run.Counts().empty());
+  run.KeepCounts();
+  ASSERT_EQ(run.Process(store, info, {}, {kP, 0, 0.0}), kP);
+  ASSERT_EQ(run.Counts().size(), 2U);
+  EXPECT_EQ(run.Counts()[0], 4.0);
+  EXPECT_EQ(run.Counts()[1], 3.0) << "though without a size there is no share";
+}
+
 TEST(AttributeRun, TheBestGuessIsMadeByTheTestsAndTheSizesThatCount) {
   auto alike = StoreOf({{1, 50}, {2, 50}, {9, 70, sfDisabled}}, ttDefects);
   EXPECT_EQ(MakeAttribute(alike, kAuto).word, kC) << "the disabled one does not count";

@@ -80,6 +80,72 @@ TEST(DecideLot, ByDoublePlan) {
   }
 }
 
+TEST(DecideLot, CountsWhatWasFoundWhereNoSizeIsKnown) {
+  const SinglePlan plan{50, 2};
+  const Row rows[] = {
+      {{{0, 3}},
+       LotVerdict::Refuse,
+       "3 bad units in 1 subgroup of unknown size, the plan takes at most 2"},
+      {{{0, 2}},
+       LotVerdict::Undecided,
+       "2 bad units in 1 subgroup of unknown size, the plan takes at most 2 in 50; how many units "
+       "were inspected is not known"},
+      {{{25, 1}, {0, 1}, {0, 1}},
+       LotVerdict::Refuse,
+       "3 bad units in 25 units and 2 subgroups of unknown size, the plan takes at most 2"},
+      // As many are known as the plan has, but perhaps not the first.
+      {{{25, 0}, {0, 0}, {25, 1}},
+       LotVerdict::Undecided,
+       "1 bad unit in 50 units and 1 subgroup of unknown size, the plan takes at most 2 in 50; how "
+       "many units were inspected is not known"},
+      {{{25, 0}, {0, 2}, {25, 1}},
+       LotVerdict::Refuse,
+       "3 bad units in 50 units and 1 subgroup of unknown size, the plan takes at most 2"},
+      // The sample was complete before.
+      {{{50, 2}, {0, 9}}, LotVerdict::Take, "2 bad units in 50 units, the plan takes at most 2"},
+  };
+  for (const auto& row : rows) {
+    const auto decision = DecideLot(plan, row.samples);
+    EXPECT_EQ(decision.verdict, row.verdict) << row.reason;
+    EXPECT_EQ(decision.reason, row.reason);
+  }
+  const std::vector<LotSample> samples = {{25, 0}, {0, 2}};
+  EXPECT_EQ(DecideLot(plan, samples).units, 25);
+  EXPECT_EQ(DecideLot(plan, samples).bad, 2);
+  EXPECT_EQ(DecideLot(plan, samples, true).reason,
+            "2 defects in 25 units and 1 subgroup of unknown size, the plan takes at most 2 in 50; "
+            "how many units were inspected is not known");
+}
+
+TEST(DecideLot, ByDoublePlanWhereNoSizeIsKnown) {
+  const DoublePlan plan{50, 1, 4, 100, 4};
+  const Row rows[] = {
+      {{{0, 4}},
+       LotVerdict::Refuse,
+       "4 bad units in 1 subgroup of unknown size, the first sample refuses 4 or more"},
+      {{{0, 1}, {50, 0}},
+       LotVerdict::Undecided,
+       "1 bad unit in 50 units and 1 subgroup of unknown size, the first sample refuses 4 or more; "
+       "how many units were inspected is not known"},
+      // The first sample does not take it, and both together do not.
+      {{{0, 2}, {100, 3}},
+       LotVerdict::Refuse,
+       "5 bad units in 100 units and 1 subgroup of unknown size, the plan takes at most 4"},
+      {{{50, 2}, {0, 2}},
+       LotVerdict::Undecided,
+       "4 bad units in 50 units and 1 subgroup of unknown size, the plan takes at most 4 in 150; "
+       "how many units were inspected is not known"},
+      {{{50, 2}, {0, 3}},
+       LotVerdict::Refuse,
+       "5 bad units in 50 units and 1 subgroup of unknown size, the plan takes at most 4"},
+  };
+  for (const auto& row : rows) {
+    const auto decision = DecideLot(plan, row.samples);
+    EXPECT_EQ(decision.verdict, row.verdict) << row.reason;
+    EXPECT_EQ(decision.reason, row.reason);
+  }
+}
+
 TEST(DecideLot, AUnitMayHaveSeveralDefects) {
   const SinglePlan plan{2, 5};
   const std::vector<LotSample> samples = {{1, 4}, {1, 1}}, across = {{1, 0}, {3, 6}};

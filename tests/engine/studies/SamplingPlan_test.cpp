@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <stdexcept>
@@ -21,6 +22,21 @@ double Binomial(std::int64_t c, std::int64_t n, double p) {
   for (std::int64_t k = 0; k <= c; ++k) {
     sum += term;
     term *= static_cast<double>(n - k) / static_cast<double>(k + 1) * p / (1.0 - p);
+  }
+  return sum;
+}
+
+// The same of n units of a lot with so many bad ones.
+double OfLot(std::int64_t c, std::int64_t n, std::int64_t bad, std::int64_t lot) {
+  const auto log_ways = [](std::int64_t of, std::int64_t taken) {
+    const auto log_factorial = [](std::int64_t i) {
+      return std::lgamma(static_cast<double>(i) + 1.0);
+    };
+    return log_factorial(of) - log_factorial(taken) - log_factorial(of - taken);
+  };
+  double sum = 0.0;
+  for (auto k = std::max<std::int64_t>(0, n + bad - lot); k <= std::min({c, n, bad}); ++k) {
+    sum += std::exp(log_ways(bad, k) + log_ways(lot - bad, n - k) - log_ways(lot, n));
   }
   return sum;
 }
@@ -84,6 +100,35 @@ TEST(DesignSingle, OfASmallLotIsHypergeometric) {
   EXPECT_GT(PointOf(SinglePlan{plan->n - 1, plan->c}, points.rql, options).accepted, 0.10);
 }
 
+// As plans of a lot are judged: a sample above its tenth by the hypergeometric model.
+PlanOptions JudgedBy(std::int64_t size, std::int64_t lot) {
+  return {size * 10 > lot ? CountModel::Hypergeometric : CountModel::Binomial, lot};
+}
+
+TEST(DesignSingle, OfALotKeepsBothRisksAsItIsJudged) {
+  int plans = 0;
+  for (std::int64_t lot = 20; lot <= 1500; lot += lot < 1300 ? 37 : 1) {
+    for (const auto& points : {PlanPoints{}, PlanPoints{0.02, 0.05, 0.08, 0.05}}) {
+      PlanOptions options;
+      options.lot = lot;
+      const auto plan = DesignSingle(points, options);
+      if (!plan) continue;
+      ++plans;
+      const auto judged = JudgedBy(plan->n, lot);
+      EXPECT_EQ(options.model, judged.model) << lot;
+      EXPECT_GE(PointOf(*plan, points.aql, judged).accepted, 1.0 - points.alpha) << lot;
+      EXPECT_LE(PointOf(*plan, points.rql, judged).accepted, points.beta) << lot;
+    }
+  }
+  EXPECT_GT(plans, 400);
+  PlanOptions options;
+  options.lot = 1318;
+  const auto plan = DesignSingle({}, options);
+  ASSERT_TRUE(plan);
+  EXPECT_EQ(plan->n, 132) << "129 would do by the other model, and is no more than a tenth";
+  EXPECT_EQ(plan->c, 3);
+}
+
 TEST(DesignSingle, NoneIsFoundBeyondItsBounds) {
   PlanOptions options;
   EXPECT_FALSE(DesignSingle({0.01, 0.001, 0.0101, 0.001}, options));
@@ -109,6 +154,69 @@ TEST(PointOf, OfASinglePlan) {
   const auto limit = OutgoingLimitOf(plan, options);
   known.Check("aoql", limit.aoql);
   known.Check("aoql_at", limit.at);
+}
+
+TEST(OutgoingLimitOf, OfASmallLotIsThatOfAShareItCanHave) {
+  struct Row {
+    std::int64_t n, c, lot;
+    double aoql;
+  };
+  const Row rows[] = {{80, 3, 100, 0.00600}, {50, 2, 100, 0.01383}, {30, 1, 50, 0.01032},
+                      {400, 8, 2500, NAN},   {12, 0, 115, NAN},     {50, 0, 50, 0.0}};
+  for (const auto& row : rows) {
+    const SinglePlan plan{row.n, row.c};
+    const PlanOptions options{CountModel::Hypergeometric, row.lot};
+    const double lot = static_cast<double>(row.lot);
+    double greatest = 0.0, at = 0.0;
+    for (std::int64_t bad = 0; bad <= row.lot; ++bad) {
+      const double share = static_cast<double>(bad) / lot;
+      const double aoq =
+          OfLot(row.c, row.n, bad, row.lot) * share * static_cast<double>(row.lot - row.n) / lot;
+      if (aoq > greatest + 1e-13) {
+        greatest = aoq;
+        at = share;
+      }
+    }
+    const auto limit = OutgoingLimitOf(plan, options);
+    EXPECT_NEAR(limit.aoql, greatest, 1e-11) << row.lot;
+    EXPECT_DOUBLE_EQ(limit.at, at) << row.lot;
+    if (!std::isnan(row.aoql)) {
+      EXPECT_NEAR(limit.aoql, row.aoql, 5e-6) << row.lot;
+    }
+    // No share is above it, not even one that the lot cannot have.
+    for (int i = 0; i <= 300; ++i) {
+      EXPECT_LE(PointOf(plan, i / 300.0, options).aoq, limit.aoql) << row.lot << ' ' << i;
+    }
+  }
+  EXPECT_DOUBLE_EQ(OutgoingLimitOf(SinglePlan{30, 1}, {CountModel::Hypergeometric, 50}).at, 0.04);
+}
+
+TEST(OutgoingLimitOf, OfADoublePlanOfASmallLotIsTheGreatestOfAllItsShares) {
+  for (const std::int64_t lot : {60, 200, 600}) {
+    const DoublePlan plan{lot / 20, 0, 4, lot / 10, 3};
+    const PlanOptions options{CountModel::Hypergeometric, lot};
+    double greatest = 0.0;
+    for (std::int64_t bad = 0; bad <= lot; ++bad) {
+      const double share = static_cast<double>(bad) / static_cast<double>(lot);
+      greatest = std::max(greatest, PointOf(plan, share, options).aoq);
+    }
+    EXPECT_GT(greatest, 0.0);
+    EXPECT_DOUBLE_EQ(OutgoingLimitOf(plan, options).aoql, greatest);
+  }
+}
+
+TEST(SharesUpTo, OfALotAreThoseThatItCanHave) {
+  EXPECT_EQ(SharesUpTo(0.5, 4), (std::vector<double>{0.0, 0.125, 0.25, 0.375, 0.5}));
+  const PlanOptions small{CountModel::Hypergeometric, 20};
+  EXPECT_EQ(SharesUpTo(0.2, 200, small), (std::vector<double>{0.0, 0.05, 0.1, 0.15, 0.2}));
+  EXPECT_EQ(SharesUpTo(0.01, 200, small), (std::vector<double>{0.0, 0.05}));
+  const PlanOptions large{CountModel::Hypergeometric, 10'000};
+  const auto shares = SharesUpTo(0.1234, 200, large);
+  ASSERT_EQ(shares.size(), 201U);
+  EXPECT_EQ(shares.back(), 0.1234);
+  for (const double share : shares) {
+    EXPECT_NEAR(share * 10'000.0, std::round(share * 10'000.0), 1e-9);
+  }
 }
 
 TEST(PointOf, WithoutLotThereIsNoAti) {
@@ -196,6 +304,30 @@ TEST(DesignDouble, HasTheLeastMeanSampleOfAll) {
         }
     EXPECT_NEAR(PointOf(*plan, points.aql).asn, least, 1e-9);
   }
+}
+
+TEST(DesignDouble, OfALotKeepsBothRisksAsItIsJudged) {
+  const PlanPoints points{0.02, 0.05, 0.10, 0.10};
+  for (const std::int64_t lot : {60, 100, 430, 700, 900, 1000, 1100, 1200, 1500}) {
+    PlanOptions options;
+    options.lot = lot;
+    const auto plan = DesignDouble(points, 1, options);
+    ASSERT_TRUE(plan) << lot;
+    const auto judged = JudgedBy(plan->n1 + plan->n2, lot);
+    EXPECT_EQ(options.model, judged.model) << lot;
+    EXPECT_GE(PointOf(*plan, points.aql, judged).accepted, 0.95) << lot;
+    EXPECT_LE(PointOf(*plan, points.rql, judged).accepted, 0.10) << lot;
+  }
+}
+
+TEST(DesignDouble, EndsAtItsBoundOfBadUnits) {
+  PlanOptions options;
+  const PlanPoints near{0.01, 0.05, 0.013, 0.10};
+  EXPECT_FALSE(DesignDouble(near, 1, options));
+  // So many more bad units it would need.
+  const auto single = DesignSingle(near, options);
+  ASSERT_TRUE(single);
+  EXPECT_GT(single->c, kMostAcceptedOfTwo);
 }
 
 TEST(DesignDouble, NeedsFewerUnitsThanASinglePlan) {
