@@ -287,35 +287,97 @@ IndexIntervals StudyIndices(const CapabilitySample& sample, const IndexOptions& 
   return study;
 }
 
+namespace {
+
+// Bounds of indices without a law: their least and greatest values while each quantile lies inside
+// its own interval. The indices rise or fall with each quantile throughout, so these are at ends of
+// the intervals; of Ppk they are those of the lesser side.
+void AddRankBounds(const std::vector<double>& sorted, const IndexOptions& options,
+                   QuantileIndexIntervals& study) {
+  if (study.indices.empty()) return;
+  const bool both = options.bound == Bound::Both;
+  // A bound by itself has all of the risk beyond it; one of a level below a half is that of a half.
+  const double level = both ? options.level : std::max(2.0 * options.level - 1.0, 1e-9);
+  const auto of = StudyQuantiles(sorted, {}, level);
+  if (std::isnan(of.low.lower) || std::isnan(of.high.upper)) {
+    // So many that the extreme value is beyond an outer quantile but for the risk.
+    const double least = std::ceil(std::log(0.5 * (1.0 - level)) / std::log1p(-0.00135));
+    study.notes.push_back({"no-interval",
+                           std::to_string(sorted.size()) +
+                               " values are too few for intervals of indices without a law: " +
+                               std::to_string(static_cast<std::int64_t>(least)) + " are needed.",
+                           {}});
+    return;
+  }
+  const double lsl = options.limits.lower, usl = options.limits.upper;
+  struct Bounds {
+    double lower = INFINITY, upper = -INFINITY;
+    void Take(double value) {
+      lower = std::min(lower, value);
+      upper = std::max(upper, value);
+    }
+  };
+  Bounds pp, ppu, ppl, ppk;
+  // An outer quantile that may be as far in as the other one, or the median, leaves no bound above.
+  const auto ratio = [](double limits, double reach) {
+    return reach > 0.0 ? limits / reach : std::copysign(INFINITY, limits);
+  };
+  for (const double low : {of.low.lower, of.low.upper})
+    for (const double high : {of.high.lower, of.high.upper}) pp.Take(ratio(usl - lsl, high - low));
+  for (const double median : {of.median.lower, of.median.upper}) {
+    for (const double high : {of.high.lower, of.high.upper})
+      ppu.Take(ratio(usl - median, high - median));
+    for (const double low : {of.low.lower, of.low.upper})
+      ppl.Take(ratio(median - lsl, median - low));
+  }
+  if (std::isnan(lsl)) {
+    ppk = ppu;
+  } else if (std::isnan(usl)) {
+    ppk = ppl;
+  } else {
+    ppk = {std::min(ppu.lower, ppl.lower), std::min(ppu.upper, ppl.upper)};
+  }
+  for (auto& [name, interval] : study.indices) {
+    const auto& found = name == "Pp" ? pp : name == "Ppk" ? ppk : name == "Ppu" ? ppu : ppl;
+    if (options.bound != Bound::Upper && std::isfinite(found.lower)) interval.lower = found.lower;
+    if (options.bound != Bound::Lower && std::isfinite(found.upper)) interval.upper = found.upper;
+  }
+}
+
+}  // namespace
+
 QuantileIndexIntervals StudyQuantileIndices(const CapabilitySample& sample, const LawFigures* law,
                                             const LawOptions& how, const IndexOptions& options) {
   Check(options);
   QuantileIndexIntervals study;
   if (sample.Empty()) return study;
-  auto of_law = how;
-  of_law.limits = options.limits;
-  const auto indices_of = [&](std::span<const double> values) {
-    std::vector<double> copy(values.begin(), values.end());
-    if (law != nullptr) return RefittedIndices(*law, std::move(copy), of_law);
-    std::ranges::sort(copy);
-    return SampleIndices(copy, options.limits);
-  };
   using Member = double QuantileIndices::*;
   static constexpr std::pair<const char*, Member> kIndices[] = {{"Pp", &QuantileIndices::pp},
                                                                 {"Ppk", &QuantileIndices::ppk},
                                                                 {"Ppu", &QuantileIndices::ppu},
                                                                 {"Ppl", &QuantileIndices::ppl}};
-  const auto now = law != nullptr ? law->indices : indices_of(sample.values);
+  std::vector<double> sorted;
+  if (law == nullptr) sorted = sample.values;
+  std::ranges::sort(sorted);
+  const auto now = law != nullptr ? law->indices : SampleIndices(sorted, options.limits);
+  const char* const method = law != nullptr ? "bootstrap" : "order statistics";
   std::vector<Member> members;
   for (const auto& [name, member] : kIndices) {
     if (!std::isfinite(now.*member)) continue;
-    study.indices.push_back({name, {now.*member, kNaN, kNaN, options.level, "bootstrap"}});
+    study.indices.push_back({name, {now.*member, kNaN, kNaN, options.level, method}});
     members.push_back(member);
   }
+  if (law == nullptr) {
+    AddRankBounds(sorted, options, study);
+    return study;
+  }
+  auto of_law = how;
+  of_law.limits = options.limits;
   study.bootstrap = AddBounds(
       sample,
       [&](const SampleView& drawn) {
-        const auto found = indices_of(drawn.values);
+        const auto found = RefittedIndices(
+            *law, std::vector<double>(drawn.values.begin(), drawn.values.end()), of_law);
         std::vector<double> figures;
         for (const auto member : members) figures.push_back(found.*member);
         return figures;
@@ -485,10 +547,30 @@ TransformedStudy StudyTransformed(const CapabilitySample& sample, const LawFigur
   study.limits = {limit(options.limits.lower), limit(options.limits.upper)};
   on_scale.limits = study.limits;
   on_scale.target = kNaN;
-  NoteMissing(moved, on_scale, study.notes);
+  const auto is_lost = [](double given, double at) {
+    return std::isfinite(given) && std::isnan(at);
+  };
+  const bool lower_lost = is_lost(options.limits.lower, study.limits.lower),
+             upper_lost = is_lost(options.limits.upper, study.limits.upper);
+  if (lower_lost || upper_lost) {
+    const char* const which = lower_lost && upper_lost ? ": neither limit has a transform"
+                              : lower_lost             ? ": the lower limit has no transform"
+                                                       : ": the upper limit has no transform";
+    study.notes.push_back({"limit-not-transformed",
+                           std::string(WordOf(law.law)) + which +
+                               ", so short-term indices go without, and there is no Cp.",
+                           {}});
+  }
+  if (ToleranceOf(on_scale).HasLimit() || !ToleranceOf(options).HasLimit())
+    NoteMissing(moved, on_scale, study.notes);
   const double degrees = DegreesWithin(moved);
   Intervals(moved, on_scale)
       .Add({moved.within.value, degrees, degrees, SigmaOfBounds(moved), 'C'}, false, study.indices);
+  const bool two = std::isfinite(options.limits.lower) && std::isfinite(options.limits.upper);
+  for (auto& [name, interval] : study.indices) {
+    if (two && (lower_lost || upper_lost) && name == "Cp")
+      interval = {kNaN, kNaN, kNaN, options.level, ""};
+  }
   return study;
 }
 

@@ -91,8 +91,8 @@ struct QuantileIndexIntervals {
   std::vector<Note> notes;
 };
 
-// Of the indices by quantiles of a law that is fitted to each draw again, or of the values alone.
-// law: its figures, as StudyLaws gives them with `how`; null: without a law.
+// Of the indices by quantiles of a law that is fitted to each draw again. law: its figures, as
+// StudyLaws gives them with `how`; null: without a law, by the rank intervals of the quantiles.
 // Source   Efron & Tibshirani, An Introduction to the Bootstrap (1993), ch. 13
 QuantileIndexIntervals StudyQuantileIndices(const CapabilitySample& sample, const LawFigures* law,
                                             const LawOptions& how, const IndexOptions& options);

@@ -52,6 +52,19 @@ void FindSignals(const Stretch& stretch, CountCapabilityStudy& study) {
   };
   for (std::size_t i = 0; i < stretch.points.size(); ++i)
     study.signals[i] = stretch.IsUsed(i) && beyond(i) ? 1 : 0;
+  bool has_limits = false;
+  for (std::size_t i = 0; i < stretch.points.size(); ++i) {
+    has_limits =
+        has_limits || (stretch.IsUsed(i) && std::isfinite(stretch.points[i]) &&
+                       std::isfinite(stretch.centre[i]) && std::isfinite(stretch.sigma[i]));
+  }
+  if (!has_limits) {
+    study.notes.push_back(
+        {"no-limits",
+         "The chart has no limits, so nothing says whether the process is stable.",
+         {}});
+    return;
+  }
   const auto signals = std::ranges::count(study.signals, 1);
   study.stable = signals == 0;
   if (study.stable) return;

@@ -27,7 +27,7 @@ struct CountCapabilityStudy {
   // The rate of all subgroups up to each, and the chart: points beyond three sigmas.
   std::vector<double> cumulated;
   std::vector<std::uint8_t> signals;
-  bool stable = false;  // no used point is beyond
+  bool stable = false;  // no used point is beyond; without limits false, and no signals
   std::vector<Note> notes;
 };
 

@@ -29,7 +29,7 @@ using platform::kNaN;
 
 constexpr double kLowShare = 0.00135, kHighShare = 0.99865;
 constexpr double kLeastChoiceP = 0.05;
-constexpr std::size_t kMostSimulated = 50'000;
+constexpr std::size_t kLeastOfTest = 8, kMostSimulated = 50'000;
 constexpr std::int64_t kMostDrawn = 5'000'000, kLeastDraws = 99;
 
 constexpr const char* kWords[] = {
@@ -375,17 +375,30 @@ void StudyJohnson(const Work& work, Fitted& to) {
   };
 }
 
+// The table of normal laws is that of deviations with divisor N - 1, also of logarithms.
+FittedLaw LawOfTest(const Work& work, const LawFigures& figures) {
+  auto parameters = ValuesOf(figures);
+  if (figures.law == Law::Lognormal && !work.options.lognormal_n_minus_1) {
+    const auto n = static_cast<double>(work.Count());
+    parameters[1] *= std::sqrt(n / (n - 1.0));
+  }
+  return FittedLaw::Of(figures.law, parameters);
+}
+
 // P by the table of the law, or by samples of the law itself.
 void AddTest(const Work& work, Fitted& to) {
   auto& figures = to.figures;
-  constexpr LeastAmounts kLeast{8, 20};
-  if (work.Count() < kLeast.none) {
+  if (work.Count() < kLeastOfTest) {
     figures.ad = kNaN;
     return;
   }
   if (IsLikelihoodLaw(figures.law)) {
     const auto kind = figures.law;
-    figures.ad = statistics::AndersonDarling(work.sample, FittedLaw::Of(kind, ValuesOf(figures)));
+    figures.ad = statistics::AndersonDarling(work.sample, LawOfTest(work, figures));
+    if (std::isinf(figures.ad)) {
+      work.Say("endless-a2", kind,
+               "a value lies where the law begins, with nothing below it, so A2 has no bound.");
+    }
     if (statistics::HasTable(kind)) {
       const auto tail = statistics::AndersonDarlingP(kind, figures.ad, work.Count());
       figures.p = tail.p;
@@ -395,7 +408,11 @@ void AddTest(const Work& work, Fitted& to) {
       return;
     }
   }
-  if (!work.options.simulates || !to.draw || std::isnan(figures.ad)) return;
+  if (!work.options.simulates || std::isnan(figures.ad)) return;
+  if (!to.draw) {
+    work.Say("no-p", figures.law, "there is no P of a law whose threshold was set.");
+    return;
+  }
   if (work.Count() > kMostSimulated) {
     work.Say("no-p", figures.law, "P is not simulated for more than 50,000 values.");
     return;
@@ -518,7 +535,10 @@ std::string JoinedWords(const std::vector<Law>& laws) {
 // The place of the chosen law, with a note on what else was tried.
 std::size_t Choose(const std::vector<LawFigures>& laws, std::size_t count,
                    std::vector<Note>& notes) {
-  const bool goes_by_p = count <= kMostSimulated;
+  const bool goes_by_p =
+      count <= kMostSimulated && std::ranges::any_of(laws, [](const LawFigures& law) {
+        return law.Exists() && !std::isnan(law.ChoiceP());
+      });
   std::optional<std::size_t> best, best_of_all;
   std::vector<Law> serve;
   for (std::size_t i = 0; i < laws.size(); ++i) {
@@ -607,12 +627,21 @@ LawsStudy StudyLaws(std::span<const double> values, const LawOptions& options) {
   const LawSample sample(std::move(usable));
   // Indices by quantiles lean on the tails.
   HasEnough(sample.Count(), {0, 100}, "values", study.notes);
-  NoteRounding(sample, study.notes);
+  if (sample.Count() < kLeastOfTest) {
+    study.notes.push_back({"no-p",
+                           "The test of Anderson and Darling takes " +
+                               std::to_string(kLeastOfTest) +
+                               " values or more, so there is neither A2 nor P.",
+                           {}});
+  }
   const Work work{sample, options, study.notes};
   std::vector<Fitted> fitted;
   for (const auto law : options.laws) fitted.push_back(StudyOne(work, law));
   std::ranges::stable_sort(fitted, GoesBefore, &Fitted::figures);
   for (const auto& each : fitted) study.laws.push_back(each.figures);
+  const bool has_p = std::ranges::any_of(
+      study.laws, [](const LawFigures& law) { return !std::isnan(law.ChoiceP()); });
+  if (has_p) NoteRounding(sample, study.notes);
   if (options.laws.size() > 1) study.chosen = Choose(study.laws, sample.Count(), study.notes);
   if (fitted[study.chosen].curve) study.plot = PlotOf(work, fitted[study.chosen]);
   return study;

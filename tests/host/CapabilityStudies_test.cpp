@@ -96,8 +96,11 @@ TEST_F(CapabilityStudies, IntervalsByQuantilesAreBootstrapped) {
   EXPECT_EQ(law["QuantileIntervals"]["Resamples"], 2000);
   const auto plain = Json(line + "--quantiles");
   EXPECT_EQ(plain["QuantileIntervals"]["Indices"]["Ppu"]["Value"], plain["Indices"]["Ppu"]);
-  EXPECT_EQ(plain, Json(line + "--quantiles"));
-  EXPECT_NE(plain["QuantileIntervals"], Json(line + "--quantiles --seed 5")["QuantileIntervals"]);
+  EXPECT_EQ(law, Json(line + "--law lognormal"));
+  EXPECT_NE(law["QuantileIntervals"], Json(line + "--law lognormal --seed 5")["QuantileIntervals"]);
+  // The outer quantiles of so few values have no bounds, and nothing by them has.
+  EXPECT_TRUE(plain["QuantileIntervals"]["Indices"]["Ppu"]["Lower"].is_null());
+  EXPECT_TRUE(Notes(plain, "no-interval"));
 }
 
 TEST_F(CapabilityStudies, BetweenAndWithin) {
@@ -137,8 +140,9 @@ TEST_F(CapabilityStudies, SixPlotsInOne) {
   const std::string line = "capability --db q.db --usl 2.2 --lsl 0.8 --sixpack";
   const auto picture = Run(line + " --format svg");
   EXPECT_EQ(picture.status, 0) << picture.err;
-  for (const char* text : {"Histogram", "Probability, normal", "Limits and 6 sigmas",
-                           "Pieces of the newest subgroups", "UCL", "Ppk"})
+  for (const char* text :
+       {"Histogram", "Probability, normal", "Limits and 6 sigmas", "Pieces of the newest subgroups",
+        "UCL", "Ppk", "normal law", "law normal, sd n, positions hazen"})
     EXPECT_NE(picture.out.find(text), std::string::npos) << text;
   EXPECT_EQ(picture.out.find("nan"), std::string::npos);
   // Its figures are in the documents.
@@ -275,6 +279,59 @@ TEST_F(CapabilityStudies, CapabilityOfDefectivesAndDefects) {
   Refused("study counts --db q.db --level 0", 2,
           "--level takes a number above 0 to below 1, not 0");
   Refused("study counts --db q.db --opportunities 0", 2, "--opportunities takes");
+}
+
+TEST_F(CapabilityStudies, TestsOfBothKindsAreStudiedApart) {
+  Import("purchase-orders.csv");
+  const auto bad = Json("study counts --db q.db")["Streams"][0]["Phases"][0];
+  Import("radiators.csv");
+  const auto both = Json("study counts --db q.db");
+  ASSERT_EQ(both["Streams"].size(), 2U);
+  EXPECT_EQ(both["Streams"][0]["Phases"][0], bad);
+  const auto defects = both["Streams"][1]["Phases"][0];
+  EXPECT_EQ(defects, Json("study counts --db q.db --part Radiator")["Streams"][0]["Phases"][0]);
+  EXPECT_TRUE(defects.contains("DPU") && !defects.contains("P"));
+  EXPECT_TRUE(bad.contains("P") && !bad.contains("DPU"));
+  EXPECT_FALSE(Notes(both, "no-data"));
+  const auto text = Run("study counts --db q.db --format text");
+  EXPECT_EQ(text.status, 0) << text.err;
+  EXPECT_NE(text.out.find("bad units a unit"), std::string::npos);
+  EXPECT_NE(text.out.find("defects a unit"), std::string::npos);
+}
+
+TEST_F(CapabilityStudies, OpportunitiesOfTheDatabase) {
+  Import("circuit-boards.csv");
+  const auto none = Json("study counts --db q.db");
+  EXPECT_EQ(none["Options"]["Opportunities"]["From"], "default");
+  EXPECT_EQ(none["Streams"][0]["Phases"][0]["Opportunities"], 1.0);
+  const auto run = Run("import '" + SamplesFolder() +
+                       "circuit-opportunities.csv' --db q.db --kind opportunities");
+  ASSERT_EQ(run.status, 0) << run.err;
+  const auto stored = Json("study counts --db q.db");
+  EXPECT_EQ(stored["Options"]["Opportunities"]["Value"], 250.0);
+  EXPECT_EQ(stored["Options"]["Opportunities"]["From"], "database");
+  const auto& phase = stored["Streams"][0]["Phases"][0];
+  EXPECT_EQ(phase["Opportunities"], 250.0);
+  EXPECT_EQ(phase["DPMO"],
+            Json("study counts --db q.db --opportunities 250")["Streams"][0]["Phases"][0]["DPMO"]);
+  // A chart by opportunity has the same rate in a million.
+  const auto chart = Json("chart --db q.db --graph1 dpmo --max 0");
+  EXPECT_NEAR(1e6 * chart["Streams"][0]["Mean"]["Value"].get<double>(),
+              phase["DPMO"]["Value"].get<double>(), 1e-6);
+  const auto given = Json("study counts --db q.db --opportunities 10");
+  EXPECT_EQ(given["Options"]["Opportunities"]["From"], "command");
+  EXPECT_EQ(given["Streams"][0]["Phases"][0]["Opportunities"], 10.0);
+  // Of a row that begins later each subgroup has what was in force.
+  Write(
+      "later.csv",
+      "part,test,opportunities,effective\nCircuit board,Nonconformities,500,2024-03-06T00:00:00\n");
+  ASSERT_EQ(Run("import later.csv --db q.db --kind opportunities").status, 0);
+  const auto changed = Json("study counts --db q.db")["Streams"][0]["Phases"][0];
+  EXPECT_GT(changed["Opportunities"].get<double>(), 250.0);
+  EXPECT_LT(changed["Opportunities"].get<double>(), 500.0);
+  EXPECT_NEAR(1e6 * Json("chart --db q.db --graph1 dpmo --max 0")["Streams"][0]["Mean"]["Value"]
+                        .get<double>(),
+              changed["DPMO"]["Value"].get<double>(), 1e-6);
 }
 
 // What is said of a phase is what is said of its subgroups alone.

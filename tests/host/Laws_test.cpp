@@ -84,10 +84,24 @@ TEST_F(LawsProgram, EveryFormatShowsTheLaw) {
     const Outcome outcome = Run("capability --db q.db --usl 35 --law weibull --format " + format);
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_NE(outcome.out.find("shape 2"), std::string::npos) << format;
+    EXPECT_NE(outcome.out.find("law weibull"), std::string::npos) << format;
     if (format != "text") {
       EXPECT_NE(outcome.out.find("Probability plot, weibull"), std::string::npos);
     }
   }
+}
+
+TEST_F(LawsProgram, WhatStaysNormalIsSaid) {
+  Import();
+  const auto says = [&](const std::string& options) {
+    const auto document = Json("--usl 35 " + options);
+    for (const auto& note : document.At("Notes").elements)
+      if (note.At("Code").text == "indices-normal") return true;
+    return false;
+  };
+  EXPECT_TRUE(says("--law weibull"));
+  EXPECT_FALSE(says("--law normal"));
+  EXPECT_FALSE(says("--quantiles"));
 }
 
 TEST_F(LawsProgram, ValuesOutsideOfALawAreANoteNotAnError) {

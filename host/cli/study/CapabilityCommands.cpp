@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
 #include "host/cli/study/Readings.h"
 #include "host/cli/study/Study.h"
 #include "host/render/study/Tolerance.h"
@@ -81,34 +85,137 @@ int RunTolerance(const Arguments& arguments, Console& console) {
 
 constexpr RealInside kCountsLevel{{"level", "X", "of the intervals", "0.95"}, 0.0, 1.0, true, true};
 constexpr RealInside kOpportunities{
-    {"opportunities", "X", "of tests of defects: places in a unit where one may be", "1"},
+    {"opportunities", "X", "of tests of defects: places in a unit where one may be",
+     "those stored, or 1"},
     0.0,
     1e300,
     true,
     true};
+
+// Opportunities in a unit, on the average of the units that count: the row in force at each
+// subgroup, as charts have it, and one where none is. Empty: there is no row.
+std::optional<double> StoredOpportunities(const std::vector<Opportunities>& rows,
+                                          const studies::Stretch& stretch,
+                                          std::vector<Note>& notes) {
+  double opportunities = 0.0, units = 0.0, least = INFINITY, most = 0.0;
+  bool some = false, none = false;
+  for (std::size_t i = 0; i < stretch.times.size(); ++i) {
+    if (!stretch.IsUsed(i) || !(stretch.sizes[i] > 0.0)) continue;
+    double now = 1.0;
+    bool known = false;
+    for (const auto& row : rows) {
+      if (row.effective > stretch.times[i]) break;
+      now = row.opportunities;
+      known = true;
+    }
+    (known ? some : none) = true;
+    least = std::min(least, now);
+    most = std::max(most, now);
+    opportunities += now * stretch.sizes[i];
+    units += stretch.sizes[i];
+  }
+  if (!some) return std::nullopt;
+  if (none) {
+    notes.push_back(
+        {"no-opportunities",
+         "No opportunities for defects are known at some points; they count as one a unit.",
+         {}});
+  }
+  return least == most ? least : opportunities / units;
+}
+
+// Tests of defectives and of defects are read apart: each has charts and figures of its own.
+void ReadCounts(Analysis& run, render::CountCapabilityDocument& document) {
+  studies::ReadOptions read;
+  read.counts = true;
+  std::vector<Note> notes;
+  for (const auto type : {ttDefectives, ttDefects}) {
+    IncludeTests(*run.select, type);
+    const auto data = StreamsOf(run, read, notes);
+    document.data.streams.insert(document.data.streams.end(), data.streams.begin(),
+                                 data.streams.end());
+    document.kinds.resize(document.data.streams.size(), {type == ttDefectives, {}});
+  }
+  IncludeTests(*run.select, kCounts);
+  bool is_first = true;
+  for (auto& note : notes) {
+    // Of the two reads, that all is missing is said of both together.
+    if (note.code == "no-data" && (!document.data.Empty() || !std::exchange(is_first, false)))
+      continue;
+    document.head.notes.push_back(std::move(note));
+  }
+}
+
+// Those of the command, else those of the database. The option in the document is the one that all
+// streams have.
+void FindOpportunities(const Analysis& run, render::CountCapabilityDocument& document,
+                       const studies::CountCapabilityOptions& asked) {
+  auto& option = document.head.options.back();
+  const bool given = option.from == "command";
+  std::vector<double> stored;
+  bool all = true;
+  for (std::size_t s = 0; s < document.kinds.size(); ++s) {
+    const auto& stream = document.data.streams[s];
+    if (document.kinds[s].defectives) continue;
+    const auto rows =
+        given ? std::vector<Opportunities>()
+              : run.database.Versions<Opportunities>({stream.part, stream.process, stream.test});
+    for (const auto& stretch : stream.stretches) {
+      std::vector<Note> notes;
+      const auto found = StoredOpportunities(rows, stretch, notes);
+      for (auto& note : notes) {
+        note.stream = render::StreamName(run.names, stream.part, stream.process, stream.test);
+        document.head.notes.push_back(std::move(note));
+      }
+      document.kinds[s].opportunities.push_back(found.value_or(asked.opportunities));
+      if (found) stored.push_back(*found);
+      all = all && found;
+    }
+  }
+  if (stored.empty()) return;
+  option.from = "database";
+  const bool is_one = all && std::ranges::count(stored, stored.front()) == std::ssize(stored);
+  if (is_one) {
+    option.value = stored.front();
+  } else {
+    option.value = std::monostate();
+  }
+}
 
 int RunCountCapability(const Arguments& arguments, Console& console) {
   StudyOptions options(arguments);
   studies::CountCapabilityOptions asked;
   asked.level = options.Get("Level", kCountsLevel, asked.level);
   asked.opportunities = options.Get("Opportunities", kOpportunities, asked.opportunities);
-  studies::ReadOptions read;
-  read.counts = true;
   render::CountCapabilityDocument document;
   document.head = {"counts", options.Take(), {}, {}};
-  return RunOnStreams<render::CountCapabilityDocument>(
-      arguments, console, document, render::CountCapabilityJson, render::MakeCountCapabilityView,
-      [&](render::CountCapabilityDocument& filled) {
-        asked.defectives = filled.data.defectives;
-        if (asked.defectives && arguments.Has(kOpportunities)) {
-          filled.head.notes.push_back(
-              {"opportunities-unused", "--opportunities counts for tests of defects alone.", {}});
-        }
-        filled.Fill([&](const studies::Stretch& stretch) {
-          return studies::StudyCountCapability(stretch, asked);
-        });
-      },
-      read);
+  return RunAnalysis(arguments, console, kDrawn, kStudyMax, kCounts, [&](Analysis& run) -> Outcome {
+    run.database.JoinPhases(arguments.Has(kAllPhases));
+    document.head.select = run.select;
+    ReadCounts(run, document);
+    const bool empty = document.data.Empty();
+    if (empty) NoteEmpty(run, kStudyMax, document.head.notes);
+    const auto is_of_bad_units = &render::CountKind::defectives;
+    if (arguments.Has(kOpportunities) && std::ranges::any_of(document.kinds, is_of_bad_units)) {
+      document.head.notes.push_back(
+          {"opportunities-unused", "--opportunities counts for tests of defects alone.", {}});
+    }
+    FindOpportunities(run, document, asked);
+    for (std::size_t s = 0; s < document.kinds.size(); ++s) {
+      const auto& kind = document.kinds[s];
+      const auto& stretches = document.data.streams[s].stretches;
+      auto& row = document.studies.emplace_back();
+      for (std::size_t p = 0; p < stretches.size(); ++p) {
+        auto how = asked;
+        how.defectives = kind.defectives;
+        if (!kind.defectives) how.opportunities = kind.opportunities[p];
+        row.push_back(studies::StudyCountCapability(stretches[p], how));
+      }
+    }
+    return {
+        FormattedStudy(document, run, render::CountCapabilityJson, render::MakeCountCapabilityView),
+        empty};
+  });
 }
 
 }  // namespace

@@ -295,6 +295,15 @@ CapabilityDocument WithNotes(const LawsDocument& document) {
     capability.notes.insert(capability.notes.end(), study->notes.begin(), study->notes.end());
   };
   add(document.laws);
+  if (const auto* const chosen = ChosenOf(document);
+      chosen != nullptr && chosen->law != studies::Law::Normal) {
+    capability.notes.push_back(
+        {"indices-normal",
+         std::string("Cp and Cpk, and all indices of the analysis itself, are those of the normal "
+                     "law; those of ") +
+             studies::WordOf(chosen->law) + " are by its quantiles.",
+         {}});
+  }
   add(document.quantiles);
   add(document.intervals);
   add(document.quantile_intervals);
@@ -383,6 +392,8 @@ std::string LawsJson(const LawsDocument& document) {
 CapabilityView MakeLawsView(const LawsDocument& document, const Names& names) {
   auto view = MakeCapabilityView(WithNotes(document), names);
   if (view.Empty()) return view;
+  if (const auto options = OptionsText({"", document.options, {}, {}}); !options.empty())
+    view.subtitle += (view.subtitle.empty() ? "" : "; ") + options;
   const auto add = [&](std::vector<Table> tables) {
     for (auto& table : tables) {
       if (!table.rows.empty()) view.tables.push_back(std::move(table));

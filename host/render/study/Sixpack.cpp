@@ -193,9 +193,10 @@ Plot CapabilityOf(const CapabilityView& view, const CapabilityRead& read) {
                below = read.Figure("SpecResults.ExpBelowLSL");
   const double ppm =
       1e6 * ((std::isfinite(usl) ? above : 0.0) + (std::isfinite(lsl) ? below : 0.0));
+  plot.caption = "normal law";
   if (std::isfinite(ppm) && (std::isfinite(usl) || std::isfinite(lsl)))
-    plot.caption =
-        "expected beyond " + (ppm < 1000.0 ? Significant(ppm, 4) : Fixed(ppm, 0)) + " ppm";
+    plot.caption +=
+        ": expected beyond " + (ppm < 1000.0 ? Significant(ppm, 4) : Fixed(ppm, 0)) + " ppm";
   return plot;
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/render/study/Tolerance.h"
 
+#include <algorithm>
 #include <cmath>
 #include <tuple>
 
@@ -112,15 +113,28 @@ std::string CountCapabilityJson(const CountCapabilityDocument& document, const N
   auto head = document.head;
   head.notes = NotesOf(document, names);
   return StudyJson(head, [&](JsonWriter& json) {
-    const bool bad_units = document.data.defectives;
+    std::size_t s = 0, p = 0;
     WriteStreams(json, document, names,
                  [&](JsonWriter& to, const studies::Stretch& stretch,
                      const studies::CountCapabilityStudy& study) {
+                   while (p == document.studies[s].size()) {
+                     ++s;
+                     p = 0;
+                   }
+                   const auto& kind = document.kinds[s];
+                   const bool bad_units = kind.defectives;
                    to.Members("Points", stretch.points, "SGSizes", stretch.sizes, "Cumulated",
                               study.cumulated);
                    WriteMarks(to, study.signals);
-                   to.Members("Count", study.bad, "Units", study.units, "Used", study.subgroups,
-                              "Stable", study.stable);
+                   to.Members("Count", study.bad, "Units", study.units, "Used", study.subgroups);
+                   // Neither stable nor a signal: the chart has no limits.
+                   if (study.stable || std::ranges::count(study.signals, 1) > 0) {
+                     to.Member("Stable", study.stable);
+                   } else {
+                     to.NullMember("Stable");
+                   }
+                   if (!bad_units) to.Member("Opportunities", kind.opportunities[p]);
+                   ++p;
                    WriteInterval(to, bad_units ? "P" : "DPU", study.rate);
                    WriteInterval(to, bad_units ? "PPM" : "DPMO", study.per_million);
                    WriteInterval(to, bad_units ? "Z" : "Yield", bad_units ? study.z : study.yield);
@@ -130,11 +144,15 @@ std::string CountCapabilityJson(const CountCapabilityDocument& document, const N
 
 StudyView MakeCountCapabilityView(const CountCapabilityDocument& document, const Names& names) {
   StudyView view;
-  const bool bad_units = document.data.defectives;
-  AddHead(view, document, names, bad_units ? "Share of bad units" : "Defects a unit");
+  const auto is_of_bad_units = &CountKind::defectives;
+  AddHead(view, document, names,
+          std::ranges::all_of(document.kinds, is_of_bad_units)    ? "Share of bad units"
+          : std::ranges::none_of(document.kinds, is_of_bad_units) ? "Defects a unit"
+                                                                  : "Capability of counts");
   Table table{"Figures", {"stream", "phase", "figure", "#value", "#from", "#to"}, {}};
   for (std::size_t s = 0; s < document.studies.size(); ++s) {
     const auto& stream = document.data.streams[s];
+    const bool bad_units = document.kinds[s].defectives;
     Plot plot;
     plot.title = "cumulated";
     plot.caption = StreamName(names, stream.part, stream.process, stream.test);

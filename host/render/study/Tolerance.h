@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "host/render/study/StudyDocument.h"
 
@@ -15,7 +16,14 @@ struct ToleranceDocument : StreamStudies<studies::ToleranceStudy> {
 std::string ToleranceJson(const ToleranceDocument& document, const Names& names);
 StudyView MakeToleranceView(const ToleranceDocument& document, const Names& names);
 
-using CountCapabilityDocument = StreamStudies<studies::CountCapabilityStudy>;
+// What the test of a stream counts.
+struct CountKind {
+  bool defectives = true;                  // bad units, otherwise defects
+  std::vector<double> opportunities = {};  // of each phase, for a defect in a unit
+};
+struct CountCapabilityDocument : StreamStudies<studies::CountCapabilityStudy> {
+  std::vector<CountKind> kinds = {};  // of each stream
+};
 std::string CountCapabilityJson(const CountCapabilityDocument& document, const Names& names);
 StudyView MakeCountCapabilityView(const CountCapabilityDocument& document, const Names& names);
 

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <numeric>
 #include <stdexcept>
 
 #include "engine/statistics/EffectiveDegrees.h"
@@ -303,10 +305,69 @@ TEST(StudyQuantileIndices, OfTheValuesAndOfALaw) {
   EXPECT_EQ(plain.indices.size(), 4U);
   EXPECT_EQ(Named(plain.indices, "Pp").value,
             StudyQuantiles(sample.values, options.limits).indices.pp);
+  EXPECT_TRUE(std::isnan(Named(plain.indices, "Ppk").lower));
+  EXPECT_EQ(plain.bootstrap.draws, 0);
+  EXPECT_TRUE(Has(plain.notes, "no-interval"));
   options.limits.upper = kNaN;
   const auto one = StudyQuantileIndices(sample, nullptr, {}, options);
   EXPECT_EQ(one.indices.size(), 2U);
   EXPECT_FALSE(IsThere(one.indices, "Pp"));
+}
+
+TEST(StudyQuantileIndices, WithoutALawBoundsComeOfTheQuantiles) {
+  std::vector<double> values(2731);
+  std::iota(values.begin(), values.end(), 1.0);
+  const auto of = [](const std::vector<double>& of_values, const IndexOptions& how) {
+    const std::vector<std::int32_t> singles(of_values.size(), 1);
+    return StudyQuantileIndices(CapabilitySampleOf(of_values, singles, "MR-est"), nullptr, {}, how);
+  };
+  IndexOptions options;
+  options.limits = {-500.0, 3400.0};
+  const auto study = of(values, options);
+  const auto quantiles = StudyQuantiles(values, options.limits);
+  const auto &low = quantiles.low, &median = quantiles.median, &high = quantiles.high;
+  const auto pp = Named(study.indices, "Pp"), ppu = Named(study.indices, "Ppu"),
+             ppl = Named(study.indices, "Ppl"), ppk = Named(study.indices, "Ppk");
+  EXPECT_EQ(pp.method, "order statistics");
+  EXPECT_EQ(pp.lower, 3900.0 / (2731.0 - 1.0));
+  EXPECT_EQ(pp.upper, 3900.0 / (high.lower - low.upper));
+  // Above the quantile the limit is the further from the median the lower that lies.
+  EXPECT_EQ(ppu.lower, (3400.0 - median.lower) / (high.upper - median.lower));
+  EXPECT_EQ(ppu.upper, (3400.0 - median.upper) / (high.lower - median.upper));
+  EXPECT_EQ(ppl.lower, (median.upper + 500.0) / (median.upper - low.lower));
+  EXPECT_EQ(ppl.upper, (median.lower + 500.0) / (median.lower - low.upper));
+  EXPECT_EQ(ppk.lower, std::min(ppu.lower, ppl.lower));
+  EXPECT_EQ(ppk.upper, std::min(ppu.upper, ppl.upper));
+  EXPECT_FALSE(Has(study.notes, "no-interval"));
+  values.pop_back();
+  const auto fewer = of(values, options);
+  EXPECT_TRUE(std::isnan(Named(fewer.indices, "Pp").lower));
+  ASSERT_TRUE(Has(fewer.notes, "no-interval"));
+  EXPECT_NE(fewer.notes.back().text.find("2731 are needed"), std::string::npos);
+  // One bound has all of the risk: 0.99865^2218 is the first below 0.05.
+  options.bound = Bound::Lower;
+  values.resize(2218);
+  EXPECT_FALSE(std::isnan(Named(of(values, options).indices, "Pp").lower));
+  EXPECT_TRUE(std::isnan(Named(of(values, options).indices, "Pp").upper));
+  values.pop_back();
+  EXPECT_TRUE(std::isnan(Named(of(values, options).indices, "Pp").lower));
+}
+
+TEST(StudyQuantileIndices, WithoutALawBoundsHoldTheIndicesOfTheProcess) {
+  engine::statistics::Draws draws;
+  const double reach = engine::statistics::NormalQuantile(0.99865);
+  const std::map<std::string, double> right = {
+      {"Pp", 4.0 / reach}, {"Ppk", 3.7 / reach}, {"Ppu", 3.7 / reach}, {"Ppl", 4.3 / reach}};
+  std::map<std::string, int> hits;
+  constexpr Coverage kAtLeast{100, 0.93, 1.0};
+  for (int i = 0; i < kAtLeast.samples; ++i) {
+    const auto sample = DrawnSample(draws, 3000, 1, "MR-est");
+    for (const auto& [name, interval] :
+         StudyQuantileIndices(sample, nullptr, {}, WideLimits()).indices)
+      hits[name] += Holds(interval, right.at(name)) ? 1 : 0;
+  }
+  EXPECT_EQ(hits.size(), 4U);
+  for (const auto& [name, count] : hits) ExpectCovered("order statistics " + name, count, kAtLeast);
 }
 
 // Five values give samples without three different ones so often that there is no interval.
@@ -357,12 +418,45 @@ TEST(StudyTransformed, ValuesAndLimitsWithoutATransform) {
   EXPECT_TRUE(std::isnan(study.limits.lower));
   EXPECT_FALSE(IsThere(study.indices, "Cpl"));
   EXPECT_EQ(Named(study.indices, "Cpk").value, Named(study.indices, "Cpu").value);
+  EXPECT_TRUE(std::isnan(Named(study.indices, "Cp").value));
+  EXPECT_TRUE(std::isnan(Named(study.indices, "Cp").lower));
+  EXPECT_TRUE(Has(study.notes, "limit-not-transformed"));
+  options.limits = {1.0, 20.0};
+  const auto both = StudyTransformed(sample, law, options);
+  EXPECT_FALSE(std::isnan(Named(both.indices, "Cp").value));
+  EXPECT_FALSE(Has(both.notes, "limit-not-transformed"));
+  // With one limit alone Cp is of that.
+  options.limits = {kNaN, 20.0};
+  const auto one = StudyTransformed(sample, law, options);
+  EXPECT_EQ(Named(one.indices, "Cp").value, Named(one.indices, "Cpu").value);
+  EXPECT_FALSE(Has(one.notes, "limit-not-transformed"));
+  options.limits = {-1.0, kNaN};
+  const auto none = StudyTransformed(sample, law, options);
+  EXPECT_TRUE(none.indices.empty());
+  EXPECT_TRUE(Has(none.notes, "limit-not-transformed"));
+  EXPECT_FALSE(Has(none.notes, "no-limits"));
+  options.limits = {-1.0, 20.0};
   auto negative = sample;
   negative.values[0] = -1.0;
   EXPECT_TRUE(Has(StudyTransformed(negative, law, options).notes, "not-transformed"));
   LawFigures weibull;
   weibull.law = Law::Weibull;
   EXPECT_THROW(StudyTransformed(sample, weibull, options), std::invalid_argument);
+}
+
+// ln x as a Johnson curve: nothing has a transform from 0 down.
+TEST(StudyTransformed, AJohnsonCurveEndsToo) {
+  const std::vector<double> values = {1, 2, 3, 4, 5, 6};
+  const auto sample = CapabilitySampleOf(values, std::vector<std::int32_t>(3, 2), "pooled");
+  const double parameters[] = {-1.0, 1.5, 0.0, 1.0};
+  auto law = FiguresOfLaw(Law::Johnson, parameters, {});
+  law.curve = "SL";
+  IndexOptions options;
+  options.limits = {-1.0, 20.0};
+  const auto study = StudyTransformed(sample, law, options);
+  EXPECT_TRUE(std::isnan(Named(study.indices, "Cp").value));
+  EXPECT_GT(Named(study.indices, "Cpk").value, 0.0);
+  EXPECT_TRUE(Has(study.notes, "limit-not-transformed"));
 }
 
 // Short forms of the simulations of Capability_slow_test.

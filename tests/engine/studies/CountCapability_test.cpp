@@ -102,6 +102,18 @@ TEST(StudyCountCapability, CumulatesAndFindsSignals) {
   EXPECT_DOUBLE_EQ(study.cumulated[24], 0.05);
 }
 
+TEST(StudyCountCapability, WithoutLimitsNothingIsKnownOfStability) {
+  auto stretch = Counts(std::vector<double>(25, 5.0), std::vector<double>(25, 100.0));
+  stretch.centre.assign(25, kNaN);
+  stretch.sigma.assign(25, kNaN);
+  const auto study = StudyCountCapability(stretch, {});
+  EXPECT_FALSE(study.stable);
+  EXPECT_EQ(std::accumulate(study.signals.begin(), study.signals.end(), 0), 0);
+  EXPECT_TRUE(Has(study.notes, "no-limits"));
+  EXPECT_FALSE(Has(study.notes, "not-stable"));
+  EXPECT_DOUBLE_EQ(study.rate.value, 0.05);
+}
+
 TEST(StudyCountCapability, LeastAmountsAndOptions) {
   const auto one = StudyCountCapability(Counts({1.0}, {20.0}), {});
   EXPECT_DOUBLE_EQ(one.rate.value, 0.05);

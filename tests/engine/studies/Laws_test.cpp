@@ -7,6 +7,7 @@
 #include <numeric>
 #include <stdexcept>
 
+#include "engine/statistics/Laws.h"
 #include "engine/statistics/Numerics.h"
 #include "tests/engine/studies/cases.h"
 #include "tests/engine/studies/notes.h"
@@ -48,9 +49,29 @@ TEST(StudyLaws, TwoParameters) {
   known.Check("gamma_loglik", gamma.log_likelihood);
   known.Check("lognormal", Values(lognormal));
   known.Check("lognormal_loglik", lognormal.log_likelihood);
-  known.Check("ad", {weibull.ad, gamma.ad, lognormal.ad});
+  // As published of the fitted law itself; its test takes the divisor N - 1.
+  const double of_fit = engine::statistics::AndersonDarling(
+      engine::statistics::LawSample(values),
+      engine::statistics::FittedLaw::Of(Law::Lognormal, Values(lognormal)));
+  known.Check("ad", {weibull.ad, gamma.ad, of_fit});
   EXPECT_DOUBLE_EQ(weibull.aic, 4.0 - 2.0 * weibull.log_likelihood);
   EXPECT_TRUE(weibull.converged);
+}
+
+TEST(StudyLaws, ALognormalTestIsTheNormalOneOfTheLogarithms) {
+  const auto logarithms = NormalDraws(20, 1.0, 0.4);
+  auto values = logarithms;
+  for (auto& value : values) value = std::exp(value);
+  LawOptions n_minus_1;
+  n_minus_1.lognormal_n_minus_1 = true;
+  const auto normal = FitOf(logarithms, Law::Normal), lognormal = FitOf(values, Law::Lognormal),
+             other = FitOf(values, Law::Lognormal, n_minus_1);
+  EXPECT_NEAR(lognormal.ad, normal.ad, 1e-10);
+  EXPECT_NEAR(lognormal.p, normal.p, 1e-10);
+  EXPECT_NEAR(other.ad, normal.ad, 1e-10);
+  // The parameter stays that of maximum likelihood.
+  EXPECT_NEAR(Values(lognormal)[1], Values(normal)[1] * std::sqrt(19.0 / 20.0), 1e-12);
+  EXPECT_NEAR(Values(other)[1], Values(normal)[1], 1e-12);
 }
 
 TEST(StudyLaws, CapabilityOfWeibullAndLognormal) {
@@ -156,6 +177,52 @@ TEST(StudyLaws, TooFewValues) {
   eight.push_back(9.0);
   EXPECT_FALSE(std::isnan(FitOf(eight, Law::Normal).ad));
   EXPECT_TRUE(Has(StudyLaws(eight).notes, "few-data"));
+}
+
+TEST(StudyLaws, WithoutATestNothingIsSaidOfP) {
+  std::vector<double> values{1.0, 2.0, 2.0, 2.0, 2.0, 5.5, 6.0};
+  LawOptions options;
+  options.laws = {Law::Normal, Law::Logistic};
+  const auto text = [](const LawsStudy& study, const char* code) {
+    for (const auto& note : study.notes)
+      if (note.code == code) return note.text;
+    return std::string();
+  };
+  auto study = StudyLaws(values, options);
+  EXPECT_EQ(text(study, "no-p"),
+            "The test of Anderson and Darling takes 8 values or more, so there is neither A2 nor "
+            "P.");
+  EXPECT_FALSE(Has(study.notes, "rounded-values"));
+  EXPECT_NE(text(study, "laws-tried"), "");
+  EXPECT_EQ(text(study, "laws-tried").find("0.05"), std::string::npos);
+  values.push_back(7.0);
+  study = StudyLaws(values, options);
+  EXPECT_FALSE(Has(study.notes, "no-p"));
+  EXPECT_TRUE(Has(study.notes, "rounded-values"));
+  EXPECT_NE(text(study, "laws-tried").find("0.05"), std::string::npos);
+}
+
+TEST(StudyLaws, AThresholdThatWasSetHasNoPAndSaysSo) {
+  const std::vector<double> values{1.0, 1.1, 1.3, 1.8, 2.7, 4.5, 8.0, 16.0, 40.0, 120.0};
+  LawOptions options;
+  options.draws = 99;
+  options.laws = {Law::Weibull3};
+  const auto study = StudyLaws(values, options);
+  ASSERT_TRUE(Has(study.notes, "threshold-set"));
+  EXPECT_TRUE(std::isnan(study.laws.front().ChoiceP()));
+  EXPECT_TRUE(Has(study.notes, "no-p"));
+}
+
+TEST(StudyLaws, AValueWhereTheLawBeginsIsNoted) {
+  std::vector<double> values{0.0, 0.3, 0.5, 0.8, 1.1, 1.9, 2.4, 3.0, 4.2, 6.5};
+  LawOptions options;
+  options.laws = {Law::Exponential};
+  const auto study = StudyLaws(values, options);
+  EXPECT_TRUE(std::isinf(study.laws.front().ad));
+  EXPECT_EQ(study.laws.front().p_below, 0.01);
+  EXPECT_TRUE(Has(study.notes, "endless-a2"));
+  values.front() = 0.1;
+  EXPECT_FALSE(Has(StudyLaws(values, options).notes, "endless-a2"));
 }
 
 TEST(StudyLaws, RoundedValuesAreNoted) {
