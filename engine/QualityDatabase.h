@@ -201,6 +201,7 @@ struct ChartOptionKind {
   std::vector<std::string_view> words;  // that it takes beside "default"; empty: a number
   double low = 0.0, high = 0.0;         // of a number
   bool low_is_open = false;
+  bool is_whole = false;
   // Why it does not take a value; empty when it does.
   std::string Refusal(std::string_view value) const;
 };
@@ -582,6 +583,8 @@ class QualityDatabase {
   //   chart.alpha   risk of false signals of those, 0.0001 to 0.1
   //   chart.sigma   usual, or ar1: charts of single values have limits widened for correlated
   //   points
+  //   chart.steps   no, or yes: notes say where the mean of charts of means and of single values
+  //   may have changed
   void UseChartOptions(std::map<std::string, std::string, std::less<>> options);
   // Those that hold for graph 1 of a stream, without defaults.
   std::vector<ChartOption> ChartOptionsOf(const StreamKey& stream) const;

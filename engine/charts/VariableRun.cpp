@@ -2,16 +2,22 @@
 #include "engine/charts/VariableRun.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <numeric>
 #include <string>
 
 #include "engine/charts/Marks.h"
 #include "engine/charts/PointTable.h"
+#include "engine/statistics/Estimators.h"
 #include "engine/statistics/Neighbours.h"
+#include "engine/statistics/StepHints.h"
 #include "engine/store/Store.h"
 #include "platform/Enumerations.h"
+#include "platform/NaN.h"
+#include "platform/TimeText.h"
 
 namespace orvspc::engine::charts {
 namespace {
@@ -22,6 +28,25 @@ std::int32_t ConstantSize(std::span<const std::int32_t> sizes) {
   const bool constant = std::all_of(sizes.begin(), sizes.end(),
                                     [&](std::int32_t size) { return size == sizes.front(); });
   return constant && !sizes.empty() ? sizes.front() : -1;
+}
+
+// The option of charts that asks for notes on steps, and those of the study of steps.
+constexpr std::string_view kStepsOption = "chart.steps", kPenaltyOption = "steps.penalty",
+                           kLeastOption = "steps.least";
+constexpr std::string_view kYes = "yes";
+
+// Of an option, which is checked when it is stored.
+double NumberOf(const std::string& text) {
+  double number = platform::kNaN;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+// "The mean may have changed after 2024-01-01T04:30:00, from 1098 to 850."
+std::string StepText(std::int32_t after, double before, double since) {
+  char means[64];
+  std::snprintf(means, sizeof means, ", from %.6g to %.6g.", before, since);
+  return "The mean may have changed after " + platform::IsoText(after) + means;
 }
 
 }  // namespace
@@ -279,13 +304,59 @@ void VariableRun::AddNotes(store::Store& store) {
          "The coefficient of variation is above 0.3, where its limits are no longer good to 5 %.");
     note(state.no_lines, "no-limits", "No specification gives this stream pre-control lines.");
     NoteNeighbours(store, s);
+    NoteSteps(store, s);
+  }
+}
+
+bool VariableRun::NotesLevels() const {
+  const auto kind = plan_.kinds[0];
+  return notes_misfit_ && !plan_.cusum &&
+         (kind == ChartKind::Mean || kind == ChartKind::Individuals);
+}
+
+void VariableRun::NoteSteps(store::Store& store, std::size_t s) {
+  const auto& stream = table_.Streams()[s];
+  const auto chosen = [&](std::string_view key) {
+    return store.ChartOption(stream.part, stream.process, stream.test, 1, key);
+  };
+  const auto asked = chosen(kStepsOption);
+  if (!notes_misfit_ || !asked || asked->value != kYes || !rows_.Counts(s)) return;
+  std::vector<double> values;
+  std::vector<std::size_t> places;
+  for (auto place = stream.begin; NotesLevels() && place < stream.end; ++place) {
+    if (!table_.IsUsed(place) || !std::isfinite(points_[0][place])) continue;
+    values.push_back(points_[0][place]);
+    places.push_back(place);
+  }
+  const auto none = [&](bool applies, std::string_view text) {
+    rows_.NoteIf(applies, store, s, "no-steps", rows_.Stretch(s) + std::string(text));
+    return applies;
+  };
+  if (none(!NotesLevels(), "Steps are looked for on charts of means and of single values.") ||
+      none(values.size() < statistics::kLeastForSteps,
+           "Steps are looked for in 20 points or more.") ||
+      none(values.size() > statistics::kMostForSteps,
+           "Steps are looked for in 20000 points or fewer.")) {
+    return;
+  }
+  const double sigma = statistics::SigmaFromMovingRanges(values).value;
+  if (!(sigma > 0.0) || !std::isfinite(sigma)) return;
+  const auto penalty = chosen(kPenaltyOption), least = chosen(kLeastOption);
+  const auto hints = statistics::HintsOfSteps(
+      values, sigma, penalty ? NumberOf(penalty->value) : statistics::kUsualPenalty,
+      least ? static_cast<std::size_t>(NumberOf(least->value)) : statistics::kUsualLeast);
+  if (none(hints.wanders && !hints.steps.empty(),
+           "Neighbours are correlated, so no steps are hinted at."))
+    return;
+  for (std::size_t k = 0; k < hints.steps.size(); ++k) {
+    rows_.NoteIf(true, store, s, "step",
+                 rows_.Stretch(s) + StepText(rows_.StampAt(places[hints.steps[k].before - 1]),
+                                             hints.means[k], hints.means[k + 1]));
   }
 }
 
 void VariableRun::NoteNeighbours(store::Store& store, std::size_t s) {
-  const auto kind = plan_.kinds[0];
-  if (!notes_misfit_ || plan_.cusum || (kind != ChartKind::Mean && kind != ChartKind::Individuals))
-    return;
+  if (!NotesLevels()) return;
   if (states_[s].estimates.sp.name == kWidenedName) return;
   const auto& stream = table_.Streams()[s];
   const auto& estimates = states_[s].estimates;

@@ -46,7 +46,11 @@ class VariableRun : public ChartRun<VariableRun, PointTable, ChartPlan, Variable
   void MakeMovingAverages();
   bool MakePreControl();
   void AddNotes(store::Store& store);
-  // Of points that lean on those before them, on charts of means and single values.
+  // Graph 1 has means or single values, and its notes are wanted.
+  bool NotesLevels() const;
+  // Where the mean may have changed, if that is asked for.
+  void NoteSteps(store::Store& store, std::size_t s);
+  // Of points that lean on those before them.
   void NoteNeighbours(store::Store& store, std::size_t s);
   // Whether a rule that is on for graph 1 looks at more than one point or at zones.
   bool JudgesRuns(store::Store& store, const ChartStream& stream);

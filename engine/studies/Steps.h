@@ -38,8 +38,8 @@ struct StepStudy {
   std::vector<double> level;        // one element a subgroup: the mean of its segment
   Figure sigma;                     // of the points, from moving ranges
   double penalty = platform::kNaN;  // that a gain must exceed, in sigma^2
-  // Lag 1 of what the points are apart from the levels.
-  TestOfSignificance neighbours;
+  // Lag 1 of the points, and of what they are apart from the levels.
+  TestOfSignificance points, neighbours;
   std::vector<Note> notes;
 };
 
@@ -47,8 +47,10 @@ struct StepStudy {
 //   sum (x - mean of its segment)^2 / sigma^2 + penalty ln N * steps
 // least; sigma = mean moving range / d2(2), which a step hardly changes. Steps judge nothing and
 // move no limit.
-// From 25 points on there are none where neighbours are correlated apart from the levels (Ljung-Box
-// at lag 1, P below 0.01), since such points wander by themselves.
+// There are none where points wander by themselves: where neighbours are correlated apart from the
+// levels, or where an autoregression without steps explains the points as well
+// (statistics::HintsOfSteps). The note "may-wander" goes with steps of points that are correlated
+// (Ljung-Box at lag 1, P below 0.01).
 // Fewer than 20 points, more than 20000, or all equal: no steps.
 // Throws std::invalid_argument for an option out of its range.
 // Source   Killick, Fearnhead & Eckley, J. American Statistical Association 107 (2012)

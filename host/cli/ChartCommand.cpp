@@ -61,6 +61,12 @@ constexpr render::Word kSigmaWords[] = {{"usual", static_cast<std::int32_t>(Sigm
 constexpr Choice<Sigma> kSigma{
     {"sigma", "WORD", "charts with moving ranges: widened where each point leans on the one before",
      "usual", false, kSigmaWords}};
+enum class Steps { Noted, Not };
+constexpr render::Word kStepsWords[] = {{"yes", static_cast<std::int32_t>(Steps::Noted)},
+                                        {"no", static_cast<std::int32_t>(Steps::Not)}};
+constexpr Choice<Steps> kSteps{
+    {"steps", "WORD", "charts of means and single values: notes on where the mean may have changed",
+     "no", false, kStepsWords, true}};
 enum class SignalOf { Newest, Any };
 constexpr render::Word kSignalWords[] = {{"newest", static_cast<std::int32_t>(SignalOf::Newest)},
                                          {"any", static_cast<std::int32_t>(SignalOf::Any)}};
@@ -69,10 +75,10 @@ constexpr Choice<SignalOf> kSignalExit{
      "exit with 3 where the newest point of a stream signals, or with any where any point shown "
      "does, and with 4 where nothing is selected",
      "", false, kSignalWords, true}};
-constexpr Option kChartOptions[] = {kMaxPoints,    kGraph1,         kGraph2, kGraph3, kRules,
-                                    kGroupBy,      kGroupThreshold, kCusum,  kEwma,   kAql,
-                                    kProducerRisk, kLimits,         kAlpha,  kSigma,  kPhase,
-                                    kAllPhases,    kSignalExit};
+constexpr Option kChartOptions[] = {kMaxPoints,    kGraph1,         kGraph2,    kGraph3, kRules,
+                                    kGroupBy,      kGroupThreshold, kCusum,     kEwma,   kAql,
+                                    kProducerRisk, kLimits,         kAlpha,     kSigma,  kSteps,
+                                    kPhase,        kAllPhases,      kSignalExit};
 
 std::string Graph1Of(const Arguments& arguments) {
   return "--graph1 " + arguments.Value(kGraph1).value_or("auto");
@@ -104,11 +110,14 @@ std::shared_ptr<CCProcessing> MakeProcessing(const Arguments& arguments) {
 std::map<std::string, std::string, std::less<>> ChartOptionsOf(const Arguments& arguments,
                                                                const CCProcessing& processing) {
   std::map<std::string, std::string, std::less<>> options;
-  if (arguments.Has(kSigma)) {
+  for (const Option& option : {Option(kSigma), Option(kSteps)}) {
+    if (!arguments.Has(option)) continue;
+    const std::string name = option.name;
     if (processing.IsAttribute())
-      throw Misuse("--sigma goes with charts of values, not with " + Graph1Of(arguments));
-    options["chart.sigma"] = *arguments.Value(kSigma);
-    arguments.Get(kSigma);
+      throw Misuse("--" + name + " goes with charts of values, not with " + Graph1Of(arguments));
+    const auto word = arguments.Value(option).value_or(std::string(option.words.front().word));
+    ValueOf("--" + name, option.words, word);
+    options["chart." + name] = word;
   }
   const auto alpha = StudyOptions(arguments).Get("Alpha", kAlpha);
   const bool exact = arguments.Get(kLimits) == CountLimits::Probability;
@@ -431,8 +440,11 @@ std::vector<std::vector<render::ResolvedOption>> OptionsOf(const QualityDatabase
     const auto from = [](const ChartOption& option) {
       return option.of_database ? "database" : "command";
     };
-    if (const auto sigma = find("chart.sigma"); !counts && sigma != chosen.end())
-      options.push_back({"Sigma", sigma->value, from(*sigma)});
+    for (const auto& [key, stored] :
+         {std::pair("Sigma", "chart.sigma"), std::pair("Steps", "chart.steps")}) {
+      if (const auto option = find(stored); !counts && option != chosen.end())
+        options.push_back({key, option->value, from(*option)});
+    }
     const auto limits = find("chart.limits");
     if (counts && !weighted && limits != chosen.end()) {
       options.push_back({"Limits", limits->value, from(*limits)});

@@ -62,7 +62,7 @@ Command SetCommand() {
                " (default " + std::string(setting.fallback) + ")";
   details += "\nor, with --part, --process and --test for some streams, an option of charts:";
   for (const auto& kind : ChartOptionKinds()) {
-    details += "\n  " + render::Padded(std::string(kind.key), 17) +
+    details += "\n  " + render::Padded(std::string(kind.key), 22) +
                (kind.words.empty() ? std::string(kind.meaning)
                                    : Joined({kind.words.begin(), kind.words.end()})) +
                ", default takes it back";

@@ -131,6 +131,93 @@ TEST_F(ChartOptions, WidenedLimitsAreThoseOfThePointsAndNotOfTheirMovingRanges) 
   EXPECT_NE(text.find("limits not widened"), std::string::npos);
 }
 
+TEST_F(ChartOptions, AChartNotesStepsWhereThatIsAskedForOrStored) {
+  std::string values = "part,process,test,subgroup,time,value\n";
+  for (int i = 0; i < 24; ++i) {
+    values += "S,P,Width," + std::to_string(i + 1) + ",2024-01-01T" + (i < 10 ? "0" : "") +
+              std::to_string(i) + ":00:00," + std::to_string(i * 5 % 3 + (i < 12 ? 10 : 20)) + "\n";
+  }
+  Write("s.csv", values);
+  ASSERT_EQ(Run("import s.csv --db q.db").status, 0);
+  const std::string chart = "chart --db q.db --part S --format json ";
+  const auto note = "The mean may have changed after 2024-01-01T11:00:00, from 11 to 21.";
+  EXPECT_EQ(Run(chart).out.find(note), std::string::npos);
+  const auto asked = Run(chart + "--steps");
+  EXPECT_NE(asked.out.find(note), std::string::npos) << asked.out << asked.err;
+  EXPECT_EQ(ParseJson(asked.out).At("Streams[0].Options.Steps.From").text, "command");
+  Set("--part S chart.steps yes");
+  const auto stored = Run(chart);
+  EXPECT_NE(stored.out.find(note), std::string::npos);
+  EXPECT_EQ(ParseJson(stored.out).At("Streams[0].Options.Steps.From").text, "database");
+  EXPECT_EQ(Run(chart + "--steps=no").out.find(note), std::string::npos);
+  EXPECT_EQ(Run(chart + "--graph1 c --steps").status, 2);
+  EXPECT_EQ(Run(chart + "--steps=maybe").status, 2);
+}
+
+TEST_F(ChartOptions, EveryStudyTakesStoredOptionsUnlessTheCommandGivesThem) {
+  std::string values = "part,process,test,subgroup,time,value\n";
+  for (int i = 0; i < 24; ++i) {
+    for (const std::string test : {"Width", "Depth"}) {
+      values += "V,P," + test + "," + std::to_string(i + 1) + ",2024-02-01T" + (i < 10 ? "0" : "") +
+                std::to_string(i) + ":00:00," +
+                std::to_string(test == "Width" ? i * 5 % 7 : i * i % 11) + "\n";
+    }
+  }
+  Write("w.csv", values);
+  ASSERT_EQ(Run("import w.csv --db q.db").status, 0);
+  const struct {
+    const char* study;
+    const char* option;
+    const char* stored;
+    const char* given;
+    const char* key;
+  } rows[] = {
+      {"steps", "penalty", "5", "4", "Penalty"},
+      {"steps", "least", "6", "7", "Least"},
+      {"short-run", "kind", "z", "deviation", "Kind"},
+      {"short-run", "nominal", "mean", "target", "Nominal"},
+      {"group", "group-threshold", "60", "90", "GroupThreshold"},
+      {"group", "spread", "range", "auto", "Spread"},
+      {"t2", "alpha", "0.01", "0.02", "Alpha"},
+      {"t2", "covariance", "successive", "sample", "Covariance"},
+      {"mewma", "weight", "0.3", "0.2", "Weight"},
+      {"mewma", "arl0", "100", "370", "ARL0"},
+      {"acf", "lags", "3", "4", "Lags"},
+      {"acf", "level", "0.9", "0.99", "Level"},
+  };
+  for (const auto& row : rows) {
+    const std::string name = std::string(row.study) + "." + row.option;
+    // Those of short-run and group are of several streams.
+    const std::string study =
+        std::string("study ") + row.study + " --db q.db --part V --format json" +
+        (name.starts_with("steps") || name.starts_with("acf") ? " --test Width" : "");
+    const auto option = [&](const std::string& more) {
+      const auto outcome = Run(study + more);
+      EXPECT_EQ(outcome.status, 0) << name << ": " << outcome.err;
+      const auto found = ParseJson(outcome.out).At(std::string("Options.") + row.key);
+      const auto& value = found.At("Value");
+      return found.At("From").text + " " +
+             (value.kind == ParsedJson::Kind::Number
+                  ? (value.number == std::stod(row.stored) ? row.stored : row.given)
+                  : value.text);
+    };
+    EXPECT_TRUE(option("").starts_with("default")) << name;
+    Set("--part V " + name + " " + row.stored);
+    EXPECT_EQ(option(""), std::string("database ") + row.stored) << name;
+    EXPECT_EQ(option(std::string(" --") + row.option + " " + row.given),
+              std::string("command ") + row.given)
+        << name;
+  }
+  Set("ar1.phi 0.5");
+  EXPECT_EQ(Run("study ar1 --db q.db --part V --test Width").status, 2) << "phi goes with mean";
+  Set("ar1.mean 3");
+  Set("ar1.sigma 2");
+  EXPECT_EQ(ParseJson(Run("study ar1 --db q.db --part V --test Width --format json").out)
+                .At("Options.Phi.From")
+                .text,
+            "database");
+}
+
 TEST_F(ChartOptions, StreamsOfOneStudyMustAgree) {
   Set("--part A --test Width cusum.h 4");
   const auto both = Run("study cusum --db q.db --test Width");
@@ -164,6 +251,9 @@ TEST_F(ChartOptions, WhatAnOptionDoesNotTakeIsMisuse) {
       {"chart.alpha 0.5", "chart.alpha takes a number from 0.0001 to 0.1 or default, not \"0.5\""},
       {"ewma.weight 0", "ewma.weight takes a number above 0 to 1 or default, not \"0\""},
       {"ewma.weight x", "not \"x\""},
+      {"steps.least 2.5", "steps.least takes a whole number from 2 to 1000 or default"},
+      {"mewma.arl0 1", "mewma.arl0 takes a number from 2 to 1000000 or default"},
+      {"short-run.kind x", "short-run.kind takes deviation, z or default, not \"x\""},
       {"--graph 4 chart.limits sigma", "--graph takes 1, 2 or 3"},
       {"--part A approval two", "--part goes with options of charts such as chart.limits"},
   };

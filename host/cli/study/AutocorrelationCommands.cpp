@@ -23,22 +23,11 @@ constexpr RealInside kSigma{
     true,
     true};
 
-std::optional<std::int32_t> Count(StudyOptions& options, const Arguments& arguments,
-                                  const char* key, const Number& option) {
-  const auto value = arguments.Get(option);
-  if (value) {
-    options.Add(key, static_cast<double>(*value), true);
-  } else {
-    options.Add(key, std::monostate(), false);
-  }
-  return value;
-}
-
 int RunAcf(const Arguments& arguments, Console& console) {
   studies::AcfOptions asked;
   const auto take = [&](StudyOptions& options) {
-    asked.lags = Count(options, arguments, "Lags", kLags);
-    asked.tested = Count(options, arguments, "Tested", kTested);
+    asked.lags = options.Get("Lags", kLags);
+    asked.tested = options.Get("Tested", kTested);
     asked.level = options.Get("Level", kAcfLevel, studies::AcfOptions().level);
   };
   return RunOnStreams<render::AcfDocument>(

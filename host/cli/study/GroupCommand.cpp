@@ -18,15 +18,13 @@ constexpr Choice<SpreadGraph> kSpread{
     {"spread", "WORD", "graph 2 of subgroups", "", false, kSpreadWords}};
 
 int RunGroup(const Arguments& arguments, Console& console) {
-  StudyOptions options(arguments);
   studies::GroupOptions asked;
-  asked.threshold = arguments.Get(kThreshold).value_or(asked.threshold);
-  options.Add("GroupThreshold", static_cast<double>(asked.threshold), arguments.Has(kThreshold));
-  asked.spread = options.Get("Spread", kSpread);
-  render::GroupDocument document;
-  document.head = {"group", options.Take(), {}, {}};
+  const auto take = [&](StudyOptions& options) {
+    asked.threshold = options.Get("GroupThreshold", kThreshold).value_or(asked.threshold);
+    asked.spread = options.Get("Spread", kSpread);
+  };
   return RunOnStreams<render::GroupDocument>(
-      arguments, console, document, render::GroupJson, render::MakeGroupView,
+      arguments, console, "group", render::GroupJson, render::MakeGroupView, take,
       [&](render::GroupDocument& filled) {
         for (const auto& stream : filled.data.streams) {
           filled.members.push_back({stream.part, stream.process, stream.test, {}});

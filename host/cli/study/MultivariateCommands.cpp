@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -224,7 +225,7 @@ void ResolveCovariance(Document& document) {
   for (auto& option : document.head.options) {
     if (option.key != "Covariance") continue;
     option.value = std::monostate();
-    if (option.from == "default") continue;
+    if (option.from != "command") continue;
     document.head.notes.push_back(
         {"pooled", "The covariance is not that of single vectors; --covariance has no say.", {}});
   }
@@ -263,39 +264,48 @@ void Fill(Document& document, const studies::VectorOptions& asked, Study study) 
 template <class Document, class Study>
 int RunOnVectors(const Arguments& arguments, Console& console, Document document,
                  const studies::VectorOptions& asked,
+                 const std::function<void(StudyOptions&)>& take,
                  std::string (*json)(const Document&, const render::Names&),
                  render::StudyView (*view)(const Document&, const render::Names&), Study study) {
+  StudyOptions given(arguments);
+  take(given);
   if (arguments.Has(kData)) {
+    document.head.options = given.Take();
     document.shows_terms = OutputFormat(arguments, kDrawn) == "html";
     ReadFile(arguments, document);
     Fill(document, asked, study);
     return DeliverStudy(arguments, console, document, json, view);
   }
-  return RunAnalysis(arguments, console, kDrawn, kMostSubgroups, ttVariable,
-                     [&](Analysis& run) -> Outcome {
-                       document.head.select = run.select;
-                       document.shows_terms = run.format == "html";
-                       ReadSelection(run, document);
-                       const bool empty = document.data.Empty();
-                       if (empty && run.why_empty.empty())
-                         NoteEmpty(run, kMostSubgroups, document.head.notes);
-                       Fill(document, asked, study);
-                       return {FormattedStudy(document, run, json, view), empty};
-                     });
+  return RunAnalysis(
+      arguments, console, kDrawn, kMostSubgroups, ttVariable, [&](Analysis& run) -> Outcome {
+        document.head.select = run.select;
+        document.shows_terms = run.format == "html";
+        ReadSelection(run, document);
+        StudyOptions options(arguments, StoredOptionsOf(run, document.data, document.head.word));
+        take(options);
+        document.head.options = options.Take();
+        const bool empty = document.data.Empty();
+        if (empty && run.why_empty.empty()) NoteEmpty(run, kMostSubgroups, document.head.notes);
+        Fill(document, asked, study);
+        return {FormattedStudy(document, run, json, view), empty};
+      });
 }
 
 int RunT2(const Arguments& arguments, Console& console) {
   CheckVectorSource(arguments);
-  StudyOptions options(arguments);
   studies::T2Options asked;
-  asked.alpha = options.Get("Alpha", kAlpha, asked.alpha);
-  asked.per_variable = options.Get("PerVariable", kPerVariable);
-  TakeShared(arguments, options, asked);
+  const auto take = [&](StudyOptions& options) {
+    asked = {};
+    asked.alpha = options.Get("Alpha", kAlpha, asked.alpha);
+    asked.per_variable = options.Get("PerVariable", kPerVariable);
+    TakeShared(arguments, options, asked);
+    options.Get("Orders", kOrders);
+  };
   render::T2Document document;
-  document.shows_orders = options.Get("Orders", kOrders);
-  document.head = {"t2", options.Take(), {}, {}};
+  document.head = {"t2", {}, {}, {}};
+  document.shows_orders = arguments.Has(kOrders);
   return RunOnVectors(
-      arguments, console, document, asked, render::T2Json, render::MakeT2View,
+      arguments, console, document, asked, take, render::T2Json, render::MakeT2View,
       [&](const studies::Stretch& stretch, const std::vector<std::string>& names,
           const studies::Stretch* limits_of) {
         if (arguments.Has(kOrders) && names.size() > studies::kMostOrdered) {
@@ -307,17 +317,20 @@ int RunT2(const Arguments& arguments, Console& console) {
 
 int RunMewma(const Arguments& arguments, Console& console) {
   CheckVectorSource(arguments);
-  StudyOptions options(arguments);
   studies::MewmaOptions asked;
-  asked.weight = options.Get("Weight", kWeight, asked.weight);
-  asked.h = options.Get("H", kLimit);
-  if (asked.h && arguments.Has(kArl0)) throw Misuse("--arl0 does not go with --h");
-  if (!asked.h) asked.arl0 = options.Get("ARL0", kArl0, asked.arl0);
-  asked.exact = options.Get("Limits", kLimits) == LimitsOf::Exact;
-  TakeShared(arguments, options, asked);
+  const auto take = [&](StudyOptions& options) {
+    asked = {};
+    asked.weight = options.Get("Weight", kWeight, asked.weight);
+    asked.h = options.Get("H", kLimit);
+    if (asked.h && arguments.Has(kArl0)) throw Misuse("--arl0 does not go with --h");
+    if (!asked.h) asked.arl0 = options.Get("ARL0", kArl0, asked.arl0);
+    asked.exact = options.Get("Limits", kLimits) == LimitsOf::Exact;
+    TakeShared(arguments, options, asked);
+  };
   render::MewmaDocument document;
-  document.head = {"mewma", options.Take(), {}, {}};
-  return RunOnVectors(arguments, console, document, asked, render::MewmaJson, render::MakeMewmaView,
+  document.head = {"mewma", {}, {}, {}};
+  return RunOnVectors(arguments, console, document, asked, take, render::MewmaJson,
+                      render::MakeMewmaView,
                       [&](const studies::Stretch& stretch, const std::vector<std::string>& names,
                           const studies::Stretch* limits_of) {
                         return studies::StudyMewma(stretch, names, asked, limits_of);

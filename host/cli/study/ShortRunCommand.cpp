@@ -53,24 +53,23 @@ std::vector<studies::ChartRule> RulesOf(const Arguments& arguments) {
 }
 
 int RunShortRun(const Arguments& arguments, Console& console) {
-  StudyOptions options(arguments);
   studies::ShortRunOptions asked;
-  asked.kind = options.Get("Kind", kKind);
-  asked.sigma = options.Get("Sigma", kSigma);
-  asked.nominal = options.Get("Nominal", kNominal);
-  asked.spread = options.Get("Spread", kSpread);
   asked.rules = RulesOf(arguments);
-  options.Add("Rules", arguments.Value(kRules).value_or("rule 1"), arguments.Has(kRules));
-  if (arguments.Has(kSigma) && asked.kind != ShortRunKind::Score) {
-    throw Misuse("--sigma goes with --kind z");
-  }
+  const auto take = [&](StudyOptions& options) {
+    asked.kind = options.Get("Kind", kKind);
+    asked.sigma = options.Get("Sigma", kSigma);
+    asked.nominal = options.Get("Nominal", kNominal);
+    asked.spread = options.Get("Spread", kSpread);
+    options.Add("Rules", arguments.Value(kRules).value_or("rule 1"), arguments.Has(kRules));
+  };
   studies::ReadOptions read;
   read.limits = true;
-  render::ShortRunDocument document;
-  document.head = {"short-run", options.Take(), {}, {}};
   return RunOnStreams<render::ShortRunDocument>(
-      arguments, console, document, render::ShortRunJson, render::MakeShortRunView,
+      arguments, console, "short-run", render::ShortRunJson, render::MakeShortRunView, take,
       [&](render::ShortRunDocument& filled) {
+        if (arguments.Has(kSigma) && asked.kind != ShortRunKind::Score) {
+          throw Misuse("--sigma goes with --kind z");
+        }
         filled.data = studies::MixedParts(filled.data);
         for (const auto& stream : filled.data.streams) {
           auto& row = filled.studies.emplace_back();

@@ -13,15 +13,14 @@ constexpr RealInside kPenalty{
 constexpr Number kLeast{{"least", "N", "points between two steps at least", "5"}, 2, 1000};
 
 int RunSteps(const Arguments& arguments, Console& console) {
-  StudyOptions options(arguments);
   studies::StepOptions asked;
-  asked.penalty = options.Get("Penalty", kPenalty, asked.penalty);
-  asked.least = arguments.Get(kLeast).value_or(asked.least);
-  options.Add("Least", static_cast<double>(asked.least), arguments.Has(kLeast));
-  render::StepDocument document;
-  document.head = {"steps", options.Take(), {}, {}};
+  const auto take = [&](StudyOptions& options) {
+    asked = {};
+    asked.penalty = options.Get("Penalty", kPenalty, asked.penalty);
+    asked.least = options.Get("Least", kLeast).value_or(asked.least);
+  };
   return RunOnStreams<render::StepDocument>(
-      arguments, console, document, render::StepJson, render::MakeStepView,
+      arguments, console, "steps", render::StepJson, render::MakeStepView, take,
       [&](render::StepDocument& filled) {
         filled.Fill([&](const auto& stretch) { return studies::StudySteps(stretch, asked); });
       });

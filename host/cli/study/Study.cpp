@@ -40,6 +40,19 @@ std::optional<double> StudyOptions::Get(const char* key, const RealInside& optio
   return value;
 }
 
+std::optional<std::int32_t> StudyOptions::Get(const char* key, const Number& option) {
+  const auto* const stored = StoredOf(option);
+  const auto value = stored == nullptr
+                         ? arguments_.Get(option)
+                         : std::optional(static_cast<std::int32_t>(std::stod(*stored)));
+  if (value) {
+    Add(key, static_cast<double>(*value), FromOf(option));
+  } else {
+    Add(key, std::monostate(), "default");
+  }
+  return value;
+}
+
 bool StudyOptions::Get(const char* key, const Option& flag) {
   const auto* const stored = StoredOf(flag);
   const bool given = stored == nullptr ? arguments_.Has(flag) : *stored == "yes";

@@ -37,6 +37,8 @@ class StudyOptions {
   // Misuse, which names option, value and bounds, for another number. key: "Weight", in documents.
   double Get(const char* key, const RealInside& option, double fallback);
   std::optional<double> Get(const char* key, const RealInside& option);
+  // Empty where none is given and the default is no number.
+  std::optional<std::int32_t> Get(const char* key, const Number& option);
   bool Get(const char* key, const Option& flag);
   // The word of a Choice.
   template <class Type>

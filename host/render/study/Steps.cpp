@@ -69,6 +69,7 @@ std::string StepJson(const StepDocument& document, const Names& names) {
               });
           to.Member("Penalty", study.penalty);
           WriteFigure(to, "Sigma", study.sigma);
+          WriteTest(to, "LjungBoxPoints", study.points);
           WriteTest(to, "LjungBoxFirst", study.neighbours);
         });
   });

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <span>
@@ -44,7 +45,11 @@ TEST(StudySteps, FlowOfTheNile) {
   EXPECT_EQ(step.mean, study.segments[1].mean);
   EXPECT_EQ(study.level[27], study.segments[0].mean);
   EXPECT_EQ(study.level[28], study.segments[1].mean);
-  EXPECT_TRUE(study.notes.empty());
+  // The step makes neighbours alike, and nothing of it is left apart from the levels.
+  EXPECT_TRUE(Has(study.notes, "may-wander"));
+  EXPECT_EQ(study.notes.size(), 1U);
+  EXPECT_LT(study.points.p, 0.01);
+  EXPECT_GT(study.neighbours.p, 0.01);
 }
 
 // The best of all ways to cut a series, found by trying them all from every beginning.
@@ -194,6 +199,70 @@ TEST(StudySteps, NoHintWhereNeighboursAreCorrelated) {
   EXPECT_GT(step.neighbours.p, 0.01);
 }
 
+// The levels of a wandering series take so much of its correlation away that what is left shows
+// none; the points themselves are explained as well without a step.
+TEST(StudySteps, NoHintWhereAnAutoregressionExplainsThePointsAsWell) {
+  engine::statistics::Draws draws;
+  int refused = 0;
+  for (int i = 0; i < 200; ++i) {
+    const auto study = StudySteps(Points(Series(draws, 0.7, 0.0, 24)));
+    // Below 25 points the residuals are not tested.
+    if (!Has(study.notes, "correlated")) continue;
+    EXPECT_TRUE(study.steps.empty());
+    EXPECT_EQ(study.segments.size(), 1U);
+    ++refused;
+  }
+  EXPECT_GT(refused, 20);
+}
+
+// N ln RSS of the levels and 3 ln N a step against the likelihood by a grid of phi and 2 ln N.
+TEST(StudySteps, HintsAreWeighedAgainstAnAutoregressionByLikelihood) {
+  engine::statistics::Draws draws;
+  int hints = 0, refused = 0;
+  for (int series = 0; series < 300; ++series) {
+    const auto values = Series(draws, series % 2 == 0 ? 0.5 : 0.0, series % 3 == 0 ? 2.0 : 0.0, 24);
+    const auto study = StudySteps(Points(values));
+    const double sigma = study.sigma.value, n = 24.0, ln = std::log(n);
+    std::vector<double> scaled(values);
+    for (auto& value : scaled) value /= sigma;
+    const auto steps = engine::statistics::StepsOfMean(scaled, 3.0 * ln, 5, 4.0);
+    if (steps.empty()) {
+      EXPECT_TRUE(study.steps.empty() && !Has(study.notes, "correlated"));
+      continue;
+    }
+    double left = 0.0;
+    std::size_t first = 0;
+    for (std::size_t k = 0; k <= steps.size(); ++k) {
+      const auto end = k < steps.size() ? steps[k].before : values.size();
+      double mean = 0.0;
+      for (auto i = first; i < end; ++i) mean += values[i] / static_cast<double>(end - first);
+      for (; first < end; ++first) left += (values[first] - mean) * (values[first] - mean);
+    }
+    double least = std::numeric_limits<double>::infinity();
+    for (double phi = -0.998; phi < 0.999; phi += 0.001) {
+      double weights = 1.0 - phi * phi, sum = weights * values[0];
+      for (std::size_t i = 1; i < values.size(); ++i) {
+        sum += (1.0 - phi) * (values[i] - phi * values[i - 1]);
+        weights += (1.0 - phi) * (1.0 - phi);
+      }
+      const double mean = sum / weights;
+      double squares = (1.0 - phi * phi) * (values[0] - mean) * (values[0] - mean);
+      for (std::size_t i = 1; i < values.size(); ++i) {
+        squares += std::pow(values[i] - mean - phi * (values[i - 1] - mean), 2.0);
+      }
+      least = std::min(least, n * std::log(squares / n) - std::log(1.0 - phi * phi));
+    }
+    const double levels = n * std::log(left / n) + 3.0 * ln * static_cast<double>(steps.size());
+    const double correlation = least + 2.0 * ln;
+    if (std::abs(levels - correlation) < 0.01) continue;  // as near as the grid
+    EXPECT_EQ(!study.steps.empty(), levels < correlation) << series;
+    EXPECT_EQ(study.steps.empty(), Has(study.notes, "correlated")) << series;
+    (study.steps.empty() ? refused : hints) += 1;
+  }
+  EXPECT_GT(hints, 20);
+  EXPECT_GT(refused, 10);
+}
+
 TEST(StudySteps, TooFewTooManyAndAllEqual) {
   const auto few = StudySteps(Points(Series(0.0, 9.0, 19)));
   EXPECT_TRUE(few.steps.empty() && few.segments.empty() && std::isnan(few.penalty));
@@ -228,6 +297,8 @@ TEST(StudySteps, RefusesWhatLiesOutside) {
 TEST(StudySteps, SharesOfFalseHintsAndOfStepsFound) {
   EXPECT_NEAR(ShareOfHints({30, 0.0, 0.0}, 4000), 0.029, 0.01);
   EXPECT_NEAR(ShareOfHints({100, 0.0, 0.0}, 1000), 0.010, 0.01);
+  EXPECT_NEAR(ShareOfHints({30, 0.4, 0.0}, 2000), 0.23, 0.03);
+  EXPECT_NEAR(ShareOfHints({50, 0.7, 0.0}, 2000), 0.105, 0.025);
   EXPECT_NEAR(ShareOfHints({30, 0.0, 1.5}, 4000), 0.82, 0.03);
   EXPECT_NEAR(ShareOfHints({30, 0.0, 2.0}, 4000), 0.97, 0.015);
 }
