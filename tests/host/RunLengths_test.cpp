@@ -153,17 +153,18 @@ TEST_F(RunLengthCommands, ADesignHasTheRunLengthThatWasAskedFor) {
 TEST_F(RunLengthCommands, MisuseIsOneLine) {
   const struct {
     const char *arguments, *line;
-  } rows[] = {{"arl", "which chart? --scheme cusum, ewma, shewhart or cusum-counts, or --db FILE"},
-              {"arl --scheme cusum --k 4", "--k must be 0 to 3, not 4"},
-              {"arl --scheme cusum --weight 0.1", "--weight goes with --scheme ewma"},
-              {"arl --scheme cusum --h 4 --head-start 4",
-               "--head-start must be 0 or more and below h, not 4"},
-              {"arl --scheme cusum --shifts 0,x",
-               "--shifts takes numbers with commas between them, not \"x\""},
-              {"arl --scheme cusum --part A", "--part goes with --db"},
-              {"arl --scheme shewhart --points defects",
-               "counts need --mean, their proportion or defects a unit"},
-              {"design --shift 20", "--shift takes a number from 0.05 to 10, not 20"}};
+  } rows[] = {
+      {"arl", "which chart? --scheme cusum, ewma, shewhart, cusum-counts or mewma, or --db FILE"},
+      {"arl --scheme cusum --k 4", "--k must be 0 to 3, not 4"},
+      {"arl --scheme cusum --weight 0.1", "--weight goes with --scheme ewma or mewma"},
+      {"arl --scheme cusum --h 4 --head-start 4",
+       "--head-start must be 0 or more and below h, not 4"},
+      {"arl --scheme cusum --shifts 0,x",
+       "--shifts takes numbers with commas between them, not \"x\""},
+      {"arl --scheme cusum --part A", "--part goes with --db"},
+      {"arl --scheme shewhart --points defects",
+       "counts need --mean, their proportion or defects a unit"},
+      {"design --shift 20", "--shift takes a number from 0.05 to 10, not 20"}};
   for (const auto& row : rows) {
     const auto outcome = Run(std::string("study ") + row.arguments);
     EXPECT_EQ(outcome.status, 2) << row.arguments;
