@@ -2,8 +2,9 @@
 # SPDX-License-Identifier: Apache-2.0
 # Every check of the project: ./test.sh [--slow], then ./test.sh --windows [--slow]
 # --slow also runs the tests with the label "slow" and generators that take minutes, compiles each
-# source by itself and the release with its benches, links everything at once, and looks at the
-# tests with clang-tidy. --windows runs something else: it builds the component and the program for
+# source by itself and the release with its benches, links everything at once, runs all tests on a
+# server and under the sanitizers where otherwise every third of the program's is run, and looks at
+# all sources and tests with clang-tidy where otherwise it looks at a third. --windows runs something else: it builds the component and the program for
 # Windows, and checks them under Wine; with --slow as optimised as they are delivered.
 # Each stage's output goes to build/logs; what fails is shown, and at the end the time of each stage
 # beside its processor time. Exit status 0 when every stage passed.
@@ -14,11 +15,12 @@ cd "$(dirname "$0")"
 
 labels=(-LE slow)
 tidied=(src system engine host)
+third=(--third)
 slow=()
 windows=no
 for argument in "$@"; do
   case $argument in
-    --slow) labels=(); slow=(--slow); tidied+=(tests) ;;
+    --slow) labels=(); slow=(--slow); tidied+=(tests); third=() ;;
     --windows) windows=yes ;;
     *) echo "usage: ./test.sh [--windows] [--slow]" >&2; exit 2 ;;
   esac
@@ -87,14 +89,16 @@ floors() {
 
 # What runs on several threads; the rest of the tests says nothing to the thread sanitizer.
 build_threads() {
-  cmake --preset tsan &&
-    cmake --build --preset tsan --target test_threads test_threads_slow test_engine_store -- -k 0
+  cmake --preset tsan "-DORVSPC_SLOW_TESTS=${slow:+ON}" &&
+    cmake --build --preset tsan --target test_threads test_engine_store ${slow:+test_threads_slow} \
+          -- -k 0
 }
 
 run_threads() {
   local -x TSAN_OPTIONS="suppressions='$PWD/tests/threads/sanitizer.supp'"
-  build/tsan/bin/test_threads && build/tsan/bin/test_threads_slow &&
-    build/tsan/bin/test_engine_store --gtest_filter='TwoThreadsTest.*:Halves.*'
+  build/tsan/bin/test_threads &&
+    build/tsan/bin/test_engine_store --gtest_filter='TwoThreadsTest.*:Halves.*' &&
+    { [ ${#slow[@]} = 0 ] || build/tsan/bin/test_threads_slow; }
 }
 
 # Nothing of this preset is built, but what a source includes of the build folder is made.
@@ -102,7 +106,7 @@ tidy() {
   local made=build/tidy/made/members maker=tests/windows/client/make_members.py
   cmake --preset tidy && mkdir -p $made && $maker headers $made/plain_headers.inc &&
     $maker plain $made/plain_members.inc && $maker plain-creators $made/plain_creators.inc &&
-    tools/check_tidy.py build/tidy "${tidied[@]}"
+    tools/check_tidy.py build/tidy ${third[@]+"${third[@]}"} "${tidied[@]}"
 }
 
 # The table of all stages, and the exit status.
@@ -174,6 +178,8 @@ stage "generated files are current" generated tools/check_generated.sh ${slow[@]
 if [ ${#slow[@]} -gt 0 ]; then stage "build, file by file" build-dev build dev; fi
 build_and_test ci "g++"
 stage "tests, PostgreSQL" postgres tests/postgres/run.sh build/ci/bin ${slow[@]+"${slow[@]}"}
+stage "each public header alone" headers \
+      cmake --build --preset ci --target all_verify_interface_header_sets
 stage "package, used from outside" consumer tests/consumer/run.sh build/ci
 if [ ${#slow[@]} -gt 0 ]; then
   stage "one definition of each name" odr build odr
@@ -185,9 +191,6 @@ if [ ${#slow[@]} -gt 0 ]; then
   fi
 fi
 build_and_test asan "clang, address and undefined"
-# clang reads them in half the time.
-stage "each public header alone" headers \
-      cmake --build --preset asan --target all_verify_interface_header_sets
 if stage "build, clang, thread" build-tsan build_threads; then
   stage "tests, clang, thread" tests-tsan run_threads
 else

@@ -3,9 +3,8 @@
 
 # What turns results into text, SVG, HTML and JSON, for hosts of any kind. What a host needs of it:
 # of each family how a result is read, what is drawn of it, and its formats.
-set(render_headers core/Html.h core/Json.h core/Numbers.h core/PlainText.h
-                   core/ResolvedOption.h core/Scene.h core/Text.h
-                   core/Words.h)
+set(render_headers core/Html.h core/Json.h core/Numbers.h core/PlainText.h core/ResolvedOption.h
+                   core/Scene.h core/Text.h core/Words.h)
 foreach(family chart capability pareto states compliance events data)
   file(GLOB family_headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/host/render
        ${PROJECT_SOURCE_DIR}/host/render/${family}/[A-Z]*.h)

@@ -18,6 +18,14 @@ if(NOT CMAKE_CXX_COMPILER_LAUNCHER)
   endif()
 endif()
 
+# Links in a fifth of the time. What is delivered is linked by the linker of its compiler.
+if(CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT ORVSPC_ODR)
+  find_program(ORVSPC_LLD ld.lld)
+  if(ORVSPC_LLD)
+    add_link_options(-fuse-ld=lld)
+  endif()
+endif()
+
 # Of our own language alone: a resource compiler or a C compiler of other sources knows none of them.
 function(orvspc_compile_options)
   add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:${ARGN}>")

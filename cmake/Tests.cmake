@@ -6,16 +6,37 @@ find_package(GTest REQUIRED)
 
 orvspc_library(test_fake DIR tests/fake BASE . PRIVATE LINK orvspc_frame orvspc_engine_dom)
 
-# Not optimised, since a test runs once and most of them wait for the code that they call. With
-# ORVSPC_SANITIZE_TESTS off a sanitizer watches that code alone, and still every allocation.
+# Not optimised, since a test runs once and most of them wait for the code that they call.
 set(test_options "$<$<CONFIG:Debug>:-O0;-g1>")
-if(ORVSPC_SANITIZE AND NOT ORVSPC_SANITIZE_TESTS)
-  list(APPEND test_options -fno-sanitize=all)
-endif()
+set(test_definitions ORVSPC_TESTS_DIR="${PROJECT_SOURCE_DIR}/tests")
 
-# The path of the program and of the test data, for tests that need them.
-set(test_definitions ORVSPC_TESTS_DIR="${PROJECT_SOURCE_DIR}/tests"
-                     ORVSPC_PROGRAM="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/orvspc")
+# A program of tests, compiled from its sources; with ORVSPC_TEST_OBJECTS as that build has compiled
+# it, which is brought up to date first. A sanitizer then watches the code that is tested and every
+# allocation, and half of all compiling is spared.
+function(orvspc_test_executable name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})
+  if(ORVSPC_TEST_OBJECTS)
+    set(list ${ORVSPC_TEST_OBJECTS}/test_objects/${name}.txt)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})
+    file(STRINGS ${list} objects)
+    add_executable(${name} ${objects})
+    set_target_properties(${name} PROPERTIES LINKER_LANGUAGE CXX)
+    set_property(GLOBAL APPEND PROPERTY orvspc_test_objects ${objects})
+    add_dependencies(${name} test_objects)
+  else()
+    add_executable(${name} ${arg_SOURCES})
+    orvspc_unity(${name})
+    file(GENERATE OUTPUT ${PROJECT_BINARY_DIR}/test_objects/${name}.txt
+         CONTENT "$<JOIN:$<TARGET_OBJECTS:${name}>,\n>\n")
+  endif()
+  target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gtest GTest::gtest_main)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_compile_options(${name} PRIVATE ${test_options})
+  target_compile_definitions(${name} PRIVATE ${test_definitions})
+  if(TARGET orvspc AND "orvspc_cli" IN_LIST arg_LINK)
+    add_dependencies(${name} orvspc)
+  endif()
+endfunction()
 
 function(orvspc_test_program name label)
   set(timeout 300)
@@ -23,34 +44,31 @@ function(orvspc_test_program name label)
     set(timeout 1800)
   endif()
   cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})
-  add_executable(${name} ${arg_SOURCES})
-  orvspc_unity(${name})
-  target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gtest GTest::gtest_main)
-  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
-  target_compile_options(${name} PRIVATE ${test_options})
-  target_compile_definitions(${name} PRIVATE ${test_definitions})
+  orvspc_test_executable(${name} SOURCES ${arg_SOURCES} LINK ${arg_LINK})
   if(ORVSPC_POSTGRESQL AND name MATCHES "test_(engine|threads|host|script)")
     target_link_libraries(${name} PRIVATE orvspc_postgres)
     target_compile_definitions(${name} PRIVATE ORVSPC_POSTGRESQL)
-  endif()
-  if(TARGET orvspc AND "orvspc_cli" IN_LIST arg_LINK)
-    add_dependencies(${name} orvspc)
   endif()
   if(ORVSPC_TEST_PER_CASE)
     # The folder goes before the name, since a suite may live in two programs.
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}." PROPERTIES
                          LABELS "${label}" TIMEOUT ${timeout})
   else()
-    # The longest first and in pieces, so that no processor waits for it at the end.
+    # The longest first and in pieces, so that no processor waits for it at the end. In the short
+    # form every third test of test_host, most of which start the program as a process.
     set(pieces 1)
+    set(step 1)
     if(name STREQUAL test_host)
       set(pieces 6)
+      if(NOT ORVSPC_SLOW_TESTS)
+        set(step 3)
+      endif()
     endif()
-    foreach(piece RANGE 1 ${pieces})
-      math(EXPR index "${piece} - 1")
+    math(EXPR last "${pieces} - 1")
+    foreach(piece RANGE 0 ${last} ${step})
       add_test(NAME ${name}.${piece} COMMAND ${name} --gtest_brief=1)
       set_tests_properties(${name}.${piece} PROPERTIES
-          ENVIRONMENT "GTEST_TOTAL_SHARDS=${pieces};GTEST_SHARD_INDEX=${index}"
+          ENVIRONMENT "GTEST_TOTAL_SHARDS=${pieces};GTEST_SHARD_INDEX=${piece}"
           COST ${pieces} LABELS "${label}" TIMEOUT 1800)
     endforeach()
   endif()
@@ -91,7 +109,7 @@ foreach(dir engine engine/chunks engine/store engine/audit engine/charts engine/
   orvspc_tests(${dir} orvspc_embedded)
 endforeach()
 orvspc_tests(engine/studies orvspc_studies orvspc_embedded)
-if(ORVSPC_SLOW_TESTS)
+if(ORVSPC_SLOW_TESTS AND NOT ORVSPC_TEST_OBJECTS)
   target_sources(test_engine_studies_slow PRIVATE
                  ${PROJECT_SOURCE_DIR}/tests/engine/studies/simulated_runs.cpp)
 endif()
@@ -103,7 +121,9 @@ foreach(dir host script threads)
   orvspc_tests(${dir} orvspc_cli)
 endforeach()
 # Of the component for Windows, what is plain C++.
-target_sources(test_host PRIVATE ${PROJECT_SOURCE_DIR}/host/windows/engine/Objects.cpp)
+if(NOT ORVSPC_TEST_OBJECTS)
+  target_sources(test_host PRIVATE ${PROJECT_SOURCE_DIR}/host/windows/engine/Objects.cpp)
+endif()
 
 # Failures of a server, which tests/postgres/run.sh stops and starts on the way: no test of ctest.
 if(ORVSPC_POSTGRESQL)
@@ -111,22 +131,21 @@ if(ORVSPC_POSTGRESQL)
   set(slow ${sources})
   list(FILTER slow INCLUDE REGEX "_slow_test\\.cpp$")
   list(FILTER sources EXCLUDE REGEX "_slow_test\\.cpp$")
-  set(programs test_postgres)
-  add_executable(test_postgres ${sources})
+  set(link orvspc_cli orvspc_postgres)
+  orvspc_test_executable(test_postgres SOURCES ${sources} LINK ${link})
+  target_compile_definitions(test_postgres PRIVATE ORVSPC_POSTGRESQL)
   if(ORVSPC_SLOW_TESTS)
-    list(APPEND programs test_postgres_slow)
-    add_executable(test_postgres_slow ${slow})
+    orvspc_test_executable(test_postgres_slow SOURCES ${slow} LINK ${link})
+    target_compile_definitions(test_postgres_slow PRIVATE ORVSPC_POSTGRESQL)
   endif()
-  foreach(name IN LISTS programs)
-    target_link_libraries(${name} PRIVATE orvspc_cli orvspc_postgres GTest::gtest
-                          GTest::gtest_main)
-    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
-    target_compile_options(${name} PRIVATE ${test_options})
-    target_compile_definitions(${name} PRIVATE ${test_definitions} ORVSPC_POSTGRESQL)
-    if(TARGET orvspc)
-      add_dependencies(${name} orvspc)
-    endif()
-  endforeach()
+endif()
+
+if(ORVSPC_TEST_OBJECTS)
+  get_property(objects GLOBAL PROPERTY orvspc_test_objects)
+  list(TRANSFORM objects REPLACE "^${ORVSPC_TEST_OBJECTS}/" "" OUTPUT_VARIABLE named)
+  add_custom_target(test_objects
+                    COMMAND ${CMAKE_COMMAND} --build ${ORVSPC_TEST_OBJECTS} --target ${named}
+                    BYPRODUCTS ${objects} USES_TERMINAL)
 endif()
 
 # The floors, checked by the linker: a program of every object of a floor and of the floors before

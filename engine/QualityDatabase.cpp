@@ -3,10 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <cstdint>
-#include <iomanip>
-#include <sstream>
 #include <utility>
 
 #include "engine/catalogue/References.h"
@@ -204,71 +201,6 @@ const std::vector<SettingKind>& SettingKinds() {
       {"require_by", "no", "whether who changes something must be named (--by)", {"no", "yes"}},
   };
   return kinds;
-}
-
-const std::vector<ChartOptionKind>& ChartOptionKinds() {
-  static const std::vector<ChartOptionKind> kinds = {
-      {store::kLimitsOption, "limits of charts of counts", {"sigma", "probability"}},
-      {store::kAlphaOption, "risk of a false signal of probability limits", {}, 0.0001, 0.1},
-      {store::kSigmaOption, "sigma of charts with moving ranges", {"usual", "ar1"}},
-      {"chart.steps", "whether notes say where the mean may have changed", {"no", "yes"}},
-      {"ewma.weight", "weight of the newest point", {}, 0.0, 1.0, true},
-      {"ewma.width", "half width of the limits in sigmas", {}, 0.0, 6.0, true},
-      {"ewma.limits", "limits of each point, or as after many", {"exact", "asymptotic"}},
-      {"cusum.k", "reference value in sigmas", {}, 0.0, 3.0},
-      {"cusum.h", "decision interval in sigmas", {}, 0.0, 50.0, true},
-      {"cusum.head-start", "of both arms, in sigmas; below cusum.h", {}, 0.0, 50.0},
-      {"laney.floor", "whether a sigma z below 1 is 1", {"no", "yes"}},
-      {"steps.penalty", "what a step must gain, times ln N", {}, 1.0, 20.0},
-      {"steps.least", "points between two steps", {}, 2.0, 1000.0, false, true},
-      {"short-run.kind", "deviations, or these in sigmas of the part", {"deviation", "z"}},
-      {"short-run.sigma", "of z", {"by-part", "constant", "relative", "stored"}},
-      {"short-run.nominal", "what parts are compared with", {"target", "mean"}},
-      {"short-run.spread", "graph 2 of subgroups", {"auto", "range", "deviation"}},
-      {"group.group-threshold", "longest time inside a group", {}, 0.0, INT32_MAX, false, true},
-      {"group.spread", "graph 2 of subgroups", {"auto", "range", "deviation"}},
-      {"t2.alpha", "risk of a false signal", {}, 1e-6, 0.5},
-      {"t2.per-variable", "whether alpha is that of one variable", {"no", "yes"}},
-      {"t2.covariance", "of single vectors", {"sample", "successive"}},
-      {"mewma.weight", "weight of the newest point", {}, 0.01, 1.0},
-      {"mewma.arl0", "mean points to a false signal", {}, 2.0, 1e6},
-      {"mewma.limits", "covariance as after many points, or of each", {"asymptotic", "exact"}},
-      {"mewma.covariance", "of single vectors", {"sample", "successive"}},
-      {"acf.lags", "how many lags", {}, 1.0, 10000.0, false, true},
-      {"acf.tested", "lags of the test", {}, 1.0, 10000.0, false, true},
-      {"acf.level", "confidence of the bounds of a correlation", {}, 0.5, 0.9999},
-      {"ar1.phi", "known dependence on the point before", {}, -0.999, 0.999},
-      {"ar1.mean", "known mean", {}, -1e300, 1e300, true},
-      {"ar1.sigma", "known standard deviation of the residuals", {}, 0.0, 1e300, true},
-  };
-  return kinds;
-}
-
-const ChartOptionKind* FindChartOptionKind(std::string_view key) {
-  const auto& kinds = ChartOptionKinds();
-  const auto found = std::ranges::find(kinds, key, &ChartOptionKind::key);
-  return found == kinds.end() ? nullptr : &*found;
-}
-
-std::string ChartOptionKind::Refusal(std::string_view value) const {
-  if (value == store::kDefaultOption) return {};
-  std::string takes;
-  for (const auto& word : words) {
-    if (word == value) return {};
-    takes.append(takes.empty() ? "" : ", ").append(word);
-  }
-  if (words.empty()) {
-    double given = 0.0;
-    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), given);
-    const bool is_number = error == std::errc() && end == value.data() + value.size();
-    const bool fits = !is_whole || given == std::trunc(given);
-    if (is_number && fits && given <= high && (low_is_open ? given > low : given >= low)) return {};
-    std::ostringstream bounds;
-    bounds << std::setprecision(10) << (is_whole ? "a whole number " : "a number ")
-           << (low_is_open ? "above " : "from ") << low << " to " << high;
-    takes = bounds.str();
-  }
-  return std::string(key) + " takes " + takes + " or default, not \"" + std::string(value) + "\"";
 }
 
 const SettingKind* FindSettingKind(std::string_view name) {

@@ -23,6 +23,7 @@ header  curl/curl.h   libcurl4-openssl-dev
 test_needs="
 command ccache        ccache
 command clang++       clang
+command ld.lld        lld
 command clang-tidy-14    clang-tidy-14
 command clang-format-14  clang-format-14
 command python3       python3

@@ -69,7 +69,7 @@ class AttributeRun : public ChartRun<AttributeRun, AttributeTable, AttributePlan
 
   bool keeps_counts_ = false;
   std::vector<double> counts_;  // only where they are kept
-  std::vector<double> units_;   // behind a rate: units or opportunities; 0 where not known
+  std::vector<double> units_;   // that a rate is of, or opportunities; 0 where not known
   std::array<std::vector<statistics::PointLimits>, 2> ewma_lines_;  // in force, calculated
 };
 

@@ -321,19 +321,19 @@ void VariableRun::NoteSteps(store::Store& store, std::size_t s) {
   };
   const auto asked = chosen(kStepsOption);
   if (!notes_misfit_ || !asked || asked->value != kYes || !rows_.Counts(s)) return;
-  std::vector<double> values;
-  std::vector<std::size_t> places;
-  for (auto place = stream.begin; NotesLevels() && place < stream.end; ++place) {
-    if (!table_.IsUsed(place) || !std::isfinite(points_[0][place])) continue;
-    values.push_back(points_[0][place]);
-    places.push_back(place);
-  }
   const auto none = [&](bool applies, std::string_view text) {
     rows_.NoteIf(applies, store, s, "no-steps", rows_.Stretch(s) + std::string(text));
     return applies;
   };
-  if (none(!NotesLevels(), "Steps are looked for on charts of means and of single values.") ||
-      none(values.size() < statistics::kLeastForSteps,
+  if (none(!NotesLevels(), "Steps are looked for on charts of means and of single values.")) return;
+  std::vector<double> values;
+  std::vector<std::size_t> places;
+  for (auto place = stream.begin; place < stream.end; ++place) {
+    if (!table_.IsUsed(place) || !std::isfinite(points_[0][place])) continue;
+    values.push_back(points_[0][place]);
+    places.push_back(place);
+  }
+  if (none(values.size() < statistics::kLeastForSteps,
            "Steps are looked for in 20 points or more.") ||
       none(values.size() > statistics::kMostForSteps,
            "Steps are looked for in 20000 points or fewer.")) {

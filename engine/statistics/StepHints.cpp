@@ -55,8 +55,8 @@ StepHints HintsOfSteps(std::span<const double> values, double sigma, double pena
   }
   hints.of_points = CorrelationOfNeighbours(values, {}, values.front());
   hints.apart = CorrelationOfNeighbours(apart, {}, 0.0);
-  const double cost =
-      hints.penalty * std::min(1.0, kStepCost / penalty) * static_cast<double>(hints.steps.size());
+  const double cost = std::min(penalty, kStepCost) * std::log(static_cast<double>(values.size())) *
+                      static_cast<double>(hints.steps.size());
   hints.wanders = (values.size() >= kTested && hints.apart.P() < kSignificant) ||
                   (!hints.steps.empty() && !BeatAutoregression(values, apart, cost));
   return hints;

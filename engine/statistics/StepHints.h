@@ -18,11 +18,10 @@ inline constexpr double kUsualPenalty = 3.0;
 inline constexpr std::size_t kUsualLeast = 5;  // points between two steps
 
 struct StepHints {
-  std::vector<MeanStep> steps;  // of points in sigmas; also where they are no hints
-  std::vector<double> means;    // of the levels, one more than steps
-  double penalty = 0.0;         // that a gain must exceed
-  NeighbourCorrelation of_points,
-      apart;  // of the points, and of what they are apart from the levels
+  std::vector<MeanStep> steps;            // of points in sigmas; also where they are no hints
+  std::vector<double> means;              // of the levels, one more than steps
+  double penalty = 0.0;                   // that a gain must exceed
+  NeighbourCorrelation of_points, apart;  // the latter of what points are apart from the levels
   // The steps are no hints: what is left apart from the levels is correlated, or correlation of the
   // points explains them as well as the levels do.
   bool wanders = false;

@@ -107,9 +107,9 @@ struct AgreementStudy {
 // that an appraiser has; one with at most half as many decisions as the appraiser's fullest counts
 // only in Cohen's kappas and in wrong decisions, which need no whole trials. The notes
 // "trials-differ" and "part-trials" say so. No figures below 2 items; notes below 20 items and
-// below 50 decisions of an appraiser. Throws std::invalid_argument for an option out of its range,
-// or an order that lacks a category. Source   AIAG, Measurement Systems Analysis, 4th ed., III-C;
-// Fleiss, Nee & Landis, Psychological
+// below 50 decisions of an appraiser.
+// Throws std::invalid_argument for an option out of its range, or an order that lacks a category.
+// Source   AIAG, Measurement Systems Analysis, 4th ed., III-C; Fleiss, Nee & Landis, Psychological
 //          Bulletin 86 (1979); Kendall & Gibbons, Rank Correlation Methods, 5th ed.
 AgreementStudy StudyAgreement(const Decisions& decisions, const AgreementOptions& options = {});
 

@@ -67,7 +67,7 @@ void FindSignals(const Stretch& stretch, CountCapabilityStudy& study) {
   }
   const auto signals = std::ranges::count(study.signals, 1);
   study.stable = signals == 0;
-  if (study.stable) return;
+  if (signals == 0) return;
   study.notes.push_back(
       {"not-stable",
        std::to_string(signals) + (signals == 1 ? " point is" : " points are") +

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "engine/studies/Figures.h"
@@ -27,7 +28,7 @@ struct CountCapabilityStudy {
   // The rate of all subgroups up to each, and the chart: points beyond three sigmas.
   std::vector<double> cumulated;
   std::vector<std::uint8_t> signals;
-  bool stable = false;  // no used point is beyond; without limits false, and no signals
+  std::optional<bool> stable;  // no used point is beyond; empty without limits
   std::vector<Note> notes;
 };
 

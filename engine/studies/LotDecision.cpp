@@ -105,7 +105,7 @@ LotDecision DecideLot(const DoublePlan& plan, std::span<const LotSample> samples
   const auto first = lot.Of(plan.n1);
   const auto rule = ", the first sample refuses " + Number(plan.r1) + " or more";
   if (first.least >= plan.r1) return lot.Says(LotVerdict::Refuse, first.text + rule);
-  const auto last = ByLast(lot, plan.n1 + plan.n2, plan.c2);
+  auto last = ByLast(lot, plan.n1 + plan.n2, plan.c2);
   if (first.least > plan.c1 && last.verdict == LotVerdict::Refuse) return last;
   if (first.unsized > 0) {
     return lot.Says(LotVerdict::Undecided, first.text + rule + "; " + kUnknownSize);

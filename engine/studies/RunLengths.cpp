@@ -24,7 +24,7 @@ namespace {
 using platform::kNaN;
 using statistics::RunLength;
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
+using statistics::kInfinity;
 
 statistics::Sides SidesOf(Sided sided) {
   return sided == Sided::Two     ? statistics::Sides::Both

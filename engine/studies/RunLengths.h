@@ -12,10 +12,9 @@
 #include "platform/NaN.h"
 #include "platform/Reports.h"
 
-// How many points a chart takes to its first signal: of cusum, EWMA, MEWMA, Shewhart
-// charts with run rules, and the cusum of counts. No data are needed. Points are independent and
-// the parameters are those of the process: limits that were estimated from few subgroups have other
-// run lengths.
+// How many points a chart takes to its first signal: of cusum, EWMA, MEWMA, Shewhart charts with
+// run rules, and the cusum of counts. No data are needed. Points are independent and the parameters
+// are those of the process: limits that were estimated from few subgroups have other run lengths.
 namespace orvspc::studies {
 
 // Which signals count.

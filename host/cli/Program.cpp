@@ -103,10 +103,8 @@ std::string Help(const Command& command, const Arguments& arguments, std::size_t
 }
 
 void CheckExpect(const Command& command, const Arguments& arguments) {
-  const auto takes_it = [&](const Option& each) { return each.name == kExpect.name; };
   const auto& words = arguments.Positional();
-  if (words.empty() || std::ranges::none_of(command.options, takes_it)) return;
-  if (!arguments.Has(kExpect)) return;
+  if (words.empty() || !arguments.Has(kExpect)) return;
   for (const auto& each : kVersioned) {
     if (each.command == command.name && (each.verb.empty() || each.verb == words[0])) return;
   }

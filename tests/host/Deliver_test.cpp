@@ -278,8 +278,8 @@ TEST_F(DeliverTest, TheFilesOfTheUserAndOfTheVariable) {
   std::filesystem::rename(folder_.File("hooks.conf"), folder_.File("config/orvspc/hooks.conf"));
   Raise(1);
   const auto run = [&](const std::string& variables) {
-    return std::system(("cd '" + folder_.Path() + "' && " + variables +
-                        " '" ORVSPC_PROGRAM "' deliver --db '" + Database() + "' >out 2>err")
+    return std::system(("cd '" + folder_.Path() + "' && " + variables + " '" + ProgramPath() +
+                        "' deliver --db '" + Database() + "' >out 2>err")
                            .c_str());
   };
   const auto file = folder_.File("config/orvspc/hooks.conf");

@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "tests/host/StoreFolder.h"
+#include "tests/host/program_path.h"
 
 // The installed program as a user runs it: each run is a process of its own.
 namespace orvspc::host {
@@ -36,10 +37,10 @@ class ProgramTest : public testing::Test {
   // have it.
   Outcome Run(const std::string& arguments, const std::string& piped = "/dev/null") {
     std::map<std::string, std::string> addresses;
-    const std::string line =
-        "cd '" + folder_.Path() + "' && cat " + piped +
-        " | ASAN_OPTIONS=detect_leaks=0 ORVSPC_HOOKS= COLUMNS=120 '" ORVSPC_PROGRAM "' " +
-        WithAddresses(arguments, addresses) + " >out 2>err";
+    const std::string line = "cd '" + folder_.Path() + "' && cat " + piped +
+                             " | ASAN_OPTIONS=detect_leaks=0 ORVSPC_HOOKS= COLUMNS=120 '" +
+                             ProgramPath() + "' " + WithAddresses(arguments, addresses) +
+                             " >out 2>err";
     const int raw = std::system(line.c_str());
     Outcome outcome{WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, Text(folder_.File("out")),
                     Text(folder_.File("err"))};

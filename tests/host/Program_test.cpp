@@ -88,7 +88,7 @@ TEST_F(Program, SeveralImportsAtATimeAreAllStored) {
       csv += name + ",Lathe,Length," + std::to_string(line) + ",2024-03-" +
              std::to_string(10 + line % 20) + "T00:00:00," + std::to_string(line % 7) + "\n";
     Write(name + ".csv", csv);
-    all += " & { '" ORVSPC_PROGRAM "' " +
+    all += " & { '" + ProgramPath() + "' " +
            WithAddresses("import " + name + ".csv --db q.db >" + name, addresses) +
            " 2>&1; echo $? >>" + name + "; }";
   }
@@ -544,7 +544,8 @@ TEST_F(Program, ImportPrintsNotesAboutLinesThatItStored) {
 }
 
 TEST_F(Program, HelpThatCannotBeWrittenIsAFailure) {
-  const int raw = std::system("'" ORVSPC_PROGRAM "' chart --help >/dev/full 2>/dev/null");
+  const int raw =
+      std::system(("'" + ProgramPath() + "' chart --help >/dev/full 2>/dev/null").c_str());
   EXPECT_EQ(WEXITSTATUS(raw), 1);
 }
 

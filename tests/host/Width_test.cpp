@@ -283,8 +283,8 @@ TEST_F(ListWidth, ListsObeyTheTerminal) {
     for (const char* what : {"", "parts", "settings", "groups"}) {
       std::map<std::string, std::string> addresses;
       const std::string command =
-          "cd '" + folder_.Path() + "' && COLUMNS=" + std::to_string(columns) +
-          " '" ORVSPC_PROGRAM "' " +
+          "cd '" + folder_.Path() + "' && COLUMNS=" + std::to_string(columns) + " '" +
+          host::ProgramPath() + "' " +
           WithAddresses(std::string("list --db q.db ") + what, addresses) + " >out";
       ASSERT_EQ(std::system(command.c_str()), 0);
       std::istringstream lines(host::Text(folder_.File("out")));

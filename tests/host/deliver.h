@@ -10,6 +10,7 @@
 #include "platform/TimeText.h"
 #include "tests/host/ProgramTest.h"
 #include "tests/host/Receiver.h"
+#include "tests/host/program_path.h"
 
 namespace orvspc::host {
 
@@ -78,7 +79,7 @@ class DeliverTest : public ProgramTest {
 
   // Starts the program by itself, whose process can be killed.
   pid_t Start(const std::vector<std::string>& arguments) {
-    std::vector<std::string> words{ORVSPC_PROGRAM};
+    std::vector<std::string> words{ProgramPath()};
     words.insert(words.end(), arguments.begin(), arguments.end());
     const auto child = fork();
     if (child != 0) return child;

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "engine/schema/schema.h"
+#include "tests/host/program_path.h"
 #include "tests/postgres/server_fixture.h"
 
 // What fails on a server says why in one line, leaves nothing half stored, and shows no password.
@@ -133,8 +134,8 @@ TEST_F(ServerFailureTest, TheProgramPrintsNoPassword) {
   const auto out = folder_.File("out");
   const auto check = [&](const std::string& words) {
     // A word that is taken for a file may be made.
-    const auto line =
-        "cd '" + folder_.File("") + "' && '" ORVSPC_PROGRAM "' " + words + " >'" + out + "' 2>&1";
+    const auto line = "cd '" + folder_.File("") + "' && '" + host::ProgramPath() + "' " + words +
+                      " >'" + out + "' 2>&1";
     [[maybe_unused]] const int status = std::system(line.c_str());
     std::ifstream file(out);
     const std::string text{std::istreambuf_iterator<char>(file), {}};
@@ -185,7 +186,7 @@ TEST_F(ServerFailureTest, AnImportThatWaitsShowsNoPassword) {
     });
   });
   has_begun.get_future().wait();
-  const auto line = "script -qec \"'" ORVSPC_PROGRAM "' import '" + file + "' --db '" +
+  const auto line = "script -qec \"'" + host::ProgramPath() + "' import '" + file + "' --db '" +
                     As("postgres:hush") + "'\" '" + out + "' >/dev/null 2>&1";
   EXPECT_EQ(std::system(line.c_str()), 0);
   other.join();

@@ -16,6 +16,7 @@
 
 #include "engine/schema/schema.h"
 #include "engine/sql/address.h"
+#include "tests/host/program_path.h"
 #include "tests/postgres/server_fixture.h"
 
 // A reading that loses its connection is begun once more on a new one, whatever it has read or
@@ -367,8 +368,8 @@ TEST_F(ServerLossTest, AChartThatLosesItsConnectionIsTheSame) {
   db_.reset();
   const auto out = folder_.File("chart");
   const auto chart = [&] {
-    const auto line = "'" ORVSPC_PROGRAM "' chart --part A --test T --format json --db '" + Path() +
-                      "' >'" + out + "' 2>&1";
+    const auto line = "'" + host::ProgramPath() + "' chart --part A --test T --format json --db '" +
+                      Path() + "' >'" + out + "' 2>&1";
     [[maybe_unused]] const int status = std::system(line.c_str());
     std::ifstream file(out);
     return std::string{std::istreambuf_iterator<char>(file), {}};
@@ -452,8 +453,8 @@ TEST_F(ServerLossTest, TheNextReadingSeesWhatAnotherProgramChanged) {
   const auto part = Id(ItemKind::Part, "A"), test = Id(ItemKind::Test, "T");
   const auto other_program = [&](const std::string& csv, const std::string& kind) {
     WriteFile(folder_.File("other.csv"), csv);
-    const auto line = "'" ORVSPC_PROGRAM "' import '" + folder_.File("other.csv") + "' --kind " +
-                      kind + " --db '" + Path() + "' >/dev/null 2>&1";
+    const auto line = "'" + host::ProgramPath() + "' import '" + folder_.File("other.csv") +
+                      "' --kind " + kind + " --db '" + Path() + "' >/dev/null 2>&1";
     ASSERT_EQ(std::system(line.c_str()), 0);
   };
   for (int round = 1; round <= 10; ++round) {

@@ -95,8 +95,8 @@ void CheckOneStream(const std::vector<render::SubgroupRow>& rows) {
   std::vector<std::string> items, options;
   const auto check = [&](bool is_several, const char* items_text, const char* option) {
     if (!is_several) return;
-    items.push_back(items_text);
-    options.push_back(option);
+    items.emplace_back(items_text);
+    options.emplace_back(option);
   };
   check(several(&render::SubgroupRow::part), "parts", "--part");
   check(several(&render::SubgroupRow::prcs), "processes", "--process");

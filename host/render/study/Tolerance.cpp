@@ -127,9 +127,8 @@ std::string CountCapabilityJson(const CountCapabilityDocument& document, const N
                               study.cumulated);
                    WriteMarks(to, study.signals);
                    to.Members("Count", study.bad, "Units", study.units, "Used", study.subgroups);
-                   // Neither stable nor a signal: the chart has no limits.
-                   if (study.stable || std::ranges::count(study.signals, 1) > 0) {
-                     to.Member("Stable", study.stable);
+                   if (study.stable) {
+                     to.Member("Stable", *study.stable);
                    } else {
                      to.NullMember("Stable");
                    }

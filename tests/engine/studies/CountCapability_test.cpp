@@ -64,7 +64,7 @@ TEST(StudyCountCapability, NoBadUnitHasABoundOfZAndNoValue) {
   EXPECT_TRUE(std::isnan(study.z.value));
   EXPECT_TRUE(std::isnan(study.z.upper));
   EXPECT_NEAR(study.z.lower, -engine::statistics::NormalQuantile(study.rate.upper), 1e-12);
-  EXPECT_TRUE(study.stable);
+  EXPECT_EQ(study.stable, true);
   const auto defects = StudyCountCapability(Counts(none, sizes), Defects());
   // -ln(0.025)/1000
   EXPECT_NEAR(defects.rate.upper, -std::log(0.025) / 1000.0, 1e-12);
@@ -95,7 +95,7 @@ TEST(StudyCountCapability, CumulatesAndFindsSignals) {
   stretch.used.assign(25, 1);
   stretch.used[24] = 0;
   study = StudyCountCapability(stretch, {});
-  EXPECT_TRUE(study.stable);
+  EXPECT_EQ(study.stable, true);
   EXPECT_EQ(study.subgroups, 24);
   EXPECT_EQ(study.units, 2400.0);
   EXPECT_DOUBLE_EQ(study.rate.value, 0.05);

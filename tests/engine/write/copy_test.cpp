@@ -160,7 +160,7 @@ TEST_F(CopyTest, ADamagedPageOfTheSourceIsItsFailure) {
       some{.selection = CopySelection{FlatSelection().info, FlatSelection().Filter()},
            .progress = {}};
   int failures = 0;
-  for (std::size_t page = 0; page < bytes.size() / kPage; page += 3) {
+  for (std::size_t page = 0; page < bytes.size() / kPage; page += 7) {
     auto damaged = bytes;
     damaged[page * kPage + kPage / 2] = static_cast<char>(damaged[page * kPage + kPage / 2] ^ 1);
     WriteFile(Path(), damaged);
