@@ -217,6 +217,25 @@ TEST_F(LevelStudies, GroupNamesTheStreamsThatAreMissing) {
   EXPECT_EQ(row.back(), '2') << text;
 }
 
+TEST_F(LevelStudies, AStreamOfAGroupIsMissingWhereItHasNoSubgroupAndNowhereElse) {
+  std::vector<Row> rows;
+  for (std::size_t hour = 0; hour < 30; ++hour) {
+    for (std::size_t h = 0; h < 4; ++h) {
+      if (hour == 10 && h == 0) continue;
+      const double level = 10.0 + static_cast<double>(h);
+      rows.push_back({"Oil", "Head " + std::to_string(h + 1), 60 * hour + h, {level, level + 1.0}});
+    }
+  }
+  Import(rows);
+  const auto phase = PhasesOf("group")[0];
+  ASSERT_EQ(phase["Missing"].size(), 30U);
+  for (std::size_t g = 0; g < 30; ++g) {
+    EXPECT_EQ(phase["Missing"][g], g == 10 ? std::vector<int>{1} : std::vector<int>()) << g;
+  }
+  EXPECT_EQ(phase["Times"][10], TimeOf(601));
+  EXPECT_EQ(phase["Times"][29], TimeOf(29 * 60));
+}
+
 TEST_F(LevelStudies, GroupHasTheExtremesOfItsStreams) {
   ImportHeads(9);
   const auto found = Json("group --group-threshold 600");
