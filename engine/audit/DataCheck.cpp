@@ -346,7 +346,7 @@ class Checker {
     });
     if (stream == cache_.streams.end()) return;
     const auto time = static_cast<std::int32_t>(before->time.value_or(0));
-    auto then = Earlier(*std::move(before), place, changed.first, batch->second.seq);
+    auto then = Earlier(*std::move(before), place.subgroup, changed, batch->second.seq);
     store::NamesOfStream names{then.part, then.process, then.test};
     originals_.push_back(
         {stream->id,
@@ -602,16 +602,17 @@ class Checker {
     std::int64_t batch = 0;
     auto before = made.seq == 0 ? std::nullopt : BeforeOf(changed, batch);
     if (!before || batch != 0) return;
-    const auto then = Earlier(*std::move(before), place, changed.first, made.seq);
+    const auto then = Earlier(*std::move(before), place.subgroup, changed, made.seq);
     if (log::DigestOf(then) == made.digest) return;
     Find(Called(place) + ": entry " + std::to_string(changed.first) +
          " found something else than entry " + std::to_string(made.seq) + " stored");
   }
 
-  // With the names of an earlier entry.
-  log::CanonicalRecord Earlier(log::CanonicalRecord all, const Place& place, std::int64_t from,
-                               std::int64_t to) {
-    const auto merges = renamings_.MergesOf(place.subgroup, place.test);
+  // What the first change found, with the names of an earlier entry.
+  log::CanonicalRecord Earlier(log::CanonicalRecord all, std::int32_t subgroup,
+                               const Changed& changed, std::int64_t to) {
+    const auto from = changed.first;
+    const auto merges = renamings_.MergesOf(subgroup, changed.test, from);
     const auto back = [&](ItemKind kind, std::string& name) {
       name = std::string(renamings_.NameAt(kind, name, to, merges, from));
     };

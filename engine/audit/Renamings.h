@@ -27,15 +27,16 @@ class Renamings {
   void AddMerge(std::int64_t seq, catalogue::ItemKind kind, std::string before, std::string after,
                 std::int32_t from, std::int32_t into, const log::MovedRecords& moved) {
     all_.push_back({seq, kind, std::move(before), std::move(after), merges_.size()});
-    merges_.push_back({kind, from, into, moved});
+    merges_.push_back({seq, kind, from, into, moved});
   }
 
-  // Of a subgroup and test as they are now.
-  Merges MergesOf(std::int32_t subgroup, std::int32_t test) {
+  // Of the record that a subgroup and test had when an entry came: those before it.
+  Merges MergesOf(std::int32_t subgroup, std::int32_t test, std::int64_t entry = INT64_MAX) {
     if (merges_.empty()) return 0;
     found_.assign(merges_.size(), false);
     for (auto i = merges_.size(); i-- > 0;) {
       const auto& merge = merges_[i];
+      if (merge.seq >= entry) continue;
       using enum catalogue::ItemKind;
       const bool is_any = merge.kind == Part || merge.kind == Process;
       if (!merge.moved.Holds(is_any ? log::MovedRecords::kAnyTest : test, subgroup)) continue;
@@ -74,6 +75,7 @@ class Renamings {
     std::size_t merge;  // its place among the merges; kNone: only a name changed
   };
   struct Merge {
+    std::int64_t seq;
     catalogue::ItemKind kind;
     std::int32_t from, into;
     log::MovedRecords moved;

@@ -84,44 +84,6 @@ std::vector<std::int64_t> TakenOut(sql::Connection& db, const Batch& batch) {
   return entries;
 }
 
-// Where the values of a batch are. The newest are read first, and nothing before its oldest.
-Stored Find(sql::Connection& db, const Batch& batch) {
-  std::vector<std::int64_t> streams;
-  for (sql::Query query(db, "SELECT id FROM stream ORDER BY id DESC"); query.Step();) {
-    streams.push_back(query.Int64(0));
-  }
-  Stored found;
-  auto left = batch.records;
-  for (const auto stream : streams) {
-    if (left == 0) break;
-    OfStream here{stream, {}};
-    store::StreamWalk(db, stream, false, INT32_MIN, INT32_MAX)
-        .ForEach([&](const store::RecordView& view) {
-          if (view.Batch() != batch.id) return true;
-          if (view.Entry() != 0) {
-            found.changes.push_back(view.Entry());
-            found.changed_subgroups.insert(view.Subgroup());
-          } else {
-            here.keys.push_back(view.Key());
-          }
-          return --left != 0;
-        });
-    std::ranges::reverse(here.keys);
-    if (!here.keys.empty()) found.streams.push_back(std::move(here));
-  }
-  if (left != 0) {
-    const auto gone = TakenOut(db, batch);
-    found.changes.insert(found.changes.end(), gone.begin(), gone.end());
-  }
-  return found;
-}
-
-using Names = std::set<std::pair<ItemKind, std::int32_t>>;
-
-// Labels of subgroups by part and process, and by time and identifier.
-using Subgroups = std::map<std::pair<std::int32_t, std::int32_t>,
-                           std::map<std::pair<std::int32_t, std::int32_t>, std::string>>;
-
 // Where records are that have the identifiers of their subgroups alone.
 void FindSubgroupsOf(sql::Connection& db, std::span<StoredRecord> records) {
   std::vector<StoredRecord*> sorted;
@@ -140,6 +102,55 @@ void FindSubgroupsOf(sql::Connection& db, std::span<StoredRecord> records) {
     }
   });
 }
+
+// Where the values of a batch are. The newest are read first, and nothing before its oldest.
+Stored Find(sql::Connection& db, const Batch& batch) {
+  std::vector<std::pair<std::int64_t, std::int32_t>> streams;
+  for (sql::Query query(db, "SELECT id, test FROM stream ORDER BY id DESC"); query.Step();) {
+    streams.emplace_back(query.Int64(0), query.Int(1));
+  }
+  const LaterNames names(db, batch.entry);
+  Stored found;
+  auto left = batch.records;
+  for (const auto& [stream, test] : streams) {
+    if (left == 0) break;
+    OfStream here{stream, {}};
+    std::vector<StoredRecord> with_entries;
+    store::StreamWalk(db, stream, false, INT32_MIN, INT32_MAX)
+        .ForEach([&](const store::RecordView& view) {
+          if (view.Batch() != batch.id) return true;
+          if (view.Entry() != 0) {
+            with_entries.push_back(StoredRecordOf(view));
+          } else {
+            here.keys.push_back(view.Key());
+          }
+          return --left != 0;
+        });
+    FindSubgroupsOf(db, with_entries);
+    for (auto& record : with_entries) {
+      record.test = test;
+      if (IsAsLeft(db, record, 0, names)) {
+        here.keys.push_back({record.subgroup.time, record.subgroup.id});
+      } else {
+        found.changes.push_back(record.entry);
+        found.changed_subgroups.insert(record.subgroup.id);
+      }
+    }
+    std::ranges::sort(here.keys);
+    if (!here.keys.empty()) found.streams.push_back(std::move(here));
+  }
+  if (left != 0) {
+    const auto gone = TakenOut(db, batch);
+    found.changes.insert(found.changes.end(), gone.begin(), gone.end());
+  }
+  return found;
+}
+
+using Names = std::set<std::pair<ItemKind, std::int32_t>>;
+
+// Labels of subgroups by part and process, and by time and identifier.
+using Subgroups = std::map<std::pair<std::int32_t, std::int32_t>,
+                           std::map<std::pair<std::int32_t, std::int32_t>, std::string>>;
 
 class ValuesUndo {
  public:
@@ -359,7 +370,7 @@ void ValuesUndo::ForgetTypes() {
 UndoneBatch UndoValues(log::Writing& writing, const Batch& batch, bool keep_changed) {
   auto& db = writing.Db();
   const auto stored = Find(db, batch);
-  if (!stored.changes.empty() && !keep_changed) RefuseChanged(batch, stored.changes);
+  CheckChanged(batch, stored.changes, keep_changed, !stored.streams.empty());
   UndoneBatch undone;
   undone.report.kept = static_cast<std::int64_t>(stored.changes.size());
   ValuesUndo undo(writing, batch);

@@ -23,8 +23,8 @@ std::vector<ListedImport> ReadImports(sql::Connection& db);
 //                subgroup has a record of it that is kept
 //   flags, comments  of a batch of these: "restore" for each record that has the flag again that it
 //                had, "comment-remove" for each comment
-//   Refused      unknown, undone already, of another kind; what was changed or taken out since,
-//                unless this is kept
+//   Refused      unknown, undone already, of another kind; what was changed or taken out since and
+//                is not as the batch left it, unless this is kept and others are left
 UndoneBatch UndoBatch(log::Writing& writing, std::int64_t id, bool keep_changed,
                       std::optional<std::int64_t> expected);
 

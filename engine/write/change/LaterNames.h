@@ -18,13 +18,16 @@ class LaterNames {
   // entry 0: what merged items have become.
   LaterNames(sql::Connection& db, std::int64_t entry);
 
-  // The item that was called so at that time; empty: none that is known.
-  std::optional<std::int32_t> Find(ItemKind kind, std::string_view name) const;
+  // The item that was called so at that time, or at that of a later entry; empty: none that is
+  // known.
+  std::optional<std::int32_t> Find(ItemKind kind, std::string_view name,
+                                   std::int64_t later = 0) const;
   // What the item is now that had this identifier.
   std::int32_t Now(ItemKind kind, std::int32_t id) const;
 
  private:
   struct Change {
+    std::int64_t entry = 0;
     ItemKind kind;
     std::int32_t id = 0;
     std::string name;       // before

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "engine/chunks/chunk.h"
+#include "engine/write/change/LaterNames.h"
+#include "engine/write/change/StoredRecord.h"
 #include "platform/Batches.h"
 
 // What those who undo batches share.
@@ -29,7 +31,15 @@ struct UndoneBatch {
 };
 
 [[noreturn]] void RefuseBatch(const Batch& batch, const char* code, const std::string& text);
+// Throws Refused where records were changed, unless these are to be kept and others are left:
 // "batch 88: 3 of 4,120 records were changed since (entries 311, 312, 340); --keep-changed ..."
-[[noreturn]] void RefuseChanged(const Batch& batch, std::vector<std::int64_t> entries);
+void CheckChanged(const Batch& batch, std::vector<std::int64_t> entries, bool keep_changed,
+                  bool others_left);
+
+// Whether a record is as a batch left it: nothing changed it since, or it was changed back. last is
+// the latest entry of the batch about it, 0 where the batch brought it; names are those since the
+// batch.
+bool IsAsLeft(sql::Connection& db, const StoredRecord& now, std::int64_t last,
+              const LaterNames& names);
 
 }  // namespace orvspc::engine::change

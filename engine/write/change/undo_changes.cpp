@@ -21,10 +21,17 @@ namespace {
 struct ChangeByBatch {
   std::int32_t subgroup = 0, test = 0;  // of a record, as the item is now
   std::int64_t comment = 0;             // of a comment
-  std::int64_t entry = 0;               // its first one about it
+  std::int64_t entry = 0, last = 0;     // its first and its latest one about it
   std::int32_t flag = 0;                // before that
   std::int64_t changed = 0;             // the newest entry of somebody else since; 0: none
 };
+
+bool IsChangedBack(sql::Connection& db, const ChangeByBatch& change, const LaterNames& names) {
+  const auto subgroup = FindSubgroup(db, change.subgroup);
+  if (!subgroup) return false;
+  const auto now = ReadRecords(db, *subgroup, change.test);
+  return !now.empty() && IsAsLeft(db, now.front(), change.last, names);
+}
 
 // The entries of the batch lie in a row before that about itself, which names the first.
 std::vector<ChangeByBatch> ChangesOf(sql::Connection& db, const Batch& batch) {
@@ -34,7 +41,7 @@ std::vector<ChangeByBatch> ChangesOf(sql::Connection& db, const Batch& batch) {
     if (query.Step()) first = log::ReadJson(query.Text(0)).value("first", first);
   }
   const LaterNames names(db, batch.entry);
-  std::map<std::pair<std::int32_t, std::int32_t>, ChangeByBatch> records;
+  std::map<std::pair<std::int32_t, std::int32_t>, ChangeByBatch> records;  // by the test of then
   std::map<std::int64_t, ChangeByBatch> comments;
   sql::Query query(db,
                    "SELECT seq, object, before FROM log WHERE seq >= ?1 AND seq < ?2 ORDER BY seq",
@@ -58,11 +65,14 @@ std::vector<ChangeByBatch> ChangesOf(sql::Connection& db, const Batch& batch) {
       now.test = change.test;
       const auto version = std::max(VersionOf(db, object), VersionOf(db, now.Object()));
       change.changed = version > batch.entry ? version : 0;
-      records.try_emplace({change.subgroup, change.test}, change);
+      records.try_emplace({change.subgroup, test}, change).first->second.last = change.entry;
     }
   }
   std::vector<ChangeByBatch> all;
-  for (const auto& [place, change] : records) all.push_back(change);
+  for (auto& [place, change] : records) {
+    if (change.changed != 0 && IsChangedBack(db, change, names)) change.changed = 0;
+    all.push_back(change);
+  }
   for (const auto& [comment, change] : comments) all.push_back(change);
   return all;
 }
@@ -76,7 +86,7 @@ UndoneBatch UndoChanges(log::Writing& writing, const Batch& batch, bool keep_cha
   for (const auto& each : all) {
     if (each.changed != 0) changed.push_back(each.changed);
   }
-  if (!changed.empty() && !keep_changed) RefuseChanged(batch, changed);
+  CheckChanged(batch, changed, keep_changed, changed.size() < all.size());
   UndoneBatch undone;
   undone.report.kept = static_cast<std::int64_t>(changed.size());
   std::map<std::int64_t, TouchedStream> streams;

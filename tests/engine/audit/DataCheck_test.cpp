@@ -82,6 +82,25 @@ class DataCheckTest : public StoreTest {
     return digest;
   }
   std::int64_t Head() { return Data().LogHead().seq; }
+  // One by one, or as a batch.
+  void Store(const std::vector<NewRecord>& records, bool as_batch) {
+    if (!as_batch) {
+      for (const auto& each : records) Data().Record(each, {"Ann", ""}, NewNames::Create);
+      return;
+    }
+    auto batch = Data().Begin({"Ann", ""}, {NewNames::Create, "", false});
+    for (const auto& each : records) batch.Add(each);
+    batch.Commit();
+  }
+  std::int32_t SubgroupOf(const std::string& label) {
+    std::int32_t found = 0;
+    Opened()->ReadOrThrow([&](sql::Connection& db) {
+      store::ForEachSubgroup(db, 1, INT32_MAX, [&](const store::SubgroupFacts& each) {
+        if (each.label == label) found = each.id;
+      });
+    });
+    return found;
+  }
 
   // Changes a record as nobody may: with its checksum, and without an entry.
   void Tamper(std::int32_t subgroup, const std::function<void(StoredRecord&)>& change) {
@@ -443,6 +462,55 @@ TEST_F(DataCheckTest, WhatWasTakenOutOfTestsThatBecameOneIsProvedByItsOwnEntry) 
   ExpectWhole();
   Tamper(id, [](StoredRecord& each) { each.values[0] = 77; });
   EXPECT_EQ(OnlyFind(), "#1 T: differs from what entry " + std::to_string(last) + " stored");
+}
+
+// Of records whose lot becomes another one: each has a test, a lot, a label.
+TEST_F(DataCheckTest, WhatWasTakenOutHasTheMergesOfItsOwnTime) {
+  struct Sent {
+    const char *test, *lot, *label;
+  };
+  // What is taken out is of the test that becomes another one, then of that other one: there the
+  // subgroup has a record of the first, which comes to its place.
+  const struct {
+    const char* name;
+    std::vector<Sent> sent;
+    const char* taken_out;
+    std::int64_t left;
+  } cases[] = {
+      {"of the test that goes", {{"L", "old", "1"}, {"D", "L1", "2"}, {"L", "L1", "3"}}, "L", 2},
+      {"of the test that stays", {{"D", "old", "1"}, {"L", "L1", "1"}, {"D", "L1", "3"}}, "D", 2}};
+  std::int64_t records = 0;
+  int number = 0;
+  for (const auto& each : cases) {
+    for (const bool as_batch : {false, true}) {
+      SCOPED_TRACE(std::string(each.name) + (as_batch ? ", of a batch" : ""));
+      const auto own = " " + std::to_string(++number);
+      std::vector<NewRecord> sent;
+      for (const auto& one : each.sent) {
+        auto record = RecordOf(one.test + own, {10, 11});
+        record.label = one.label + own;
+        record.time = 1'700'000'000 + 60 * (one.label[0] - '0');
+        record.context["lot"] = one.lot + own;
+        sent.push_back(record);
+      }
+      Store(sent, as_batch);
+      Data().Merge(ItemKind::Lot, "old" + own, "L1" + own, Why());
+      ExpectWhole();
+      Data().DeleteSubgroups({SubgroupOf("1" + own)}, Id(ItemKind::Test, each.taken_out + own),
+                             Why());
+      const auto deleted = Head();
+      ExpectWhole();
+      Data().Merge(ItemKind::Test, "L" + own, "D" + own, Why());
+      const auto check = Check();
+      EXPECT_TRUE(check.finds.empty()) << check.finds.front();
+      records += each.left;
+      EXPECT_EQ(check.records, records);
+      if (each.taken_out[0] != 'L') continue;
+      Data().Restore(deleted, Why());
+      ExpectWhole();
+      ++records;
+    }
+  }
 }
 
 TEST_F(DataCheckTest, WhatAnImportBroughtAfterARecordWasTakenOutIsProved) {

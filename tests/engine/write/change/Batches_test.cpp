@@ -29,6 +29,11 @@ std::set<std::string> NamesInUse(const QualityDatabase& data) {
 class BatchesTest : public store::StoreTest {
  protected:
   static ChangeOptions Why() { return BecauseOf("wrong file"); }
+  static ImportOptions ForAReason() {
+    ImportOptions options;
+    options.reason = "tool broke";
+    return options;
+  }
   UndoReport Undo(std::int64_t batch, bool keep_changed = false) {
     return Data().UndoImport(batch, keep_changed, Why());
   }
@@ -138,6 +143,75 @@ TEST_F(BatchesTest, WhatWasChangedSinceIsListedAndMayBeKept) {
   EXPECT_EQ(report.kept, 1);
   EXPECT_EQ(report.names, 0);
   EXPECT_EQ(Data().CountedItems(ItemKind::Test)[0].subgroups, 1);
+}
+
+TEST_F(BatchesTest, AnImportIsUndoneAfterThatOfItsFlags) {
+  Import(kFirst);
+  const auto digest = DigestOf(Db());
+  const auto names = NamesInUse(Data());
+  const auto values = Import(kSecond).batch;
+  const auto flags =
+      Import("flag,subgroup\ndisabled,#3\ndisabled,#4\n", ImportKind::Flags, ForAReason()).batch;
+  Data().Rename(ItemKind::Lot, "L2", "Lot 2", Why());
+  Undo(flags);
+  Data().Merge(ItemKind::Lot, "Lot 2", "L1", Why());
+  const auto report = Undo(values);
+  EXPECT_EQ(report.records, 3);
+  EXPECT_EQ(report.kept, 0);
+  EXPECT_EQ(DigestOf(Db()), digest);
+  EXPECT_EQ(NamesInUse(Data()), names);
+  ExpectWhole();
+}
+
+TEST_F(BatchesTest, WhatWasChangedBackCountsAsUnchanged) {
+  const auto batch = Import(kFirst).batch;
+  const auto test = Id(ItemKind::Test, "T");
+  const auto deleted = Data().DeleteSubgroups({1}, test, Why()).at(0).version;
+  Data().Restore(deleted, Why());
+  Data().ChangeValue(2, test, {ValueChange::What::Set, 1, 0, 7}, Why());
+  const auto changed = Data().LogHead().seq;
+  Data().ChangeFlag({2}, {}, sfDisabled, Why());
+  const auto entry = Data().ChangeFlag({2}, {}, sfEnabled, Why()).at(0).version;
+  EXPECT_EQ(RefusalOf([&] { Undo(batch); }), "changed: batch " + std::to_string(batch) +
+                                                 ": 1 of 2 records were changed since (entries " +
+                                                 std::to_string(entry) +
+                                                 "); --keep-changed leaves these")
+      << "the value is another one, whatever the flag is";
+  Data().Restore(changed, Why());
+  SubgroupChange elsewhere;
+  elsewhere.label = "somewhere else";
+  Data().ChangeSubgroups({1}, {}, elsewhere, Why());
+  EXPECT_NE(RefusalOf([&] { Undo(batch); }).find(": 1 of 2 records"), std::string::npos);
+  elsewhere.label = "1";
+  Data().ChangeSubgroups({1}, {}, elsewhere, Why());
+  const auto report = Undo(batch);
+  EXPECT_EQ(report.records, 2);
+  EXPECT_EQ(report.kept, 0);
+  EXPECT_TRUE(NamesInUse(Data()).empty());
+  ExpectWhole();
+}
+
+TEST_F(BatchesTest, AnImportOfWhichAllWasChangedIsNotUndone) {
+  const auto batch = Import(kFirst).batch;
+  const auto changed = Data().ChangeFlag({1, 2}, {}, sfDisabled, Why());
+  ASSERT_EQ(changed.size(), 2U);
+  const auto flags =
+      Import("flag,subgroup\nincomplete,#1\n", ImportKind::Flags, ForAReason()).batch;
+  const auto entry = Data().ChangeFlag({1}, {}, sfDisabled, Why()).at(0).version;
+  const auto head = Data().LogHead().seq;
+  for (const bool keep_changed : {false, true}) {
+    EXPECT_EQ(RefusalOf([&] { Undo(batch, keep_changed); }),
+              "changed: batch " + std::to_string(batch) +
+                  ": 2 of 2 records were changed since (entries " +
+                  std::to_string(changed[1].version) + ", " + std::to_string(entry) +
+                  "); no other is left to undo");
+    EXPECT_EQ(RefusalOf([&] { Undo(flags, keep_changed); }),
+              "changed: batch " + std::to_string(flags) +
+                  ": 1 of 1 record was changed since (entries " + std::to_string(entry) +
+                  "); no other is left to undo");
+  }
+  for (const auto& each : Data().Imports()) EXPECT_EQ(each.state, "stored") << each.id;
+  EXPECT_EQ(Data().LogHead().seq, head);
 }
 
 TEST_F(BatchesTest, ADryRunUndoesNothing) {
@@ -275,7 +349,7 @@ TEST_F(BatchesTest, DescriptorsOfSharedSubgroupsGoWithTheImportThatBroughtThem) 
 TEST_F(BatchesTest, DescriptorsOfADeletedRecordComeBackAlsoAfterAnUndo) {
   const auto first = Import(
                          "part,process,test,subgroup,time,value,descriptor:Colour\n"
-                         "A,P,T,1,2024-01-01,1,red\n")
+                         "A,P,T,1,2024-01-01,1,red\nA,P,T,9,2024-01-09,1,\n")
                          .batch;
   const auto second = Import(kSecond).batch;
   const auto test = Id(ItemKind::Test, "T");
@@ -284,7 +358,9 @@ TEST_F(BatchesTest, DescriptorsOfADeletedRecordComeBackAlsoAfterAnUndo) {
   Data().Restore(entry, Why());
   EXPECT_EQ(CountOf("subgroup_descriptor"), 1) << "red of the first import, which stands";
   const auto again = Data().DeleteSubgroups({1}, test, Why()).at(0).version;
-  EXPECT_EQ(Undo(first, true).kept, 1);
+  const auto report = Undo(first, true);
+  EXPECT_EQ(report.records, 1);
+  EXPECT_EQ(report.kept, 1);
   EXPECT_EQ(CountOf("subgroup_descriptor"), 0);
   Data().Restore(again, Why());
   EXPECT_EQ(CountOf("subgroup_descriptor"), 1) << "and of one that does not";
@@ -364,6 +440,43 @@ TEST_F(BatchesTest, FlagsAreAgainWhatTheyWereBeforeTheirImport) {
   EXPECT_EQ(DigestOf(Db()), digest);
   EXPECT_EQ(Data().Log().back().operation, "undo");
   EXPECT_EQ(Data().Imports()[0].state, "undone");
+  ExpectWhole();
+}
+
+TEST_F(BatchesTest, ImportsOfFlagsAreUndoneOneAfterTheOther) {
+  Import(kFirst);
+  const auto before = DigestOf(Db());
+  const auto first =
+      Import("flag,subgroup\ndisabled,#1\ndisabled,#2\n", ImportKind::Flags, ForAReason()).batch;
+  const auto between = DigestOf(Db());
+  const auto second =
+      Import("flag,subgroup\nenabled,#1\nincomplete,#2\n", ImportKind::Flags, ForAReason()).batch;
+  EXPECT_EQ(Undo(second).records, 2);
+  EXPECT_EQ(DigestOf(Db()), between);
+  EXPECT_EQ(Undo(first).records, 2);
+  EXPECT_EQ(DigestOf(Db()), before);
+  ExpectWhole();
+}
+
+// The subgroup had two tests, of which one record was deleted before they became one.
+TEST_F(BatchesTest, FlagsOfTestsThatBecameOneAreThoseOfTheirOwnRecords) {
+  Import(
+      "part,process,test,subgroup,time,value\n"
+      "A,P,L,1,2024-01-01,1\nA,P,D,1,2024-01-01,2\nA,P,D,2,2024-01-02,3\n");
+  const auto flags = Import("flag,subgroup\ndisabled,#1\n", ImportKind::Flags, ForAReason()).batch;
+  const auto deleted = Data().DeleteSubgroups({1}, Id(ItemKind::Test, "D"), Why()).at(0).version;
+  Data().Merge(ItemKind::Test, "L", "D", Why());
+  EXPECT_NE(RefusalOf([&] {
+              Undo(flags);
+            }).find("changed since (entries " + std::to_string(deleted) + ")"),
+            std::string::npos);
+  const auto report = Undo(flags, true);
+  EXPECT_EQ(report.records, 1);
+  EXPECT_EQ(report.kept, 1);
+  store::FlatSelection all;
+  const auto data = Select(all.info, all.Filter());
+  EXPECT_EQ(data.subgroups.size(), 2U);
+  EXPECT_EQ(std::ranges::count(data.subgroups, sfDisabled, &API_SubgroupData::Flag), 0);
   ExpectWhole();
 }
 
