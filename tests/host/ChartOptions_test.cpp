@@ -276,6 +276,9 @@ TEST_F(ChartOptions, WhatAnOptionDoesNotTakeIsMisuse) {
       {"mewma.arl0 1", "mewma.arl0 takes a number from 2 to 1000000 or default"},
       {"short-run.kind x", "short-run.kind takes deviation, z or default, not \"x\""},
       {"--graph 4 chart.limits sigma", "--graph takes 1, 2 or 3"},
+      {"--test Bad t2.alpha 0.01",
+       "t2.alpha is of several tests together: it goes with a part and process, not with a test"},
+      {"--part A --test Bad mewma.limits exact", "mewma.limits is of several tests together"},
       {"--part A approval two", "--part goes with options of charts such as chart.limits"},
   };
   for (const auto& row : rows) {
@@ -283,6 +286,7 @@ TEST_F(ChartOptions, WhatAnOptionDoesNotTakeIsMisuse) {
     EXPECT_EQ(outcome.status, 2) << row.words;
     EXPECT_NE(outcome.err.find(row.says), std::string::npos) << row.words << ": " << outcome.err;
   }
+  Set("--part A --process P t2.alpha 0.01");
   EXPECT_EQ(Run("set --db q.db --part Nobody chart.limits sigma").status, 1);
   EXPECT_NE(Run("set --help").out.find("chart.limits"), std::string::npos);
 }
