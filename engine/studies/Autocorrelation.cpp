@@ -123,8 +123,8 @@ void SetResiduals(const Stretch& stretch, double phi, double mean, Ar1Study& stu
   }
 }
 
-Figure SigmaOf(const std::vector<double>& residuals) {
-  Figure sigma{kNaN, "MR-est", kD2, 0, 0};
+Figure SigmaOf(const std::vector<double>& residuals, std::int64_t left) {
+  Figure sigma{kNaN, "MR-est", kD2, 0, left};
   double sum = 0.0;
   std::int64_t ranges = 0;
   for (std::size_t i = 0; i < residuals.size(); ++i) {
@@ -218,7 +218,7 @@ Ar1Study StudyAr1(const Stretch& stretch, const std::optional<Ar1Parameters>& kn
   }
   SetResiduals(stretch, study.phi.value, study.mean.value, study);
   auto residuals = Picked(study.residuals, base);
-  if (!known) study.sigma = SigmaOf(residuals);
+  if (!known) study.sigma = SigmaOf(residuals, study.phi.left);
   if (study.sigma.value > 0.0) {
     study.upper = 3.0 * study.sigma.value;
     study.lower = -study.upper;

@@ -239,6 +239,23 @@ TEST_F(ChartOptions, EveryStudyTakesStoredOptionsUnlessTheCommandGivesThem) {
             "database");
 }
 
+TEST_F(ChartOptions, WhatADatabaseLacksOfTheParametersOfAr1IsNamed) {
+  const std::string study = "study ar1 --db q.db --part A --test Width";
+  const auto refused = [&](const std::string& options, const std::string& line) {
+    const auto outcome = Run(study + options);
+    EXPECT_EQ(outcome.status, 2) << options;
+    EXPECT_NE(outcome.err.find(line), std::string::npos) << options << ": " << outcome.err;
+  };
+  Set("ar1.phi 0.5");
+  refused("", "the database has ar1.phi without ar1.mean and ar1.sigma");
+  Set("ar1.sigma 2");
+  refused("", "the database has ar1.phi and ar1.sigma without ar1.mean");
+  refused(" --mean 3", "--phi, --mean and --sigma go together");
+  EXPECT_EQ(Run(study + " --phi 0.4 --mean 3 --sigma 2").status, 0);
+  Set("ar1.mean 3");
+  EXPECT_EQ(Run(study).status, 0);
+}
+
 TEST_F(ChartOptions, StreamsOfOneStudyMustAgree) {
   Set("--part A --test Width cusum.h 4");
   const auto both = Run("study cusum --db q.db --test Width");

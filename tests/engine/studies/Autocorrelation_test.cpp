@@ -192,10 +192,25 @@ TEST(StudyAr1, AFrozenPhaseIsJudgedByItsFirstPoints) {
   EXPECT_EQ(study.upper, base.upper);
   EXPECT_EQ(study.phi.used, 100);
   EXPECT_EQ(study.phi.left, 40);
+  EXPECT_EQ(study.sigma.used, 100);
+  EXPECT_EQ(study.sigma.left, 40);
   EXPECT_EQ(study.ljung_box.p, base.ljung_box.p);
   EXPECT_EQ(std::ranges::count(study.signals, 1), std::ranges::count(base.signals, 1) + 40);
   stretch.phase.freeze_after = 40;
   EXPECT_TRUE(Has(StudyAr1(stretch).notes, "too-few"));
+}
+
+TEST(StudyAr1, SigmaSaysHowManyPointsAreLeftOutAsPhiDoes) {
+  auto values = SeriesAround10(0.5, 60);
+  values[30] = kNaN;
+  auto stretch = Points(values);
+  stretch.used.assign(60, 1);
+  stretch.used[10] = stretch.used[11] = 0;
+  const auto study = StudyAr1(stretch);
+  EXPECT_EQ(study.phi.used, 57);
+  EXPECT_EQ(study.phi.left, 3);
+  EXPECT_EQ(study.sigma.used, 57);
+  EXPECT_EQ(study.sigma.left, 3);
 }
 
 TEST(StudyAr1, ALateShockIsASignal) {
