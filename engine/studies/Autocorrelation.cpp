@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "engine/charts/Estimates.h"
 #include "engine/statistics/Autoregression.h"
 #include "engine/statistics/Distributions.h"
 #include "engine/statistics/Estimators.h"
@@ -68,9 +69,21 @@ std::vector<double> Picked(const std::vector<double>& column,
   return values;
 }
 
+// Every point that counts has a stored sigma.
+bool HasStoredSigma(const Stretch& stretch) {
+  bool any = false;
+  for (std::size_t i = 0; i < stretch.stored_sigmas.size(); ++i) {
+    if (!stretch.IsUsed(i) || std::isnan(stretch.points[i])) continue;
+    if (std::isnan(stretch.stored_sigmas[i])) return false;
+    any = true;
+  }
+  return any;
+}
+
 // What the limits of a chart of these points are made of.
 statistics::LimitsFrom LimitsFromOf(const Stretch& stretch) {
   const auto& name = stretch.sp.name;
+  if (name == charts::kWidenedName || HasStoredSigma(stretch)) return statistics::LimitsFrom::Other;
   const bool moving =
       name.empty() ? IsOfSingles(stretch) : name.starts_with(statistics::kMovingRangeName);
   return moving ? statistics::LimitsFrom::MovingRanges : statistics::LimitsFrom::Subgroups;

@@ -48,6 +48,10 @@ void NeedTogether(const Arguments& arguments, const std::optional<double>& phi,
 
 int RunAcf(const Arguments& arguments, Console& console) {
   studies::AcfOptions asked;
+  // The note on correlated neighbours says what the limits of the chart are.
+  studies::ReadOptions read;
+  read.chart_sigma = true;
+  read.limits = true;
   const auto take = [&](StudyOptions& options) {
     asked.lags = options.Get("Lags", kLags);
     asked.tested = options.Get("Tested", kTested);
@@ -57,7 +61,8 @@ int RunAcf(const Arguments& arguments, Console& console) {
       arguments, console, "acf", render::AcfJson, render::MakeAcfView, take,
       [&](render::AcfDocument& filled) {
         filled.Fill([&](const auto& stretch) { return studies::StudyAcf(stretch, asked); });
-      });
+      },
+      read);
 }
 
 int RunAr1(const Arguments& arguments, Console& console) {

@@ -88,6 +88,21 @@ TEST(StudyAcf, TheNoteSaysWhatTheLimitsOfTheChartAreMadeOf) {
   EXPECT_NE(text().find("inside the subgroups"), std::string::npos);
 }
 
+TEST(StudyAcf, TheNoteBlamesNoLimitsThatAreStoredOrWidened) {
+  auto stretch = Points(SeriesAround10(0.6, 300));
+  const auto text = [&] { return NoteOf(StudyAcf(stretch), "correlated").text; };
+  stretch.sp.name = "MR-est ar1";
+  EXPECT_TRUE(text().ends_with(").")) << text();
+  stretch.sp.name = "MR-est";
+  stretch.stored_sigmas.assign(300, 1.0);
+  EXPECT_TRUE(text().ends_with(").")) << text();
+  stretch.stored_sigmas[7] = kNaN;
+  EXPECT_NE(text().find("too narrow"), std::string::npos) << "those of one point are calculated";
+  stretch.used.assign(300, 1);
+  stretch.used[7] = 0;
+  EXPECT_TRUE(text().ends_with(").")) << text();
+}
+
 // Pairs by hand: 3 is passed over, so that 5 follows 2; nothing pairs with the point without value.
 TEST(StudyAcf, UnusedPointsArePassedOverAndGapsLeavePairsOut) {
   auto stretch = Points({1, 2, 3, 5, kNaN, 4, 2, 6, 1, 3, 2, 5});
