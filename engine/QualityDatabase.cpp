@@ -753,9 +753,10 @@ std::int32_t QualityDatabase::ChangeChartOption(const StreamKey& of, std::int32_
                                                 const std::string& key, const std::string& value,
                                                 const ChangeOptions& options) {
   const auto* const kind = FindChartOptionKind(key);
-  const auto refusal = kind == nullptr          ? "there is no option of charts \"" + key + "\""
-                       : graph < 1 || graph > 3 ? "a chart has graphs 1 to 3"
-                                                : kind->Refusal(value);
+  auto refusal = kind == nullptr          ? "there is no option of charts \"" + key + "\""
+                 : graph < 1 || graph > 3 ? "a chart has graphs 1 to 3"
+                                          : kind->Refusal(value);
+  if (refusal.empty() && of.test != 0) refusal = kind->RefusalOfTest();
   if (!refusal.empty()) store::Refuse(*store::SqlStoreOf(*database_), refusal);
   std::int32_t id = 0;
   Change(*database_, options, [&](log::Writing& writing) {

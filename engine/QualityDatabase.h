@@ -202,8 +202,11 @@ struct ChartOptionKind {
   double low = 0.0, high = 0.0;         // of a number
   bool low_is_open = false;
   bool is_whole = false;
+  bool of_several = false;  // its study takes several tests together, so that it is of none alone
   // Why it does not take a value; empty when it does.
   std::string Refusal(std::string_view value) const;
+  // Why it does not take a test; empty when it does.
+  std::string RefusalOfTest() const;
 };
 const std::vector<ChartOptionKind>& ChartOptionKinds();
 // Null for an unknown key.

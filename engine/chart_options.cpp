@@ -15,6 +15,15 @@ namespace orvspc {
 
 using namespace engine;
 
+namespace {
+
+ChartOptionKind OfSeveral(ChartOptionKind kind) {
+  kind.of_several = true;
+  return kind;
+}
+
+}  // namespace
+
 const std::vector<ChartOptionKind>& ChartOptionKinds() {
   static const std::vector<ChartOptionKind> kinds = {
       {store::kLimitsOption, "limits of charts of counts", {"sigma", "probability"}},
@@ -47,13 +56,14 @@ const std::vector<ChartOptionKind>& ChartOptionKinds() {
       {"short-run.spread", "graph 2 of subgroups", {"auto", "range", "deviation"}},
       {"group.group-threshold", "longest time inside a group", {}, 0.0, INT32_MAX, false, true},
       {"group.spread", "graph 2 of subgroups", {"auto", "range", "deviation"}},
-      {"t2.alpha", "risk of a false signal", {}, 1e-6, 0.5},
-      {"t2.per-variable", "whether alpha is that of one variable", {"no", "yes"}},
-      {"t2.covariance", "of single vectors", {"sample", "successive"}},
-      {"mewma.weight", "weight of the newest point", {}, 0.01, 1.0},
-      {"mewma.arl0", "mean points to a false signal", {}, 2.0, 1e6},
-      {"mewma.limits", "covariance as after many points, or of each", {"asymptotic", "exact"}},
-      {"mewma.covariance", "of single vectors", {"sample", "successive"}},
+      OfSeveral({"t2.alpha", "risk of a false signal", {}, 1e-6, 0.5}),
+      OfSeveral({"t2.per-variable", "whether alpha is that of one variable", {"no", "yes"}}),
+      OfSeveral({"t2.covariance", "of single vectors", {"sample", "successive"}}),
+      OfSeveral({"mewma.weight", "weight of the newest point", {}, 0.01, 1.0}),
+      OfSeveral({"mewma.arl0", "mean points to a false signal", {}, 2.0, 1e6}),
+      OfSeveral(
+          {"mewma.limits", "covariance as after many points, or of each", {"asymptotic", "exact"}}),
+      OfSeveral({"mewma.covariance", "of single vectors", {"sample", "successive"}}),
       {"acf.lags", "how many lags", {}, 1.0, 10000.0, false, true},
       {"acf.tested", "lags of the test", {}, 1.0, 10000.0, false, true},
       {"acf.level", "confidence of the bounds of a correlation", {}, 0.5, 0.9999},
@@ -96,6 +106,12 @@ std::string ChartOptionKind::Refusal(std::string_view value) const {
     takes = bounds.str();
   }
   return std::string(key) + " takes " + takes + " or default, not \"" + std::string(value) + "\"";
+}
+
+std::string ChartOptionKind::RefusalOfTest() const {
+  if (!of_several) return {};
+  return std::string(key) +
+         " is of several tests together: it goes with a part and process, not with a test";
 }
 
 }  // namespace orvspc

@@ -86,6 +86,7 @@ std::int32_t VariableRun::Process(store::Store& store, API_DSInfo& info,
   MakeColumns(store);
   CompleteLimits(store, info, [&](VariableRun& run, API_DSInfo& whole) {
     auto again = options;
+    run.usual_sigma_ = usual_sigma_;
     again.ChartWord = plan_.word;
     again.ProcessingWord = 0;
     return run.Process(store, whole, filter, again);
@@ -165,9 +166,7 @@ void VariableRun::Estimate(store::Store& store, std::span<const double> sds) {
     if (state.no_basis) stream = streams[s];
     EstimateInput input;
     input.screen_moving = screen_moving;
-    const auto sigma =
-        store.ChartOption(stream.part, stream.process, stream.test, 1, store::kSigmaOption);
-    input.widen = sigma && sigma->value == store::kAr1Sigma;
+    input.widen = AsksToWiden(store, stream);
     input.base = Part(points_[0], stream);
     input.ranges = Part(table_.ranges, stream);
     if (!sds.empty()) input.sds = sds.subspan(stream.begin, stream.Count());
@@ -274,6 +273,30 @@ void VariableRun::Judge(std::size_t graph, bool calculated) {
   }
 }
 
+bool VariableRun::AsksToWiden(store::Store& store, const ChartStream& stream) const {
+  if (usual_sigma_) return false;
+  const auto sigma =
+      store.ChartOption(stream.part, stream.process, stream.test, 1, store::kSigmaOption);
+  return sigma && sigma->value == store::kAr1Sigma;
+}
+
+bool VariableRun::HasStoredSigma(std::size_t s) const {
+  if (!rows_.HasStoredLimits()) return false;
+  const auto& stream = table_.Streams()[s];
+  const auto& limits = rows_.Of(s).limits;
+  auto latest = kNoRow;
+  for (auto place = stream.begin; place < stream.end; ++place) {
+    if (!table_.IsUsed(place) || std::isnan(points_[0][place])) continue;
+    const auto row = rows_.LimitRowAt(place);
+    if (row == kNoRow) return false;
+    if (row == latest) continue;
+    if (!GivesSigma(limits[static_cast<std::size_t>(row)], states_[s].estimates, plan_, 0))
+      return false;
+    latest = row;
+  }
+  return latest != kNoRow;
+}
+
 void VariableRun::AddNotes(store::Store& store) {
   constexpr double kLargestGoodCv = 0.3;
   for (const auto& [code, text] : plan_.notes) store::AddNote(code, text);
@@ -283,6 +306,8 @@ void VariableRun::AddNotes(store::Store& store) {
       rows_.NoteIf(applies, store, s, code, text);
     };
     const bool counts = rows_.Counts(s);
+    const bool asks = notes_misfit_ && counts && AsksToWiden(store, table_.Streams()[s]);
+    const bool is_stored = asks && plan_.kinds[0] != ChartKind::PreControl && HasStoredSigma(s);
     note(state.no_basis && counts && plan_.kinds[0] != ChartKind::PreControl, "phase-short",
          rows_.Stretch(s) + "Fewer than 2 points count here, so there are no calculated limits.");
     note(!state.no_basis && plan_.kinds[0] != ChartKind::PreControl &&
@@ -290,11 +315,11 @@ void VariableRun::AddNotes(store::Store& store) {
          "no-sigma",
          rows_.Stretch(s) +
              "There is nothing to estimate sigma from, so there are no calculated limits.");
-    note(
-        state.estimates.not_widened && counts, "not-widened",
-        rows_.Stretch(s) +
-            "Limits widened for correlated points need 50 of them and moving ranges; these are the "
-            "usual ones.");
+    note(asks && (is_stored || state.estimates.not_widened), "not-widened",
+         rows_.Stretch(s) +
+             (is_stored ? "The stored limits hold; --sigma ar1 widens none of them."
+                        : "Limits widened for correlated points need 50 of them and moving ranges; "
+                          "these are the usual ones."));
     note(state.no_cusum && counts, "no-cusum",
          "A cusum counts in sigmas: without one above 0 there is none.");
     note(state.estimates.overflow || table_.overflows.In(table_.Streams()[s]), "overflow",
@@ -357,14 +382,14 @@ void VariableRun::NoteSteps(store::Store& store, std::size_t s) {
 
 void VariableRun::NoteNeighbours(store::Store& store, std::size_t s) {
   if (!NotesLevels()) return;
-  if (states_[s].estimates.sp.name == kWidenedName) return;
   const auto& stream = table_.Streams()[s];
   const auto& estimates = states_[s].estimates;
   const auto neighbours = statistics::CorrelationOfNeighbours(
       Part(points_[0], stream), Part(table_.Used(), stream), estimates.mean);
-  const auto from = statistics::IsFromMovingRanges(estimates.sp)
-                        ? statistics::LimitsFrom::MovingRanges
-                        : statistics::LimitsFrom::Subgroups;
+  using statistics::LimitsFrom;
+  const auto from = estimates.sp.name == kWidenedName || HasStoredSigma(s) ? LimitsFrom::Other
+                    : statistics::IsFromMovingRanges(estimates.sp) ? LimitsFrom::MovingRanges
+                                                                   : LimitsFrom::Subgroups;
   for (const auto& note :
        statistics::NotesOnNeighbours(neighbours, from, [&] { return JudgesRuns(store, stream); })) {
     rows_.NoteIf(true, store, s, note.code, rows_.Stretch(s) + note.text);

@@ -35,6 +35,8 @@ class VariableRun : public ChartRun<VariableRun, PointTable, ChartPlan, Variable
                        const API_CCVarOptions& options);
   // Forgets the run.
   void Clear();
+  // For who has an option of his own for sigma: that of charts is not read.
+  void TakeUsualSigma() { usual_sigma_ = true; }
 
  private:
   friend ChartRun;
@@ -45,6 +47,10 @@ class VariableRun : public ChartRun<VariableRun, PointTable, ChartPlan, Variable
   void MakeMovingRanges();
   void MakeMovingAverages();
   bool MakePreControl();
+  // Whether the options of a stream ask for limits that are widened for correlated points.
+  bool AsksToWiden(store::Store& store, const ChartStream& stream) const;
+  // Every point that counts in a stretch is judged by a stored row with a sigma.
+  bool HasStoredSigma(std::size_t s) const;
   void AddNotes(store::Store& store);
   // Graph 1 has means or single values, and its notes are wanted.
   bool NotesLevels() const;
@@ -63,6 +69,7 @@ class VariableRun : public ChartRun<VariableRun, PointTable, ChartPlan, Variable
   std::vector<AverageWindow> windows_;  // moving average
   WithinPieces within_;
   std::vector<std::uint32_t> zone_marks_;  // of a pre-control chart
+  bool usual_sigma_ = false;               // see TakeUsualSigma
 };
 
 }  // namespace orvspc::engine::charts

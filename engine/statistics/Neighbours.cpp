@@ -70,12 +70,14 @@ std::vector<Note> NotesOnNeighbours(const NeighbourCorrelation& correlation, Lim
                                     const std::function<bool()>& judges_runs) {
   if (correlation.count < kFewest || !(correlation.P() < kByChance)) return {};
   const bool positive = correlation.r1 > 0.0;
-  std::string text = "Neighbours are correlated (r1 = " + Rounded(correlation.r1) + "): ";
+  std::string text = "Neighbours are correlated (r1 = " + Rounded(correlation.r1) + ")";
   if (from == LimitsFrom::MovingRanges) {
-    text += std::string("limits from moving ranges are too ") + (positive ? "narrow" : "wide") +
+    text += std::string(": limits from moving ranges are too ") + (positive ? "narrow" : "wide") +
             " by the factor " + Rounded(correlation.Factor()) + ".";
+  } else if (from == LimitsFrom::Subgroups) {
+    text += ": limits from inside the subgroups do not show how far their means wander.";
   } else {
-    text += "limits from inside the subgroups do not show how far their means wander.";
+    text += ".";
   }
   std::vector<Note> notes{{"correlated", text, {}}};
   if (positive && judges_runs()) {

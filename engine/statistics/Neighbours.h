@@ -30,8 +30,8 @@ struct NeighbourCorrelation {
 NeighbourCorrelation CorrelationOfNeighbours(std::span<const double> points,
                                              std::span<const std::uint8_t> used, double near);
 
-// What limits are made of.
-enum class LimitsFrom { MovingRanges, Subgroups };
+// What limits are made of. Other: they are stored, or widened for the correlation.
+enum class LimitsFrom { MovingRanges, Subgroups, Other };
 
 // The notes "correlated" and, where the correlation is positive and rules look for runs,
 // "runs-expected". Nothing below 25 points, or where chance alone gives such a correlation in more

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "engine/charts/Estimates.h"
 #include "engine/statistics/Autoregression.h"
 #include "engine/statistics/Distributions.h"
 #include "engine/statistics/Estimators.h"
@@ -68,9 +69,21 @@ std::vector<double> Picked(const std::vector<double>& column,
   return values;
 }
 
+// Every point that counts has a stored sigma.
+bool HasStoredSigma(const Stretch& stretch) {
+  bool any = false;
+  for (std::size_t i = 0; i < stretch.stored_sigmas.size(); ++i) {
+    if (!stretch.IsUsed(i) || std::isnan(stretch.points[i])) continue;
+    if (std::isnan(stretch.stored_sigmas[i])) return false;
+    any = true;
+  }
+  return any;
+}
+
 // What the limits of a chart of these points are made of.
 statistics::LimitsFrom LimitsFromOf(const Stretch& stretch) {
   const auto& name = stretch.sp.name;
+  if (name == charts::kWidenedName || HasStoredSigma(stretch)) return statistics::LimitsFrom::Other;
   const bool moving =
       name.empty() ? IsOfSingles(stretch) : name.starts_with(statistics::kMovingRangeName);
   return moving ? statistics::LimitsFrom::MovingRanges : statistics::LimitsFrom::Subgroups;
@@ -123,8 +136,8 @@ void SetResiduals(const Stretch& stretch, double phi, double mean, Ar1Study& stu
   }
 }
 
-Figure SigmaOf(const std::vector<double>& residuals) {
-  Figure sigma{kNaN, "MR-est", kD2, 0, 0};
+Figure SigmaOf(const std::vector<double>& residuals, std::int64_t left) {
+  Figure sigma{kNaN, "MR-est", kD2, 0, left};
   double sum = 0.0;
   std::int64_t ranges = 0;
   for (std::size_t i = 0; i < residuals.size(); ++i) {
@@ -218,7 +231,7 @@ Ar1Study StudyAr1(const Stretch& stretch, const std::optional<Ar1Parameters>& kn
   }
   SetResiduals(stretch, study.phi.value, study.mean.value, study);
   auto residuals = Picked(study.residuals, base);
-  if (!known) study.sigma = SigmaOf(residuals);
+  if (!known) study.sigma = SigmaOf(residuals, study.phi.left);
   if (study.sigma.value > 0.0) {
     study.upper = 3.0 * study.sigma.value;
     study.lower = -study.upper;

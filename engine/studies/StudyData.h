@@ -81,6 +81,8 @@ struct ReadOptions {
   // The chart that the points are those of: graph 1 is means, medians or single values. 0: what
   // suits the data.
   std::int32_t chart_word = 0;
+  // Sigma of measurements as the option of charts has it, which may widen it for correlated points.
+  bool chart_sigma = false;
   bool counts = false;  // tests of defects or defectives, and a chart word of theirs
   bool joins_phases = false;
   bool limits = false;  // targets and stored sigmas, of measurements

@@ -76,6 +76,7 @@ StudyData ReadVariables(store::Store& store, API_DSInfo& info, std::span<const s
   const auto selected = info;
   charts::VariableRun run;
   run.NoteNoMisfit();
+  if (!options.chart_sigma) run.TakeUsualSigma();
   if (options.joins_phases) run.JoinPhases();
   API_CCVarOptions asked{};
   asked.ChartWord = options.chart_word;

@@ -271,9 +271,11 @@ std::string FormattedLaws(const render::LawsDocument& document, const Presentati
                                 : render::RenderCapabilityText(view, shown.text);
 }
 
-std::string FormattedSixpack(render::LawsDocument study, const Analysis& run) {
+std::string FormattedSixpack(render::LawsDocument study, Analysis& run) {
   render::SixpackDocument document{std::move(study), {}, {}};
   if (!document.capability.capability.capability.Empty()) {
+    // As the figures beside it, the chart takes sigma without regard to correlated points.
+    run.database.UseChartOptions({{"chart.sigma", "usual"}});
     document.chart = RunChart(run.database, run.select, std::make_shared<CCProcessing>());
     document.pieces = StreamsOf(run, {}, document.chart.notes);
   }

@@ -22,7 +22,8 @@ constexpr Option kOfOptions[] = {kPart, kProcess, kTest, kGraph};
 
 int SetChartOption(const Arguments& arguments, const ChartOptionKind& kind,
                    const std::string& value) {
-  const auto refusal = kind.Refusal(value);
+  auto refusal = kind.Refusal(value);
+  if (refusal.empty() && arguments.Has(kTest)) refusal = kind.RefusalOfTest();
   if (!refusal.empty()) throw Misuse(refusal);
   const auto graph = *arguments.Get(kGraph);
   if (graph < 1 || graph > 3) throw Misuse("--graph takes 1, 2 or 3");

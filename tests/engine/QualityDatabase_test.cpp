@@ -351,6 +351,19 @@ TEST_F(QualityDatabaseTest, SettingsFallBackAndRefuseWhatTheirReaderCannotUse) {
   EXPECT_NE(FailureOf([&] { Data().Setting("colour"); }), "");
 }
 
+TEST_F(QualityDatabaseTest, AnOptionOfSeveralTestsGoesWithNoneOfThem) {
+  auto stream = Stream("Shaft", "Lathe", "Width");
+  for (const std::string key : {"t2.alpha", "mewma.weight"}) {
+    const auto refused = FailureOf([&] { Data().ChangeChartOption(stream, 1, key, "0.1", {}); });
+    EXPECT_NE(refused.find(key + " is of several tests together"), std::string::npos) << refused;
+  }
+  EXPECT_TRUE(Data().ChartOptions().empty());
+  Data().ChangeChartOption(stream, 1, "ewma.weight", "0.1", {});
+  stream.test = 0;
+  Data().ChangeChartOption(stream, 1, "t2.alpha", "0.1", {});
+  EXPECT_EQ(Data().ChartOptions().size(), 2U);
+}
+
 TEST_F(QualityDatabaseTest, ShiftsFollowTheSettings) {
   Data().Set("shift_starts", "05:00 17:00");
   Data().Set("time_zone", "+01:00");

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "engine/QualityDatabase.h"
 #include "platform/TimeText.h"
@@ -36,6 +37,20 @@ class ChartOptions : public ProgramTest {
   void Set(const std::string& option) {
     const auto outcome = Run("set --db q.db " + option);
     EXPECT_EQ(outcome.status, 0) << outcome.err;
+  }
+  // 60 single values of part L with r1 = 0.551. Their moving ranges give sigma 3.864484675, those
+  // of the first 55 sigma 3.835129698.
+  void ImportLeaning() {
+    std::string values = "part,process,test,subgroup,time,value\n";
+    double value = 0.0;
+    for (int i = 0; i < 60; ++i) {
+      value = 0.9 * value + (i * 3 % 17 - 8);
+      values += "L,P,Width," + std::to_string(i + 1) + ",2024-01-0" + std::to_string(1 + i / 24) +
+                "T" + (i % 24 < 10 ? "0" : "") + std::to_string(i % 24) + ":00:00," +
+                std::to_string(value) + "\n";
+    }
+    Write("leaning.csv", values);
+    ASSERT_EQ(Run("import leaning.csv --db q.db").status, 0);
   }
   ParsedJson Chart(const std::string& part, const std::string& options = "") {
     return ParseJson(
@@ -129,6 +144,69 @@ TEST_F(ChartOptions, WidenedLimitsAreThoseOfThePointsAndNotOfTheirMovingRanges) 
   ASSERT_NE(first, std::string::npos) << text;
   EXPECT_EQ(text.find("(ar1)", first + 1), std::string::npos) << "graph 2 has another sigma";
   EXPECT_NE(text.find("limits not widened"), std::string::npos);
+}
+
+TEST_F(ChartOptions, StudiesAndSixPlotsKeepTheUsualSigmaWhereChartsAreWidened) {
+  ImportLeaning();
+  const std::string of = " --db q.db --part L --format ";
+  const std::string runs[] = {
+      "study ewma" + of + "json",
+      "study ewma --max 20" + of + "json",
+      "study cusum" + of + "json",
+      "capability --sixpack" + of + "svg",
+  };
+  const auto sigma = [&](const std::string& run) {
+    return ParseJson(Run(run).out).At("Streams[0].Phases[0].Sigma.Value").number;
+  };
+  EXPECT_NEAR(sigma(runs[0]), 3.864484675, 1e-6);
+  const auto same_as_before = [&] {
+    std::vector<std::string> before;
+    for (const auto& run : runs) before.push_back(Run(run).out);
+    Set("chart.sigma ar1");
+    for (std::size_t i = 0; i < before.size(); ++i) EXPECT_EQ(Run(runs[i]).out, before[i]) << i;
+    EXPECT_EQ(ParseJson(Run("chart --max 0" + of + "json").out).At("Streams[0].SP.Estimator").text,
+              "MR-est ar1");
+    Set("chart.sigma default");
+  };
+  same_as_before();
+  // Of the newest 20 points the limits are those of the first 55.
+  const auto phase =
+      Run("phase --db q.db add --part L --name Start --start 2024-01-01 --freeze-after 55 --by Ann "
+          "--reason 'as it was'");
+  ASSERT_EQ(phase.status, 0) << phase.err;
+  EXPECT_NEAR(sigma(runs[1]), 3.835129698, 1e-6);
+  same_as_before();
+}
+
+TEST_F(ChartOptions, NotesOnNeighboursKnowWhichLimitsTheChartHas) {
+  ImportLeaning();
+  const std::string of = " --db q.db --part L --format json --max 0";
+  // The codes of the notes, and the text of that on the correlation.
+  const auto notes = [&](const std::string& run) {
+    const auto document = ParseJson(Run(run + of).out);
+    std::string codes, text;
+    for (const auto& note : document.At("Notes").elements) {
+      const auto code = note.At("Code").text;
+      if (code == "limits-in-force") continue;
+      codes += code + " ";
+      if (code == "correlated") text = note.At("Text").text;
+    }
+    return codes + text;
+  };
+  const std::string correlated = "Neighbours are correlated (r1 = 0.551)";
+  const std::string narrow = "correlated runs-expected " + correlated +
+                             ": limits from moving ranges are too narrow by the factor 0.67.";
+  EXPECT_EQ(notes("chart"), narrow);
+  EXPECT_EQ(notes("study acf"), narrow);
+  Set("chart.sigma ar1");
+  EXPECT_EQ(notes("chart"), "correlated runs-expected " + correlated + ".");
+  EXPECT_EQ(notes("study acf"), "correlated runs-expected " + correlated + ".");
+  EXPECT_EQ(notes("chart --sigma usual"), narrow);
+  Write("l.csv", "part,process,test,mean,sp\nL,P,Width,-1,6\n");
+  ASSERT_EQ(Run("import l.csv --db q.db --kind control-limits").status, 0);
+  EXPECT_EQ(notes("chart"), "not-widened correlated runs-expected " + correlated + ".");
+  EXPECT_EQ(notes("chart --sigma usual"), "correlated runs-expected " + correlated + ".");
+  EXPECT_EQ(notes("study acf"), "correlated runs-expected " + correlated + ".");
 }
 
 TEST_F(ChartOptions, AChartNotesStepsWhereThatIsAskedForOrStored) {
@@ -239,6 +317,23 @@ TEST_F(ChartOptions, EveryStudyTakesStoredOptionsUnlessTheCommandGivesThem) {
             "database");
 }
 
+TEST_F(ChartOptions, WhatADatabaseLacksOfTheParametersOfAr1IsNamed) {
+  const std::string study = "study ar1 --db q.db --part A --test Width";
+  const auto refused = [&](const std::string& options, const std::string& line) {
+    const auto outcome = Run(study + options);
+    EXPECT_EQ(outcome.status, 2) << options;
+    EXPECT_NE(outcome.err.find(line), std::string::npos) << options << ": " << outcome.err;
+  };
+  Set("ar1.phi 0.5");
+  refused("", "the database has ar1.phi without ar1.mean and ar1.sigma");
+  Set("ar1.sigma 2");
+  refused("", "the database has ar1.phi and ar1.sigma without ar1.mean");
+  refused(" --mean 3", "--phi, --mean and --sigma go together");
+  EXPECT_EQ(Run(study + " --phi 0.4 --mean 3 --sigma 2").status, 0);
+  Set("ar1.mean 3");
+  EXPECT_EQ(Run(study).status, 0);
+}
+
 TEST_F(ChartOptions, StreamsOfOneStudyMustAgree) {
   Set("--part A --test Width cusum.h 4");
   const auto both = Run("study cusum --db q.db --test Width");
@@ -276,6 +371,9 @@ TEST_F(ChartOptions, WhatAnOptionDoesNotTakeIsMisuse) {
       {"mewma.arl0 1", "mewma.arl0 takes a number from 2 to 1000000 or default"},
       {"short-run.kind x", "short-run.kind takes deviation, z or default, not \"x\""},
       {"--graph 4 chart.limits sigma", "--graph takes 1, 2 or 3"},
+      {"--test Bad t2.alpha 0.01",
+       "t2.alpha is of several tests together: it goes with a part and process, not with a test"},
+      {"--part A --test Bad mewma.limits exact", "mewma.limits is of several tests together"},
       {"--part A approval two", "--part goes with options of charts such as chart.limits"},
   };
   for (const auto& row : rows) {
@@ -283,6 +381,7 @@ TEST_F(ChartOptions, WhatAnOptionDoesNotTakeIsMisuse) {
     EXPECT_EQ(outcome.status, 2) << row.words;
     EXPECT_NE(outcome.err.find(row.says), std::string::npos) << row.words << ": " << outcome.err;
   }
+  Set("--part A --process P t2.alpha 0.01");
   EXPECT_EQ(Run("set --db q.db --part Nobody chart.limits sigma").status, 1);
   EXPECT_NE(Run("set --help").out.find("chart.limits"), std::string::npos);
 }

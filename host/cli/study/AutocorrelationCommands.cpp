@@ -1,5 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <optional>
+#include <string>
+#include <vector>
+
 #include "host/cli/study/Study.h"
+#include "host/render/core/Text.h"
 #include "host/render/study/Autocorrelation.h"
 
 namespace orvspc::cli {
@@ -23,8 +28,30 @@ constexpr RealInside kSigma{
     true,
     true};
 
+// The options are resolved by the command alone before those of the database come in: where some
+// are there and the command has none, the database lacks the others.
+void NeedTogether(const Arguments& arguments, const std::optional<double>& phi,
+                  const std::optional<double>& mean, const std::optional<double>& sigma) {
+  std::vector<std::string> there, missing;
+  const auto add = [&](const Option& option, bool given) {
+    (given ? there : missing).push_back("ar1." + std::string(option.name));
+  };
+  add(kPhi, phi.has_value());
+  add(kMean, mean.has_value());
+  add(kSigma, sigma.has_value());
+  if (there.empty() || missing.empty()) return;
+  if (arguments.Has(kPhi) || arguments.Has(kMean) || arguments.Has(kSigma))
+    throw Misuse("--phi, --mean and --sigma go together");
+  throw Misuse("the database has " + render::Joined(there, " and ") + " without " +
+               render::Joined(missing, " and "));
+}
+
 int RunAcf(const Arguments& arguments, Console& console) {
   studies::AcfOptions asked;
+  // The note on correlated neighbours says what the limits of the chart are.
+  studies::ReadOptions read;
+  read.chart_sigma = true;
+  read.limits = true;
   const auto take = [&](StudyOptions& options) {
     asked.lags = options.Get("Lags", kLags);
     asked.tested = options.Get("Tested", kTested);
@@ -34,7 +61,8 @@ int RunAcf(const Arguments& arguments, Console& console) {
       arguments, console, "acf", render::AcfJson, render::MakeAcfView, take,
       [&](render::AcfDocument& filled) {
         filled.Fill([&](const auto& stretch) { return studies::StudyAcf(stretch, asked); });
-      });
+      },
+      read);
 }
 
 int RunAr1(const Arguments& arguments, Console& console) {
@@ -44,8 +72,8 @@ int RunAr1(const Arguments& arguments, Console& console) {
     phi = options.Get("Phi", kPhi);
     mean = options.Get("Mean", kMean);
     sigma = options.Get("Sigma", kSigma);
+    NeedTogether(arguments, phi, mean, sigma);
     known = phi && mean && sigma;
-    if (!known && (phi || mean || sigma)) throw Misuse("--phi, --mean and --sigma go together");
   };
   return RunOnStreams<render::Ar1Document>(
       arguments, console, "ar1", render::Ar1Json, render::MakeAr1View, take,

@@ -122,7 +122,6 @@ TEST(VariableRunNeighbours, LimitsAreWidenedByPhiAndMovingRangesStay) {
   auto store = Singles(values);
   const auto usual = Make(store, kIxMr);
   store.chart_options["chart.sigma"] = "ar1";
-  EXPECT_EQ(CodesOf(store, kIxMr), "");
   const auto widened = Make(store, kIxMr);
   const double phi = Autoregression(values).BestPhi();
   ASSERT_GT(phi, 0.4);
@@ -159,6 +158,70 @@ TEST(VariableRunNeighbours, WidenedLimitsNeed50PointsAndMovingRanges) {
   auto pairs = Pairs(Series(0.7, 120));
   pairs.chart_options["chart.sigma"] = "ar1";
   EXPECT_TRUE(CodesOf(pairs, kXbarR).starts_with("not-widened"));
+}
+
+// The text of the first such note of a chart; empty without one.
+std::string TextOf(FakeStore store, const std::string& code) {
+  TakeNotes();
+  Make(store, kIxMr);
+  for (const auto& note : TakeNotes()) {
+    if (note.code == code) return note.text;
+  }
+  return {};
+}
+
+TEST(VariableRunNeighbours, LimitsThatAreWidenedAreNotTooNarrowAndRunsAreStillExpected) {
+  auto store = Singles(Series(0.8, 60));
+  EXPECT_NE(TextOf(store, "correlated").find("too narrow"), std::string::npos);
+  store.chart_options["chart.sigma"] = "ar1";
+  EXPECT_EQ(CodesOf(store, kIxMr), "correlated runs-expected");
+  EXPECT_TRUE(TextOf(store, "correlated").ends_with(").")) << TextOf(store, "correlated");
+}
+
+TEST(VariableRunNeighbours, StoredLimitsAreNeitherWidenedNorFromMovingRanges) {
+  auto store = Singles(Series(0.8, 60));
+  store.Limit(10.0, 1.5, 1.5);
+  EXPECT_EQ(CodesOf(store, kIxMr), "correlated runs-expected");
+  EXPECT_TRUE(TextOf(store, "correlated").ends_with(").")) << TextOf(store, "correlated");
+  store.chart_options["chart.sigma"] = "ar1";
+  EXPECT_EQ(CodesOf(store, kIxMr), "not-widened correlated runs-expected");
+  EXPECT_EQ(TextOf(store, "not-widened"),
+            "The stored limits hold; --sigma ar1 widens none of them.");
+  // Too few points to widen anything: the same holds.
+  auto few = Singles(Series(0.8, 40));
+  few.Limit(10.0, 1.5, 1.5);
+  few.chart_options["chart.sigma"] = "ar1";
+  EXPECT_EQ(TextOf(few, "not-widened"), TextOf(store, "not-widened"));
+}
+
+TEST(VariableRunNeighbours, StoredLimitsOfSomePointsLeaveThoseOfTheOthers) {
+  auto later = Singles(Series(0.8, 60));
+  later.Limit(10.0, 1.5, 1.5, 300);
+  auto without_sigma = Singles(Series(0.8, 60));
+  without_sigma.Limit(10.0, 0.0, 0.0);
+  for (auto* const store : {&later, &without_sigma}) {
+    EXPECT_NE(TextOf(*store, "correlated").find("limits from moving ranges are too narrow"),
+              std::string::npos);
+    store->chart_options["chart.sigma"] = "ar1";
+    EXPECT_TRUE(TextOf(*store, "correlated").ends_with(").")) << TextOf(*store, "correlated");
+    EXPECT_EQ(TextOf(*store, "not-widened"), "");
+  }
+}
+
+TEST(VariableRunNeighbours, WhoTakesTheUsualSigmaHasItWhateverIsChosenForCharts) {
+  auto store = Singles(Series(0.7, 120));
+  const double usual = Make(store, kIxMr).estimates.sp.value;
+  store.chart_options["chart.sigma"] = "ar1";
+  ASSERT_GT(Make(store, kIxMr).estimates.sp.value, 1.1 * usual);
+  VariableRun run;
+  run.TakeUsualSigma();
+  API_DSInfo info{};
+  API_CCVarOptions options{};
+  options.ChartWord = kIxMr;
+  options.Constant = 2;
+  ASSERT_NE(run.Process(store, info, {}, options), 0);
+  EXPECT_EQ(run.EstimatesOf(0).sp.value, usual);
+  EXPECT_EQ(run.EstimatesOf(0).sp.name, "MR-est");
 }
 
 }  // namespace

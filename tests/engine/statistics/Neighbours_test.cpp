@@ -72,6 +72,7 @@ TEST(NotesOnNeighbours, NameTheFactorOfMovingRanges) {
             "Neighbours are correlated (r1 = -0.44): limits from moving ranges are too wide by "
             "the factor 1.2.");
   EXPECT_EQ(text(0.75, LimitsFrom::Subgroups).find("factor"), std::string::npos);
+  EXPECT_EQ(text(0.75, LimitsFrom::Other), "Neighbours are correlated (r1 = 0.75).");
 }
 
 }  // namespace

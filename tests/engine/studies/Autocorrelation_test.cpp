@@ -88,6 +88,21 @@ TEST(StudyAcf, TheNoteSaysWhatTheLimitsOfTheChartAreMadeOf) {
   EXPECT_NE(text().find("inside the subgroups"), std::string::npos);
 }
 
+TEST(StudyAcf, TheNoteBlamesNoLimitsThatAreStoredOrWidened) {
+  auto stretch = Points(SeriesAround10(0.6, 300));
+  const auto text = [&] { return NoteOf(StudyAcf(stretch), "correlated").text; };
+  stretch.sp.name = "MR-est ar1";
+  EXPECT_TRUE(text().ends_with(").")) << text();
+  stretch.sp.name = "MR-est";
+  stretch.stored_sigmas.assign(300, 1.0);
+  EXPECT_TRUE(text().ends_with(").")) << text();
+  stretch.stored_sigmas[7] = kNaN;
+  EXPECT_NE(text().find("too narrow"), std::string::npos) << "those of one point are calculated";
+  stretch.used.assign(300, 1);
+  stretch.used[7] = 0;
+  EXPECT_TRUE(text().ends_with(").")) << text();
+}
+
 // Pairs by hand: 3 is passed over, so that 5 follows 2; nothing pairs with the point without value.
 TEST(StudyAcf, UnusedPointsArePassedOverAndGapsLeavePairsOut) {
   auto stretch = Points({1, 2, 3, 5, kNaN, 4, 2, 6, 1, 3, 2, 5});
@@ -192,10 +207,25 @@ TEST(StudyAr1, AFrozenPhaseIsJudgedByItsFirstPoints) {
   EXPECT_EQ(study.upper, base.upper);
   EXPECT_EQ(study.phi.used, 100);
   EXPECT_EQ(study.phi.left, 40);
+  EXPECT_EQ(study.sigma.used, 100);
+  EXPECT_EQ(study.sigma.left, 40);
   EXPECT_EQ(study.ljung_box.p, base.ljung_box.p);
   EXPECT_EQ(std::ranges::count(study.signals, 1), std::ranges::count(base.signals, 1) + 40);
   stretch.phase.freeze_after = 40;
   EXPECT_TRUE(Has(StudyAr1(stretch).notes, "too-few"));
+}
+
+TEST(StudyAr1, SigmaSaysHowManyPointsAreLeftOutAsPhiDoes) {
+  auto values = SeriesAround10(0.5, 60);
+  values[30] = kNaN;
+  auto stretch = Points(values);
+  stretch.used.assign(60, 1);
+  stretch.used[10] = stretch.used[11] = 0;
+  const auto study = StudyAr1(stretch);
+  EXPECT_EQ(study.phi.used, 57);
+  EXPECT_EQ(study.phi.left, 3);
+  EXPECT_EQ(study.sigma.used, 57);
+  EXPECT_EQ(study.sigma.left, 3);
 }
 
 TEST(StudyAr1, ALateShockIsASignal) {
