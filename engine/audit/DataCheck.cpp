@@ -42,7 +42,7 @@ struct Made {
   std::int64_t seq = 0;
   std::string digest;
   bool is_seen = false;
-  bool is_former = false;  // taken out before another came to its place
+  bool is_former = false;  // was not there any more when another came to its place
 };
 
 // The entry of a record that came by itself; 0: a batch brought it, or it was there before the log.
@@ -136,14 +136,31 @@ class Checker {
       had_data_ = had_data_ || ParseOf(entry.after).contains("digest");
     }
     if (entry.operation == "copy" && ParseOf(entry.after).contains("selected")) {
-      selected_ = entry.seq;
+      selected_.push_back(entry.seq);
     }
+  }
+
+  // Whether a selected copy was made between two entries, which may have left out what the first
+  // one stored.
+  bool MayBeLeftOut(std::int64_t stored, std::int64_t until) const {
+    const auto copy = std::ranges::upper_bound(selected_, stored);
+    return copy != selected_.end() && *copy < until;
+  }
+  // Whether this batch brought a record anew: after one was taken out, or left out by a copy.
+  bool IsAnew(const Changed& changed, std::int64_t number) const {
+    const auto batch = batches_.find(number);
+    if (batch == batches_.end()) return false;
+    const auto seq = batch->second.seq;
+    return changed.IsOut() ? seq > changed.last : MayBeLeftOut(changed.last, seq);
   }
 
   void TakeChange(const Entry& entry, const Place& place) {
     auto& changed = changed_[place];
-    // What was taken out is stored again before it is changed again.
-    if (changed.IsOut() && !entry.before.empty()) MakeFormer(place, std::exchange(changed, {}));
+    // What was taken out, or left out by a copy, is stored again before it is changed again.
+    const bool is_former =
+        changed.IsOut() || (changed.first != 0 && MayBeLeftOut(changed.last, entry.seq) &&
+                            IsAnew(changed, log::BatchOf(ParseOf(entry.before))));
+    if (is_former && !entry.before.empty()) MakeFormer(place, std::exchange(changed, {}));
     if (changed.first == 0) {
       changed.first = entry.seq;
       changed.before = entry.before;
@@ -197,14 +214,14 @@ class Checker {
     if (!kind || std::sscanf(entry.object.c_str() + blank, "%d", &from) != 1) return;
     const auto after = ParseOf(entry.after);
     const auto into = ValueOf(after, "into", 0);
-    const log::MovedRecords moved(after.is_object() && after.contains("moved") ? after["moved"]
-                                                                               : Json());
+    const bool has_moved = after.is_object() && after.contains("moved");
+    const log::MovedRecords moved(has_moved ? after["moved"] : Json());
     renamings_.AddMerge(entry.seq, *kind, ValueOf(ParseOf(entry.before), "name", std::string()),
                         ValueOf(after, "name", std::string()), from, into, moved);
-    if (*kind == Test) JoinTests(from, into, moved);
+    if (*kind == Test) JoinTests(from, into, moved, has_moved ? entry.seq : 0);
   }
 
-  // A record that was taken out, and to whose place another one comes.
+  // A record that is not there any more, and to whose place another one comes.
   void MakeFormer(const Place& place, Changed changed) {
     unmarked_[place].push_back(former_.size());
     former_.emplace_back(place, std::move(changed));
@@ -225,13 +242,24 @@ class Checker {
     unmarked_.clear();
   }
 
-  // What the log said of records of one test is of another from here on.
-  void JoinTests(std::int32_t from, std::int32_t into, const log::MovedRecords& moved) {
+  // What the log said of records of one test is of another from here on. A record that is not
+  // moved, or to whose place one is moved, was not there then.
+  //   until   the entry, before which copies may have left records out; 0: it does not say what was
+  //           moved
+  void JoinTests(std::int32_t from, std::int32_t into, const log::MovedRecords& moved,
+                 std::int64_t until) {
     std::vector<std::pair<Place, Changed>> joined;
+    const auto is_in_the_way = [&](const Place& place) {
+      return place.test == into && moved.Holds(into, place.subgroup);
+    };
+    const auto is_left_out = [&](const Place& place, std::int64_t stored) {
+      const bool is_unmoved = place.test == from && !moved.Holds(into, place.subgroup);
+      return (is_unmoved || is_in_the_way(place)) && MayBeLeftOut(stored, until);
+    };
     for (auto each = changed_.begin(); each != changed_.end();) {
       const auto place = each->first;
-      const bool is_in_the_way = place.test == into && moved.Holds(into, place.subgroup);
-      const bool is_out = each->second.IsOut() && (place.test == from || is_in_the_way);
+      const bool is_out = (each->second.IsOut() && (place.test == from || is_in_the_way(place))) ||
+                          is_left_out(place, each->second.last);
       if (is_out) {
         MakeFormer(place, std::move(each->second));
       } else if (place.test == from) {
@@ -245,6 +273,7 @@ class Checker {
     MarkFormer();
     for (auto& [place, changed] : joined) changed_.insert_or_assign(place, std::move(changed));
     for (auto& made : made_) {
+      made.is_former = made.is_former || is_left_out(made.place, made.seq);
       if (made.place.test == from) made.place.test = into;
     }
     for (auto& [place, changed] : former_) {
@@ -469,9 +498,7 @@ class Checker {
     const auto entry = view.Entry(), number = view.Batch();
     const auto changed = changed_.empty() ? changed_.end() : changed_.find(place);
     const auto found = batches_.find(number);
-    // A batch may bring anew what was taken out before.
-    const bool is_anew = entry == 0 && changed != changed_.end() && changed->second.IsOut() &&
-                         found != batches_.end() && found->second.seq > changed->second.last;
+    const bool is_anew = entry == 0 && changed != changed_.end() && IsAnew(changed->second, number);
     if ((changed != changed_.end() && !is_anew) || entry != 0) {
       return CheckChanged(place, changed, stream, view);
     }
@@ -552,7 +579,7 @@ class Checker {
         ++undone;
         continue;
       }
-      if (batch.seq < selected_) {
+      if (batch.seq < selected_.back()) {
         ++left_out;
         continue;
       }
@@ -568,7 +595,7 @@ class Checker {
       if (count != 0) check_.notes.push_back(std::to_string(count) + " " + text);
     };
     note(undone, "batches were undone");
-    note(left_out, "batches cannot be checked: entry " + std::to_string(selected_) +
+    note(left_out, "batches cannot be checked: entry " + std::to_string(selected_.back()) +
                        " copied a selection of their records");
     note(check_.unproved, "records were there before the log, which proves nothing about them");
   }
@@ -576,7 +603,7 @@ class Checker {
   // What the log stored, is not there, and was taken out by no entry.
   void CheckMissing() {
     const auto missing = [&](const Place& place, std::int64_t seq) {
-      if (seq > selected_) {
+      if (seq > selected_.back()) {
         Find(Called(place) + ": is missing; entry " + std::to_string(seq) + " stored it");
       }
     };
@@ -650,8 +677,8 @@ class Checker {
   std::unordered_map<std::int64_t, Batch> batches_;
   std::vector<Original> originals_;
   Renamings renamings_;
-  std::int64_t selected_ = 0;
-  bool had_data_ = false;  // before the log
+  std::vector<std::int64_t> selected_{0};  // entries of selected copies, after none
+  bool had_data_ = false;                  // before the log
   std::string labels_;
   std::vector<SubgroupPlace> subgroups_;
   std::vector<Batch*> of_this_stream_;

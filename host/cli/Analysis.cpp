@@ -180,12 +180,18 @@ void NoteEmpty(Analysis& run, const Number& maximum, std::vector<Note>& notes,
 void NoteCut(const Analysis& run, const Number& maximum, std::int32_t shown,
              std::vector<Note>& notes, const Countable& kind) {
   if (run.arguments.Has(maximum) || run.arguments.Get(maximum) != shown) return;
-  const auto count = kind.count(run.database, run.select->Clone(), std::max(kCounted, shown + 1));
-  if (count <= shown) return;
-  notes.push_back(
-      {"newest-only",
-       "newest " + std::to_string(shown) + " of " + CountText(count, kind) + "; --max 0 takes all",
-       ""});
+  std::string text;
+  try {
+    const auto count = kind.count(run.database, run.select->Clone(), std::max(kCounted, shown + 1));
+    if (count <= shown) return;
+    text =
+        "newest " + std::to_string(shown) + " of " + CountText(count, kind) + "; --max 0 takes all";
+  } catch (const Refusal& failure) {
+    // Damage among those that are not shown.
+    text = "newest " + Counted(static_cast<std::size_t>(shown), kind.word) +
+           "; older ones are not counted: " + failure.what();
+  }
+  notes.push_back({"newest-only", std::move(text), ""});
 }
 
 void NoteFlags(const SubgroupsRead& data, std::vector<Note>& notes) {

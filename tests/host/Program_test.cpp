@@ -646,6 +646,36 @@ TEST_F(Program, ANoteSaysWhereTheDefaultCutTheData) {
             std::string::npos);
 }
 
+TEST_F(Program, TheNewestAreDrawnAlsoWhereOlderOnesAreDamaged) {
+  constexpr int kSubgroups = 1500;
+  std::string csv = "part,process,test,subgroup,time,value\n";
+  for (int i = 0; i < kSubgroups; ++i) {
+    csv += "Bolt,Lathe,Length," + std::to_string(i) + "," +
+           platform::IsoText(1'709'280'000 + 60 * i) + "Z," + std::to_string(i % 7) + "\n";
+  }
+  Write("many.csv", csv);
+  ASSERT_EQ(Run("import many.csv --db q.db").status, 0);
+  const auto whole = Run("chart --db q.db --max 25");
+  tests::ChangeRows(folder_.Store("q.db"),
+                    "UPDATE measurement_chunk SET packed = zeroblob(64) WHERE first_subgroup = 1");
+  EXPECT_EQ(Run("chart --db q.db --max 25").out, whole.out);
+  EXPECT_EQ(Run("chart --db q.db --max 0").status, 1);
+  for (const std::string command : {"chart", "data"}) {
+    const auto drawn = Run(command + " --db q.db --format json");
+    EXPECT_EQ(drawn.status, 0) << command << drawn.err;
+    const auto document = ParseJson(drawn.out);
+    EXPECT_EQ(document.At("Notes[0].Code").text, "newest-only") << command;
+    const auto note = document.At("Notes[0].Text").text;
+    EXPECT_TRUE(note.starts_with("newest 25 subgroups; older ones are not counted: ")) << note;
+    EXPECT_NE(note.find("The values of Bolt / Lathe / Length"), std::string::npos) << note;
+  }
+  const auto stored = Run("chart --db q.db --format xml");
+  EXPECT_EQ(stored.status, 0);
+  EXPECT_NE(stored.err.find("note: newest 25 subgroups; older ones are not counted: "),
+            std::string::npos)
+      << stored.err;
+}
+
 // Whichever command opens the file first says so, once.
 TEST_F(Program, AFileThatIsBroughtForwardIsNoted) {
   Import();
