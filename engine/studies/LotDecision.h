@@ -10,16 +10,18 @@
 // What a sampling plan says of a lot of which something was inspected.
 namespace orvspc::studies {
 
-// Units that were inspected together, 0 for not known how many, and the bad ones, or defects, among
-// them.
+// Units that were inspected together, which of defects may be fractions, and the bad ones, or
+// defects, among them. 0 or NaN units: not known how many.
 struct LotSample {
-  std::int64_t units = 0, bad = 0;
+  double units = 0.0;
+  std::int64_t bad = 0;
 };
 
 enum class LotVerdict { Undecided, Take, Refuse };
 
 struct LotDecision {
-  std::int64_t units = 0, bad = 0;  // of all samples; units of those whose size is known
+  double units = 0.0;    // of all samples whose size is known
+  std::int64_t bad = 0;  // of all samples
   LotVerdict verdict = LotVerdict::Undecided;
   std::string reason;  // "2 bad units in 125 units, the plan takes at most 3"
 };
@@ -31,11 +33,16 @@ struct LotDecision {
 // not known before the plan's sample is complete by the others: all of its bad units count then.
 //
 // defects  bad counts defects, of which a unit may have several
-// Throws std::invalid_argument for a sample with fewer than 0 units or bad ones, or more bad units
-// than units where these are known.
+// Units are added up to nine decimals.
+// Throws std::invalid_argument for a sample with fewer than 0 or infinitely many units, fewer than
+// 0 bad ones, or more bad units than units where these are known.
 LotDecision DecideLot(const SinglePlan& plan, std::span<const LotSample> samples,
                       bool defects = false);
 LotDecision DecideLot(const DoublePlan& plan, std::span<const LotSample> samples,
                       bool defects = false);
+
+// "3 bad units in 50 units and 1 subgroup of unknown size": what all samples have together. Throws
+// as DecideLot does.
+std::string TextOfSamples(std::span<const LotSample> samples, bool defects = false);
 
 }  // namespace orvspc::studies

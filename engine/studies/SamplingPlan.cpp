@@ -110,6 +110,10 @@ void AddRectified(PlanPoint& point, double inspected_if_accepted, const PlanOpti
   point.aoq = share * (point.accepted * lot - inspected_if_accepted) / lot;
 }
 
+// Nothing is left from where hardly a lot is taken. Below there is one top, of two samples perhaps
+// a second one.
+constexpr double kHardly = 1e-6;
+
 // point(d) of d bad units in a lot, which is taken the less often the more there are.
 template <class Point>
 OutgoingLimit GreatestOfLot(std::int64_t lot, Point point) {
@@ -122,9 +126,6 @@ OutgoingLimit GreatestOfLot(std::int64_t lot, Point point) {
       best = bad;
     }
   };
-  // Nothing is left from where hardly a lot is taken. Below there is one top, of two samples
-  // perhaps a second one.
-  constexpr double kHardly = 1e-6;
   constexpr std::int64_t kLooks = 60;
   std::int64_t end = lot;
   for (std::int64_t low = 0; end - low > 1;) {
@@ -146,21 +147,13 @@ OutgoingLimit GreatestOfLot(std::int64_t lot, Point point) {
   return {greatest, static_cast<double>(best) / static_cast<double>(lot)};
 }
 
-template <class Plan>
-OutgoingLimit Greatest(const Plan& plan, const PlanOptions& options) {
-  if (options.lot && options.model == CountModel::Hypergeometric) {
-    const double lot = static_cast<double>(*options.lot);
-    return GreatestOfLot(*options.lot, [&](std::int64_t bad) {
-      return PointOf(plan, static_cast<double>(bad) / lot, options);
-    });
-  }
-  const auto aoq = [&](double share) { return PointOf(plan, share, options).aoq; };
+// The top of a curve that rises to it and falls after it.
+template <class Curve>
+OutgoingLimit TopBetween(double low, double high, Curve aoq) {
   constexpr double kGolden = std::numbers::phi - 1.0;
-  double low = 0.0, high = 1.0;
   double left = high - kGolden * (high - low), right = low + kGolden * (high - low);
   double at_left = aoq(left), at_right = aoq(right);
   while (high - low > 1e-10 * high) {
-    // Far out both are 0, and the top lies to the left.
     if (at_left >= at_right) {
       high = right;
       right = left;
@@ -177,6 +170,38 @@ OutgoingLimit Greatest(const Plan& plan, const PlanOptions& options) {
   }
   const double at = (low + high) / 2.0;
   return {aoq(at), at};
+}
+
+template <class Plan>
+OutgoingLimit Greatest(const Plan& plan, const PlanOptions& options) {
+  if (options.lot && options.model == CountModel::Hypergeometric) {
+    const double lot = static_cast<double>(*options.lot);
+    return GreatestOfLot(*options.lot, [&](std::int64_t bad) {
+      return PointOf(plan, static_cast<double>(bad) / lot, options);
+    });
+  }
+  const auto aoq = [&](double share) { return PointOf(plan, share, options).aoq; };
+  // Defects a unit may be more than one.
+  double end = 1.0;
+  if (options.model == CountModel::Poisson) {
+    while (PointOf(plan, end, options).accepted > kHardly) end *= 2.0;
+  }
+  // Down to shares that no sample finds.
+  constexpr int kLooks = 150;
+  constexpr double kCloser = 0.9;
+  OutgoingLimit greatest{0.0, 0.0};
+  double above = 0.0, here = aoq(end), share = end;
+  for (int i = 0; i < kLooks; ++i) {
+    const double below = aoq(share * kCloser);
+    if (here > 0.0 && here >= above && here >= below) {
+      const auto top = TopBetween(share * kCloser, std::min(end, share / kCloser), aoq);
+      if (top.aoql > greatest.aoql) greatest = top;
+    }
+    above = here;
+    here = below;
+    share *= kCloser;
+  }
+  return greatest;
 }
 
 void CheckPoints(const PlanPoints& points) {

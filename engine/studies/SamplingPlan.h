@@ -76,7 +76,7 @@ std::pair<double, double> AcceptedBySample(const DoublePlan& plan, double share,
 std::vector<double> SharesUpTo(double most, std::int64_t steps, const PlanOptions& options = {});
 
 // The greatest aoq of a plan by counts, and the share where it is: of the hypergeometric model one
-// that the lot can have.
+// that the lot can have, of the Poisson model perhaps above 1.
 struct OutgoingLimit {
   double aoql = platform::kNaN, at = platform::kNaN;
 };

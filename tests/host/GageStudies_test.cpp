@@ -112,8 +112,18 @@ TEST_F(GageStudies, GageOfADatabase) {
   const auto& rr = found["Components"][0];
   EXPECT_NEAR(rr["PctTolerance"].get<double>(), 50.0 * rr["SD"]["Value"].get<double>(), 1e-9);
   EXPECT_FALSE(found["Selection"].is_null());
-  const auto bias = Json("bias --db q.db --part Ring --test Diameter --reference 3");
-  EXPECT_EQ(bias["Biases"][0]["N"], 20);
+  // Readings of one part, by its serial number: 3, 3.1, 3.2 and 3.3.
+  const std::string of_all = "bias --db q.db --part Ring --test Diameter --reference 3";
+  Refused(
+      of_all, 1,
+      "there are readings of 5 serial numbers; the study takes one part, which --piece chooses");
+  Refused(
+      "type1 --db q.db --part Ring --test Diameter --reference 3", 1,
+      "there are readings of 5 serial numbers; the study takes one part, which --piece chooses");
+  Refused(of_all + " --piece S9", 1, "no piece that is selected has the serial number S9");
+  const auto bias = Json(of_all + " --piece S3");
+  EXPECT_EQ(bias["Options"]["Piece"]["Value"], "S3");
+  EXPECT_EQ(bias["Biases"][0]["N"], 4);
   EXPECT_NEAR(bias["Biases"][0]["Bias"]["Value"].get<double>(), 0.15, 1e-9);
 }
 
@@ -216,6 +226,47 @@ TEST_F(GageStudies, ATrialOfAFileIsItsColumn) {
   EXPECT_LT(kappa("remark"), 0.9);
 }
 
+TEST_F(GageStudies, AType1StudyAndABiasAreOfOnePart) {
+  std::string csv = "part,value\n", of_references = "part,reference,value\n";
+  for (int i = 0; i < 30; ++i) {
+    const auto up = std::to_string(i % 3);
+    csv += "A,1" + up + "\nB,2" + up + "\n";
+    of_references += "A,10,1" + up + "\nB,20,2" + up + "\n";
+  }
+  Write("a.csv", csv);
+  const std::string several = "there are readings of 2 parts", one = "; the study takes one part, ";
+  const auto refused = "a.csv: " + several + one + "which --piece chooses";
+  const std::string type1 = "type1 --tolerance 20 --reference 20 --data a.csv";
+  const std::string bias = "bias --reference 20 --data a.csv";
+  Refused(type1, 1, refused);
+  Refused(bias, 1, refused);
+  Refused(bias + " --piece C", 1, "a.csv: there are no readings of part C");
+  EXPECT_EQ(Json(type1 + " --piece B")["N"], 30);
+  EXPECT_NEAR(Json(type1 + " --piece B")["Mean"].get<double>(), 21.0, 1e-12);
+  EXPECT_NEAR(Json(bias + " --piece A")["Biases"][0]["Bias"]["Value"].get<double>(), -9.0, 1e-12);
+
+  // Of several references each is that of one part.
+  Write("a.csv", of_references);
+  const std::string by_column = "bias --data a.csv";
+  EXPECT_EQ(Json(by_column)["Biases"].size(), 2U);
+  EXPECT_EQ(Json(by_column + " --piece B")["Biases"][0]["Reference"], 20.0);
+  Refused(bias, 1, refused);
+  Write("a.csv", of_references + "C,20,21\n");
+  Refused(by_column, 1,
+          "a.csv: " + several + " with the reference 20" + one + "which --piece chooses");
+  // A line that is not of the part may have another reference, one that is may not.
+  EXPECT_EQ(Json("type1 --tolerance 20 --piece A --data a.csv")["N"], 30);
+  Write("a.csv", "part,reference,value\nA,1,1\nB,2,2\nB,3,2\n");
+  Refused("type1 --tolerance 1 --piece B --data a.csv", 1,
+          "a.csv: line 4, column \"reference\", value \"3\": differs from the first reading's; the "
+          "study takes one part");
+  Write("a.csv", "value\n1\n2\n");
+  Refused("bias --reference 1 --piece A --data a.csv", 1,
+          "a.csv: line 1: there is no column \"part\"");
+  Refused("bias --mean 1 --sd 1 --n 5 --reference 1 --piece A", 2,
+          "--piece does not go with --mean, --sd and --n");
+}
+
 TEST_F(GageStudies, WrongFilesAreRefusedWithTheirPlace) {
   Write("a.csv", "part,operator,trial,value\n1,A,1,2\n1,A,2,x\n");
   Refused("gage --data a.csv", 1, "a.csv: line 3, column \"value\", value \"x\": is no number");
@@ -291,6 +342,77 @@ TEST_F(GageStudies, Plans) {
   }
   EXPECT_EQ(Json("plan --lot-size 1318")["N"], 132);
   EXPECT_TRUE(single["Decision"].is_null());
+}
+
+TEST_F(GageStudies, APlanOfMeasurementsIsOfAnUnknownSigma) {
+  const auto plan = Json("plan --n 42 --k 1.905");
+  EXPECT_EQ(plan["N"], 42);
+  EXPECT_EQ(plan["K"], 1.905);
+  EXPECT_EQ(plan["SigmaKnown"], false);
+  EXPECT_EQ(plan["Options"]["Variables"]["Value"], "unknown");
+  EXPECT_EQ(plan["Options"]["Variables"]["From"], "default");
+  EXPECT_EQ(plan["OC"], Json("plan --n 42 --k 1.905 --variables unknown")["OC"]);
+  EXPECT_EQ(Json("plan --n 42 --k 1.905 --variables known")["SigmaKnown"], true);
+}
+
+// Of defects shares are defects a unit. The limit is of 5 or fewer defects in one unit: the top of
+// x P(at most 5), with a mean of x.
+TEST_F(GageStudies, CurvesOfDefectsRunAboveOneAUnit) {
+  const auto plan = Json("plan --defects --n 1 --c 5");
+  EXPECT_NEAR(plan["AOQL"].get<double>(), 3.1681848, 1e-7);
+  EXPECT_NEAR(plan["AOQLAt"].get<double>(), 4.3490, 1e-4);
+  EXPECT_GT(plan["P"].back(), plan["AOQLAt"]);
+  EXPECT_NEAR(plan["OC"].back().get<double>(), 0.002, 1e-6);
+  for (const auto& aoq : plan["AOQ"]) EXPECT_LE(aoq, plan["AOQL"]);
+  EXPECT_EQ(Json("plan --defects --n 1 --c 5 --to 3")["P"].back(), 3.0);
+  Refused("plan --n 50 --c 2 --to 3", 2, "--to takes a number above 0 to below 1, not 3");
+}
+
+TEST_F(GageStudies, APlanSaysWhatOfALotIsLeftOut) {
+  std::string csv = "part,process,test,subgroup,time,lot,flag,size,test-type,count\n";
+  const auto add = [&](const char* test, const char* type, int hour, const char* rest) {
+    const auto at = std::to_string(hour);
+    csv += std::string("Can,Seamer,") + test + "," + at + ",2024-05-02T" + at + ":00:00," + rest;
+    csv.insert(csv.rfind(','), std::string(",") + type);
+    csv += "\n";
+  };
+  add("Leaks", "defectives", 10, "L1,enabled,25,1");
+  add("Leaks", "defectives", 11, "L1,disabled,25,2");
+  add("Leaks", "defectives", 12, "L1,incomplete,30,1");
+  add("Leaks", "defectives", 13, "L1,enabled,25,0");
+  add("Leaks", "defectives", 14, "L1,disabled,,0");
+  add("Leaks", "defectives", 15, "L1,enabled,10,1");
+  add("Dents", "defects", 10, "L1,enabled,1.5,1");
+  add("Dents", "defects", 11, "L1,disabled,0.4,3");
+  Write("c.csv", csv);
+  ASSERT_EQ(Run("import c.csv --db q.db").status, 0);
+  ASSERT_EQ(Run("phase add --part Can --name Trouble --kind excluded --start 2024-05-02T14:30:00 "
+                "--reason jam --by Ann --db q.db")
+                .status,
+            0);
+  const std::string lot = " --db q.db --lot L1";
+  const auto found = Json("plan --n 50 --c 2" + lot);
+  EXPECT_EQ(found["Decision"]["Verdict"], "take");
+  EXPECT_EQ(found["Decision"]["Reason"], "1 bad unit in 50 units, the plan takes at most 2");
+  EXPECT_EQ(found["Decision"]["Subgroups"], 2);
+  EXPECT_EQ(found["Notes"][0]["Code"], "subgroups-left-out") << found["Notes"].dump();
+  EXPECT_EQ(found["Notes"][0]["Text"],
+            "4 of 6 subgroups are left out, with 4 bad units in 65 units and 1 subgroup of unknown "
+            "size: 2 disabled, 1 incomplete, 1 of an excluded phase");
+  EXPECT_EQ(found["Notes"][1]["Code"], "advice-only");
+  const auto defects = Json("plan --defects --n 2 --c 3" + lot);
+  EXPECT_EQ(defects["Decision"]["Units"], 1.5);
+  EXPECT_EQ(defects["Decision"]["Reason"],
+            "1 defect in 1.5 units, the plan takes at most 3 in 2; 0.5 more are to be inspected");
+  EXPECT_EQ(defects["Notes"].size(), 2U) << defects["Notes"].dump();
+  EXPECT_EQ(defects["Notes"][0]["Text"],
+            "1 of 2 subgroups are left out, with 3 defects in 0.4 units: 1 disabled");
+  const auto text = Run("study plan --defects --n 2 --c 3" + lot).out;
+  EXPECT_NE(text.find(" 1.5 "), std::string::npos) << text;
+  // Disabled ones that are asked for alone count.
+  const auto disabled = Json("plan --n 25 --c 2 --state disabled" + lot);
+  EXPECT_EQ(disabled["Decision"]["Found"], 2);
+  EXPECT_EQ(disabled["Notes"].size(), 1U) << disabled["Notes"].dump();
 }
 
 TEST_F(GageStudies, APlanSaysWhatItSaysOfAStoredLot) {

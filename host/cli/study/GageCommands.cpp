@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <cmath>
 #include <map>
+#include <set>
+#include <string>
 #include <tuple>
 #include <utility>
 
@@ -50,6 +53,8 @@ constexpr Number kSeed{{"seed", "N", "of the resamples", "20260101"}, 0};
 constexpr auto kReference = AnyNumber("reference", "what the part really has", "column reference");
 constexpr RealInside kPercent{
     {"percent", "K", "of the tolerance that the gauge may take", "20"}, 0.0, 100.0, true};
+constexpr Option kStudied{"piece", "NAME",
+                          "the part: its name in column part, or the serial number of its pieces"};
 constexpr auto kResolution = Above0("resolution", "smallest step of the gauge");
 
 void SetPooling(const Arguments& arguments, StudyOptions& options, studies::GageOptions& asked) {
@@ -149,6 +154,26 @@ int RunGage(const Arguments& arguments, Console& console) {
       });
 }
 
+std::optional<std::string> PieceOf(const Arguments& arguments, StudyOptions& options) {
+  const auto piece = arguments.Value(kStudied);
+  options.Add("Piece", piece.value_or(""), piece.has_value());
+  return piece;
+}
+
+// Refusal where the readings, of this reference if it is a number, are of several parts.
+void CheckOnePart(const Readings& readings, double reference = render::kNaN) {
+  const bool any = std::isnan(reference);
+  std::set<std::string> parts;
+  for (const auto& row : readings.rows) {
+    if (!row.part.empty() && (any || row.reference == reference)) parts.insert(row.part);
+  }
+  if (parts.size() < 2) return;
+  readings.Refuse("there are readings of " + std::to_string(parts.size()) +
+                  (readings.file ? " parts" : " serial numbers") +
+                  (any ? "" : " with the reference " + render::Significant(reference, 12)) +
+                  "; the study takes one part, which --piece chooses");
+}
+
 // One reference: that of the option, or the same in every row.
 double ReferenceOf(const Arguments& arguments, const Readings& readings,
                    std::vector<render::ResolvedOption>& shown) {
@@ -162,8 +187,7 @@ double ReferenceOf(const Arguments& arguments, const Readings& readings,
   const auto other =
       std::ranges::find_if(rows, [&](const Reading& row) { return !(row.reference == first); });
   if (other != rows.end()) {
-    const auto row = static_cast<std::size_t>(other - rows.begin());
-    readings.file->Refuse(row, readings.file->Column({"reference"}),
+    readings.file->Refuse(other->row, readings.file->Column({"reference"}),
                           "differs from the first reading's; the study takes one part");
   }
   for (auto& option : shown) {
@@ -190,6 +214,7 @@ int RunType1(const Arguments& arguments, Console& console) {
   asked.multiplier = options.Get("Multiplier", kMultiplier, asked.multiplier);
   asked.resolution = options.Get("Resolution", kResolution);
   asked.level = options.Get("Level", kLevel, asked.level);
+  const auto piece = PieceOf(arguments, options);
   if (tolerance && (upper || lower)) throw Misuse("--tolerance does not go with --usl and --lsl");
   if (arguments.Has(kData) && !tolerance && !(upper && lower)) {
     throw Misuse("--tolerance, or --usl and --lsl, are missing");
@@ -197,11 +222,12 @@ int RunType1(const Arguments& arguments, Console& console) {
   render::Type1Document document;
   document.head = {"type1", options.Take(), {}, {}};
   return RunOnReadings<render::Type1Document>(
-      arguments, console, {}, document, render::Type1Json, render::MakeType1View,
-      [&](render::Type1Document& filled, const Readings& readings) {
+      arguments, console, {false, false, false, piece}, document, render::Type1Json,
+      render::MakeType1View, [&](render::Type1Document& filled, const Readings& readings) {
         auto& shown = filled.head.options;
         TakeLimits(readings, arguments, shown, lower, upper);
         if (readings.rows.empty()) return;
+        CheckOnePart(readings);
         if (!tolerance && !(lower && upper)) {
           throw Refusal("the database has no two limits of the test; --tolerance gives it");
         }
@@ -228,10 +254,11 @@ int RunBias(const Arguments& arguments, Console& console) {
   asked.multiplier = options.Get("Multiplier", kMultiplier, asked.multiplier);
   asked.level = options.Get("Level", kLevel, asked.level);
   asked.reference = reference.value_or(0.0);
+  const auto piece = PieceOf(arguments, options);
   render::BiasDocument document;
   const bool has_figures = arguments.Has(kMean) || arguments.Has(kSd) || arguments.Has(kN);
   if (has_figures) {
-    for (const Option& option : {Option(kData), Option(kDatabase)}) {
+    for (const Option& option : {Option(kData), Option(kDatabase), kStudied}) {
       if (!arguments.Has(option)) continue;
       throw Misuse("--" + std::string(option.name) + " does not go with --mean, --sd and --n");
     }
@@ -248,7 +275,7 @@ int RunBias(const Arguments& arguments, Console& console) {
   if (arguments.Has(kDatabase) && !reference) throw Misuse("--reference is missing");
   document.head = {"bias", options.Take(), {}, {}};
   return RunOnReadings<render::BiasDocument>(
-      arguments, console, {false, false, !reference && arguments.Has(kData)}, document,
+      arguments, console, {false, false, !reference && arguments.Has(kData), piece}, document,
       render::BiasJson, render::MakeBiasView,
       [&](render::BiasDocument& filled, const Readings& readings) {
         filled.of = readings.of;
@@ -257,6 +284,7 @@ int RunBias(const Arguments& arguments, Console& console) {
           by_reference[reference.value_or(row.reference)].push_back(row.value);
         }
         for (auto& [of, values] : by_reference) {
+          CheckOnePart(readings, reference ? render::kNaN : of);
           asked.reference = of;
           filled.studies.push_back(studies::StudyBias(values, asked));
           filled.values.push_back(std::move(values));
@@ -363,18 +391,18 @@ Command GageStudyCommand() {
 }
 
 Command Type1StudyCommand() {
-  return {
-      "study type1",
-      "--data FILE.csv | --db FILE [--part NAME] [--test NAME] [OPTIONS]",
-      "Gauge study of one part: Cg and Cgk",
-      "Whether a gauge repeats, and shows what a part of known size has, before operators and "
-      "other parts come in. Column of the file: value, and reference if it is not given here.\n" +
-          std::string(kFormats),
-      "orvspc study type1 --data type1.csv --reference -4 --tolerance 15",
-      Together(ReadingOptions(true),
-               std::vector<Option>{kReference, kTolerance, kUsl, kLsl, kPercent, kMultiplier,
-                                   kResolution, kLevel}),
-      RunType1};
+  return {"study type1",
+          "--data FILE.csv | --db FILE [--part NAME] [--test NAME] [OPTIONS]",
+          "Gauge study of one part: Cg and Cgk",
+          "Whether a gauge repeats, and shows what a part of known size has, before operators and "
+          "other parts come in. Columns of the file: value, reference if it is not given here, and "
+          "part if there are several.\n" +
+              std::string(kFormats),
+          "orvspc study type1 --data type1.csv --reference -4 --tolerance 15",
+          Together(ReadingOptions(true),
+                   std::vector<Option>{kReference, kStudied, kTolerance, kUsl, kLsl, kPercent,
+                                       kMultiplier, kResolution, kLevel}),
+          RunType1};
 }
 
 Command BiasStudyCommand() {
@@ -383,11 +411,11 @@ Command BiasStudyCommand() {
       "--data FILE.csv | --db FILE --reference X | --mean X --sd X --n N --reference X",
       "Bias of a gauge, with its test",
       "Readings of a part less what it really has. Columns of the file: value, and reference if "
-      "it is not given here; each reference is tested by itself.\n" +
+      "it is not given here; each reference is tested by itself, and is that of one part.\n" +
           std::string(kFormats),
       "orvspc study bias --mean 6.021 --sd 0.2048 --n 100 --reference 6.01",
-      Together(ReadingOptions(true),
-               std::vector<Option>{kReference, kMean, kSd, kN, kProcessSd, kMultiplier, kLevel}),
+      Together(ReadingOptions(true), std::vector<Option>{kReference, kStudied, kMean, kSd, kN,
+                                                         kProcessSd, kMultiplier, kLevel}),
       RunBias};
 }
 

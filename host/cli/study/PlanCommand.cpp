@@ -1,12 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <span>
+#include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
+#include "host/cli/UsedSubgroups.h"
 #include "host/cli/study/Readings.h"
 #include "host/render/core/Numbers.h"
+#include "host/render/core/Text.h"
+#include "host/render/data/DataReading.h"
 #include "host/render/study/Plan.h"
 
 namespace orvspc::cli {
@@ -38,7 +44,9 @@ constexpr Choice<Sigma> kVariables{{"variables", "WORD",
 constexpr Number kN{{"n", "N", "of a plan that is given: sample"}, 1, 1'000'000};
 constexpr Number kC{{"c", "N", "most bad units in it"}, 0, 1'000'000};
 constexpr RealInside kK{
-    {"k", "X", "of a plan of measurements: least distance of the mean from the limit"},
+    {"k", "X",
+     "of a plan of measurements: least distance of the mean from the limit, of an unknown sigma "
+     "unless --variables says known"},
     -100.0,
     100.0};
 constexpr Number kN1{{"n1", "N", "of two samples: the first"}, 1, 1'000'000};
@@ -47,6 +55,8 @@ constexpr Number kR1{{"r1", "N", "least for it to be refused", "c2 + 1"}, 2, 1'0
 constexpr Number kN2{{"n2", "N", "the second sample"}, 1, 1'000'000};
 constexpr Number kC2{{"c2", "N", "most bad units in both"}, 0, 1'000'000};
 constexpr RealInside kTo = Share("to", "largest share of the curves");
+// Of defects, of which a unit may have several.
+constexpr double kMostTo = 1e6;
 
 std::int64_t Needed(const Arguments& arguments, StudyOptions& options, const char* key,
                     const Number& option, std::optional<std::int64_t> fallback = {}) {
@@ -126,7 +136,11 @@ void TakePlan(render::PlanDocument& document, const Arguments& arguments, StudyO
     const Option others[] = {kC, kC1, kR1, kN2, kC2};
     Exclude(arguments, others, "--k");
     studies::VariablesPlan plan;
-    plan.sigma_known = options.Get("Variables", kVariables) == Sigma::Known;
+    if (arguments.Has(kVariables)) {
+      plan.sigma_known = options.Get("Variables", kVariables) == Sigma::Known;
+    } else {
+      options.Add("Variables", std::string("unknown"), false);
+    }
     plan.n = Needed(arguments, options, "N", kN);
     const auto k = options.Get("K", kK);
     if (!k) throw Misuse("--k is missing");
@@ -176,10 +190,14 @@ void AddCurve(render::PlanDocument& document, const studies::PlanOptions& option
   if (document.plan.index() == 0) return;
   double end = to.value_or(1.0);
   if (!to) {
+    const auto is_taken = [&](double share) {
+      return PointOf(document, share, options).accepted > 0.002;
+    };
     double low = 0.0, high = 1.0;
+    while (options.model == studies::CountModel::Poisson && is_taken(high)) high *= 2.0;
     for (int i = 0; i < 50; ++i) {
       const double middle = (low + high) / 2.0;
-      (PointOf(document, middle, options).accepted > 0.002 ? low : high) = middle;
+      (is_taken(middle) ? low : high) = middle;
     }
     end = high;
   }
@@ -215,6 +233,57 @@ void CheckLot(const Arguments& arguments) {
   }
 }
 
+// The subgroups of a stream that a plan judges, and those that it does not.
+struct LotSamples {
+  std::vector<studies::LotSample> used, left;
+  std::vector<std::int32_t> left_subgroups;  // identifiers
+};
+
+LotSamples SamplesOf(const studies::Stream& stream) {
+  LotSamples samples;
+  for (const auto& stretch : stream.stretches) {
+    for (std::size_t i = 0; i < stretch.counts.size(); ++i) {
+      if (std::isnan(stretch.counts[i])) continue;
+      const studies::LotSample sample{stretch.sizes[i], std::llround(stretch.counts[i])};
+      if (stretch.IsUsed(i)) {
+        samples.used.push_back(sample);
+      } else {
+        samples.left.push_back(sample);
+        samples.left_subgroups.push_back(stretch.subgroups[i]);
+      }
+    }
+  }
+  return samples;
+}
+
+// "2 of 4 subgroups are left out, with 3 bad units in 50 units: 1 disabled, 1 incomplete"
+void NoteUnjudged(const Analysis& run, const LotSamples& samples, bool defects,
+                  std::vector<Note>& notes) {
+  if (samples.left.empty()) return;
+  const auto data = Checked(
+      run.database, [&](const auto& open) { return run.select->Clone()->GetSubgroupData(open); });
+  const auto rows = render::ReadSubgroups(*data).rows;
+  const auto why = WhyNotUsed(rows, ExcludedRows(run.database, rows), run.select.get());
+  std::map<std::int32_t, std::string> reasons;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (why[i] != nullptr) reasons[rows[i].sgrp] = why[i];
+  }
+  std::map<std::string, std::size_t> counts;
+  for (const auto subgroup : samples.left_subgroups) {
+    const auto found = reasons.find(subgroup);
+    ++counts[found == reasons.end() ? "not used by charts" : found->second];
+  }
+  std::vector<std::string> texts;
+  for (const auto& [reason, count] : counts) texts.push_back(std::to_string(count) + " " + reason);
+  const auto all = samples.used.size() + samples.left.size();
+  notes.push_back({"subgroups-left-out",
+                   std::to_string(samples.left.size()) + " of " + std::to_string(all) +
+                       " subgroups are left out, with " +
+                       studies::TextOfSamples(samples.left, defects) + ": " +
+                       render::Joined(texts, ", "),
+                   {}});
+}
+
 // What the plan says of the lot that is selected.
 int RunOnLot(const Arguments& arguments, Console& console, render::PlanDocument document) {
   const bool defects = document.model == studies::CountModel::Poisson;
@@ -232,7 +301,7 @@ int RunOnLot(const Arguments& arguments, Console& console, render::PlanDocument 
     const auto data = StreamsOf(run, read, head.notes);
     // What charts do without a size is no matter here: the decision says what it does.
     std::erase_if(head.notes, [](const auto& note) {
-      return note.code == "no-size" || note.code == "no-mean";
+      return note.code == "no-size" || note.code == "no-mean" || note.code == "sizes-rounded";
     });
     if (data.Empty()) NoteEmpty(run, kAll, head.notes);
     if (data.streams.size() > 1) {
@@ -240,24 +309,19 @@ int RunOnLot(const Arguments& arguments, Console& console, render::PlanDocument 
                     " streams; --part, --process and --test choose one");
     }
     for (const auto& stream : data.streams) {
-      std::vector<studies::LotSample> samples;
-      for (const auto& stretch : stream.stretches) {
-        for (std::size_t i = 0; i < stretch.counts.size(); ++i) {
-          if (!stretch.IsUsed(i) || std::isnan(stretch.counts[i])) continue;
-          samples.push_back({std::llround(stretch.sizes[i]), std::llround(stretch.counts[i])});
-        }
-      }
+      const auto samples = SamplesOf(stream);
       auto& judged = document.judged.emplace();
       judged.name = *arguments.Value(kLot);
       judged.stream = render::StreamName(run.names, stream.part, stream.process, stream.test);
-      judged.subgroups = samples.size();
+      judged.subgroups = samples.used.size();
       if (const auto* single = std::get_if<studies::SinglePlan>(&document.plan)) {
-        judged.decision = studies::DecideLot(*single, samples, defects);
+        judged.decision = studies::DecideLot(*single, samples.used, defects);
       } else if (const auto* pair = std::get_if<studies::DoublePlan>(&document.plan)) {
-        judged.decision = studies::DecideLot(*pair, samples, defects);
+        judged.decision = studies::DecideLot(*pair, samples.used, defects);
       } else {
         judged.decision.reason = "there is no plan";
       }
+      NoteUnjudged(run, samples, defects, head.notes);
       head.notes.push_back(
           {"advice-only", "What is said of the lot is advice; nothing is stored.", {}});
     }
@@ -302,7 +366,9 @@ int RunPlan(const Arguments& arguments, Console& console) {
               taken.lot ? decltype(render::ResolvedOption::value)(static_cast<double>(*taken.lot))
                         : decltype(render::ResolvedOption::value)(),
               taken.lot.has_value());
-  const auto to = options.Get("To", kTo);
+  auto to_option = kTo;
+  if (taken.model == studies::CountModel::Poisson) to_option.high = kMostTo;
+  const auto to = options.Get("To", to_option);
   auto notes = std::move(document.head.notes);
   document.head = {"plan", options.Take(), {}, std::move(notes)};
   document.model = taken.model;

@@ -153,7 +153,8 @@ Readings ReadReadings(const std::string& path, const ReadingNeeds& needs) {
   const auto column = [&](bool needed, std::initializer_list<std::string_view> names) {
     return needed ? std::optional(file.Column(names)) : std::nullopt;
   };
-  const auto part = column(needs.part, {"part"});
+  const auto part =
+      needs.part || needs.piece ? std::optional(file.Column({"part"})) : file.Find({"part"});
   const auto by = column(needs.by, {"operator"});
   const auto reference =
       needs.reference ? std::optional(file.Column({"reference"})) : file.Find({"reference"});
@@ -161,8 +162,10 @@ Readings ReadReadings(const std::string& path, const ReadingNeeds& needs) {
   std::map<std::tuple<std::string, std::string, std::string>, std::size_t> seen;
   for (std::size_t row = 0; row < file.Rows(); ++row) {
     Reading reading;
+    reading.row = row;
+    if (part) reading.part = needs.part ? file.Name(row, *part) : file.Text(row, *part);
+    if (needs.piece && reading.part != *needs.piece) continue;
     reading.value = file.Number(row, value);
-    if (part) reading.part = file.Name(row, *part);
     if (by) reading.by = file.Name(row, *by);
     if (reference) {
       reading.reference =
@@ -178,7 +181,9 @@ Readings ReadReadings(const std::string& path, const ReadingNeeds& needs) {
     }
     readings.rows.push_back(std::move(reading));
   }
-  if (readings.rows.empty()) file.Refuse("there are no readings");
+  if (readings.rows.empty()) {
+    file.Refuse("there are no readings" + (needs.piece ? " of part " + *needs.piece : ""));
+  }
   return readings;
 }
 
@@ -208,10 +213,14 @@ Readings ReadReadings(Analysis& run, const ReadingNeeds& needs) {
       };
       if (needs.part && reading.part.empty()) refuse("a piece without serial number");
       if (needs.by && reading.by.empty()) refuse("no employee");
+      if (needs.piece && reading.part != *needs.piece) continue;
       readings.rows.push_back(std::move(reading));
     }
   }
   if (subgroups.empty()) return readings;
+  if (needs.piece && readings.rows.empty()) {
+    throw Refusal("no piece that is selected has the serial number " + *needs.piece);
+  }
   const auto& newest = subgroups.back();
   readings.of = render::StreamName(run.names, newest.part, 0, newest.test);
   const auto limits = run.database.InForce<SpecificationLimits>(

@@ -19,17 +19,19 @@ inline constexpr Option kData{"data", "FILE.csv", "readings with a line of headi
 // What a study needs of each reading beside its value.
 struct ReadingNeeds {
   bool part = false, by = false, reference = false;
+  std::optional<std::string> piece = {};  // only readings of this part
 };
 
 struct Reading {
-  std::string part, by;  // empty where a study does not need them
+  std::string part, by;  // empty where they are not known, or a study does not need them
   double value = 0.0, reference = render::kNaN;
+  std::size_t row = 0;  // of the file
 };
 
 struct Readings {
   std::vector<Reading> rows;
   std::string of;                                  // "Ring / Diameter", or the file
-  std::optional<DataFile> file;                    // that they are from; row by row
+  std::optional<DataFile> file;                    // that they are from
   std::optional<double> lower_limit, upper_limit;  // of the database
   std::shared_ptr<DataSelect> select = {};
   std::vector<Note> notes = {};
@@ -45,9 +47,9 @@ std::vector<Option> ReadingOptions(bool with_database);
 // Misuse unless one of --data and --db is given, and for a condition of the other.
 void CheckSource(const Arguments& arguments, bool with_database);
 
-// Columns: value (or y); part, operator, reference as far as they are needed, reference also where
-// it is there; trial may be there, and then no trial of a part and operator may come twice.
-// Refusal with file, line, column and value for what is wrong.
+// Columns: value (or y); part, operator, reference as far as they are needed, part and reference
+// also where they are there; trial may be there, and then no trial of a part and operator may come
+// twice. Refusal with file, line, column and value for what is wrong.
 Readings ReadReadings(const std::string& path, const ReadingNeeds& needs);
 
 // One piece a reading, in the order of subgroups: its serial number is the part, the employee of

@@ -167,7 +167,7 @@ StudyView MakePlanView(const PlanDocument& document, const Names& /*names*/) {
     Table table{
         "Lot " + PlainText(lot.name), {"stream", "#subgroups", "#units", "decision", "why"}, {}};
     table.rows.push_back({lot.stream, std::to_string(lot.subgroups),
-                          std::to_string(lot.decision.units), WordOf(lot.decision.verdict),
+                          Significant(lot.decision.units, 15), WordOf(lot.decision.verdict),
                           lot.decision.reason});
     view.tables.push_back(std::move(table));
   }

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -144,6 +146,58 @@ TEST(DecideLot, ByDoublePlanWhereNoSizeIsKnown) {
     EXPECT_EQ(decision.verdict, row.verdict) << row.reason;
     EXPECT_EQ(decision.reason, row.reason);
   }
+}
+
+TEST(DecideLot, AddsUpFractionsOfUnits) {
+  const struct {
+    std::int64_t n;
+    std::vector<LotSample> samples;
+    LotVerdict verdict;
+    std::string reason;
+  } rows[] = {
+      {40, std::vector<LotSample>(20, {1.5, 0}), LotVerdict::Undecided,
+       "0 defects in 30 units, the plan takes at most 1 in 40; 10 more are to be inspected"},
+      {8, std::vector<LotSample>(20, {0.4, 0}), LotVerdict::Take,
+       "0 defects in 8 units, the plan takes at most 1"},
+      // The sum of the nearest binary numbers is a little below 1.
+      {1, std::vector<LotSample>(10, {0.1, 0}), LotVerdict::Take,
+       "0 defects in 1 unit, the plan takes at most 1"},
+      {30,
+       {{30.0, 1}, {0.5, 4}},
+       LotVerdict::Take,
+       "1 defect in the first 30 of 30.5 units, the plan takes at most 1"},
+      {2,
+       {{1.5, 0}},
+       LotVerdict::Undecided,
+       "0 defects in 1.5 units, the plan takes at most 1 in 2; 0.5 more are to be inspected"},
+      {2,
+       {{1.5, 1}, {1.5, 2}},
+       LotVerdict::Undecided,
+       "1 to 3 defects in the first 2 of 3 units, the plan takes at most 1; where in its subgroup "
+       "the last one lies is not known"},
+      {2,
+       {{NAN, 1}, {2.5, 0}},
+       LotVerdict::Undecided,
+       "1 defect in the first 2 of 2.5 units and 1 subgroup of unknown size, the plan takes at "
+       "most 1 in 2; how many units were inspected is not known"},
+  };
+  for (const auto& row : rows) {
+    const auto decision = DecideLot(SinglePlan{row.n, 1}, row.samples, true);
+    EXPECT_EQ(decision.verdict, row.verdict) << row.reason;
+    EXPECT_EQ(decision.reason, row.reason);
+  }
+  const std::vector<LotSample> tenths(10, {0.1, 0}), endless = {{INFINITY, 0}}, less = {{-0.5, 0}};
+  EXPECT_EQ(DecideLot(SinglePlan{5, 1}, tenths, true).units, 1.0);
+  EXPECT_EQ(DecideLot(DoublePlan{2, 0, 3, 2, 2}, tenths, true).reason,
+            "0 defects in 1 unit; 1 more are to be inspected");
+  EXPECT_THROW(DecideLot(SinglePlan{5, 1}, endless, true), std::invalid_argument);
+  EXPECT_THROW(DecideLot(SinglePlan{5, 1}, less, true), std::invalid_argument);
+}
+
+TEST(TextOfSamples, HasWhatAllHaveTogether) {
+  const std::vector<LotSample> samples = {{25, 2}, {25, 1}, {0, 0}}, none = {{0, 1}};
+  EXPECT_EQ(TextOfSamples(samples), "3 bad units in 50 units and 1 subgroup of unknown size");
+  EXPECT_EQ(TextOfSamples(none, true), "1 defect in 1 subgroup of unknown size");
 }
 
 TEST(DecideLot, AUnitMayHaveSeveralDefects) {

@@ -205,6 +205,33 @@ TEST(OutgoingLimitOf, OfADoublePlanOfASmallLotIsTheGreatestOfAllItsShares) {
   }
 }
 
+// Recomputed by a fine grid of sums of Poisson terms, and a search by thirds about its best.
+TEST(OutgoingLimitOf, OfDefectsMayLieAboveOneAUnit) {
+  const PlanOptions options{CountModel::Poisson, {}};
+  const auto check = [&](const auto& plan, double aoql, double at) {
+    const auto limit = OutgoingLimitOf(plan, options);
+    EXPECT_NEAR(limit.aoql, aoql, 1e-9) << aoql;
+    EXPECT_NEAR(limit.at, at, 1e-5) << aoql;
+    for (int i = 0; i <= 2000; ++i) {
+      EXPECT_LE(PointOf(plan, i / 100.0, options).aoq, limit.aoql + 1e-12) << aoql << ' ' << i;
+    }
+  };
+  check(SinglePlan{1, 5}, 3.168184815689483, 4.349047570);
+  check(SinglePlan{5, 10}, 1.305536897435023, 1.610979015);
+  check(SinglePlan{2, 3}, 0.9711904690250753, 1.472593081);
+  check(SinglePlan{50, 1}, 0.016799241893143503, 0.032360679);
+  check(DoublePlan{1, 2, 6, 1, 7}, 2.2719252382384942, 2.981489309);
+  check(DoublePlan{2, 3, 8, 2, 9}, 1.498460682553596, 1.886861709);
+}
+
+// The second sample makes a top of its own: 0.018045 at 0.043575 is the lower one.
+TEST(OutgoingLimitOf, OfADoublePlanIsTheHigherOfItsTops) {
+  const DoublePlan plan{20, 0, 10, 400, 9};
+  const auto limit = OutgoingLimitOf(plan);
+  EXPECT_NEAR(limit.aoql, 0.018144073424784798, 1e-9);
+  EXPECT_NEAR(limit.at, 0.027786794, 1e-6);
+}
+
 TEST(SharesUpTo, OfALotAreThoseThatItCanHave) {
   EXPECT_EQ(SharesUpTo(0.5, 4), (std::vector<double>{0.0, 0.125, 0.25, 0.375, 0.5}));
   const PlanOptions small{CountModel::Hypergeometric, 20};
