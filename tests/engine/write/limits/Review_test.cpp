@@ -190,6 +190,22 @@ TEST_F(ReviewTest, WithoutACauseThereIsAHintOnly) {
   EXPECT_EQ(Code(), "proposed") << "two before, where other limits may have held";
 }
 
+TEST_F(ReviewTest, ChangesOfItemsAreNoCause) {
+  Add(8, 105.0);
+  Import("part,process,test,subgroup,time,value,lot\nB,Q,other,1,2024-01-01,5,L1\n");
+  Data().Rename(ItemKind::Lot, "L1", "Lot 1", {ann_, "mistyped"});
+  Data().SetActive(ItemKind::Part, "A", false, {ann_, "not now"});
+  Data().SetActive(ItemKind::Part, "A", true, {ann_, "again"});
+  Opened()->ReadOrThrow([](sql::Connection& db) {
+    EXPECT_EQ(sql::Query(db, "SELECT count(*) FROM event WHERE type = 2").RunForInt(), 3);
+  });
+  store::RunSql(Path(), "UPDATE event SET time = " + std::to_string(TimeAt(30) - 60));
+  EXPECT_EQ(Code(), "no-cause");
+  EXPECT_TRUE(Proposed().empty());
+  AddCause(30);
+  EXPECT_EQ(Code(), "proposed");
+}
+
 TEST_F(ReviewTest, ACauseMayLieTwoPointsBeforeTheFirst) {
   Add(1, 105.0);
   Add(3, 95.0);
