@@ -120,10 +120,11 @@ std::vector<Occasion> ReadItems(sql::Connection& db, const store::StoreCache& ca
 }  // namespace
 
 std::optional<std::int64_t> BeginOfProcess(sql::Connection& connection,
-                                           const store::StoreCache& cache, std::int32_t process) {
+                                           const store::StoreCache& cache, std::int32_t process,
+                                           std::int32_t part) {
   auto begin = FirstState(connection, process);
   for (const auto& stream : cache.streams) {
-    if (stream.process != process) continue;
+    if (stream.process != process || (part != 0 && stream.part != part)) continue;
     store::StreamWalk(connection, stream.id, true, INT32_MIN, INT32_MAX)
         .ForEach([&](const store::RecordView& record) {
           if (record.Flag() != sfEnabled) return true;
@@ -133,6 +134,23 @@ std::optional<std::int64_t> BeginOfProcess(sql::Connection& connection,
   }
   return begin == INT64_MAX ? std::nullopt : std::optional(begin);
 }
+
+namespace {
+
+// However early other parts and processes of the selection begin.
+void BeginWithTheirOwn(sql::Connection& db, std::span<const API_SubgroupData> subgroups,
+                       const Period& window, std::vector<Requirement>& requirements) {
+  for (auto& each : requirements) {
+    const bool by_item = each.kind == SamplingKind::Lot || each.kind == SamplingKind::Job;
+    if (by_item || each.valid.start != INT32_MIN || store::HasStateLog(db, each.process)) continue;
+    const auto own = std::ranges::find_if(subgroups, [&](const API_SubgroupData& subgroup) {
+      return subgroup.Prcs == each.process && (each.part == 0 || subgroup.Part == each.part);
+    });
+    each.valid.start = own == subgroups.end() ? window.end : std::int64_t{own->Sgtm};
+  }
+}
+
+}  // namespace
 
 SamplingInput ReadSamplingInput(store::Store& store, sql::Connection& connection,
                                 const API_DSInfo& info, std::span<const std::int32_t> filter,
@@ -151,7 +169,8 @@ SamplingInput ReadSamplingInput(store::Store& store, sql::Connection& connection
   auto latest = time::Now();
   if (!subgroups.empty()) latest = std::max(latest, std::int64_t{subgroups.back().Sgtm});
   window.end = std::min(window.end, latest + 1);
-  if (window.start == time::kNoStamp) {
+  const bool has_start = window.start != time::kNoStamp;
+  if (!has_start) {
     window.start = INT64_MAX;
     for (const auto process : processes) {
       window.start = std::min(window.start, FirstState(connection, process));
@@ -159,6 +178,7 @@ SamplingInput ReadSamplingInput(store::Store& store, sql::Connection& connection
     if (!subgroups.empty()) window.start = std::min(window.start, std::int64_t{subgroups[0].Sgtm});
   }
   if (window.start >= window.end) return {};
+  if (!has_start) BeginWithTheirOwn(connection, subgroups, window, input.requirements);
 
   const auto& names = store.Cache().Names(catalogue::ItemKind::Process);
   for (const auto process : processes) {

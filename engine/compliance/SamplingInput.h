@@ -37,14 +37,17 @@ struct SamplingInput {
   std::map<std::int32_t, std::vector<Occasion>> occasions;     // by requirement; not of intervals
 };
 
-// The first state of a process or its first subgroup that counts, of whatever part and test; empty:
-// it has neither. Inside a transaction. Throws.
+// The first state of a process or its first subgroup that counts, of a part (0: any) and whatever
+// test; empty: it has neither. Inside a transaction. Throws.
 std::optional<std::int64_t> BeginOfProcess(sql::Connection& connection,
-                                           const store::StoreCache& cache, std::int32_t process);
+                                           const store::StoreCache& cache, std::int32_t process,
+                                           std::int32_t part);
 
 // Inside a transaction. info has the resolved range of the selection; subgroups are the selected
 // ones, oldest first. A range that is open at its start begins with the first subgroup or state; it
-// ends now, or with the newest subgroup, where it is open at its end or would end later. Throws.
+// ends now, or with the newest subgroup, where it is open at its end or would end later. In one
+// that is open at its start, intervals and shifts of a process without states ask from the first of
+// these subgroups that is of their process and part. Throws.
 SamplingInput ReadSamplingInput(store::Store& store, sql::Connection& connection,
                                 const API_DSInfo& info, std::span<const std::int32_t> filter,
                                 std::span<const API_SubgroupData> subgroups);

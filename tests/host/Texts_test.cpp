@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <regex>
 #include <set>
 #include <string>
 #include <tuple>
@@ -211,6 +212,41 @@ TEST_F(Texts, ATooltipHasWhatIsKnownOfItsPoint) {
   for (const std::string part : {"2024-03-01T02:00:00", "n = 2", "UCL ", "CL ", "LCL ", "lot L0",
                                  "employee Ann", "comment 1: note 2 (Ann)"})
     EXPECT_TRUE(Has(tip, part)) << tip;
+}
+
+// The twelfth point of the chart is the seventeenth subgroup of the database.
+TEST_F(Texts, APointHasTheNumberByWhichItsSubgroupIsChanged) {
+  std::string csv = "part,process,test,subgroup,time,value,comment\n";
+  for (int i = 0; i < 5; ++i)
+    csv += "Ring,Press,Width,R" + std::to_string(i) + ",2024-03-01T0" + std::to_string(i) +
+           ":00,10,\n";
+  for (int i = 0; i < 12; ++i)
+    csv += "Disc,Press,Width,D" + std::to_string(i) + ",2024-03-02T" + (i < 10 ? "0" : "") +
+           std::to_string(i) + ":00," +
+           (i == 11 ? std::string("100,slipped") : std::to_string(10 + i % 2) + ",") + "\n";
+  Import("values", csv);
+  const std::string chart = "chart --db q.db --part Disc --graph2 none --format ";
+  const std::string of_mark = "2024-03-02T11:00:00  100  rule 1";
+  const auto text = Run(chart + "text").out;
+  EXPECT_TRUE(Has(text, " #17   " + of_mark)) << text;
+  EXPECT_TRUE(Has(text, "  #17     2024-03-02T11:00:00  comment 1: slipped")) << text;
+  const auto picture = Run(chart + "svg").out;
+  EXPECT_TRUE(Has(picture, "<title>#17  subgroup D11  2024-03-02T11:00:00  ")) << picture;
+  EXPECT_TRUE(Has(picture, "#17  2024-03-02T11:00:00  slipped")) << picture;
+  const auto page = Run(chart + "html").out;
+  EXPECT_GE(CountOf(page, ">#17</td>"), 2U) << "the point and its signal";
+
+  // A stored result has the numbers, unless somebody took them out.
+  auto stored = Run(chart + "xml").out;
+  Write("chart.xml", stored);
+  EXPECT_TRUE(Has(Run("show chart.xml --format text").out, " #17   " + of_mark));
+  Write("chart.xml", std::regex_replace(stored, std::regex("F_SGRP=\"[0-9]+\""), "F_SGRP=\"0\""));
+  const auto shown = Run("show chart.xml --format text").out;
+  EXPECT_TRUE(Has(shown, " point 12 " + of_mark)) << shown;
+  EXPECT_TRUE(Has(Run("show chart.xml --format svg").out, "<title>point 12  2024-03-02T11:00:00"));
+
+  EXPECT_EQ(Run("edit flag '#17' --to disabled --reason worn --db q.db").status, 0);
+  EXPECT_EQ(Json("chart --db q.db --part Disc").At("Subgroups[11].Flag").number, 1.0);
 }
 
 TEST_F(Texts, TwelveCommentsAreListedAndTheOthersCounted) {

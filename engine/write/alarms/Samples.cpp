@@ -96,8 +96,10 @@ class RequirementCheck {
   void ReadInput() {
     auto start = judged_.mark ? std::optional(*judged_.mark + 1) : judged_.valid_from;
     if (judged_.is_by_item) start.reset();
-    // What nobody has measured yet is missed since the process began.
-    if (!start) start = compliance::BeginOfProcess(db_, store_.Cache(), judged_.process);
+    // What nobody has measured yet is missed since the process began, or the part on it.
+    if (!start) {
+      start = compliance::BeginOfProcess(db_, store_.Cache(), judged_.process, judged_.part);
+    }
     if (!start) return;
     const auto range = store::SelectionOf({judged_.part, judged_.process, judged_.test},
                                           static_cast<std::int32_t>(*start), time::kNoStamp);

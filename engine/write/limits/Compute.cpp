@@ -13,6 +13,7 @@
 #include "engine/chunks/StreamWalk.h"
 #include "engine/chunks/subgroups.h"
 #include "engine/write/limits/WindowStore.h"
+#include "engine/write/record_rules.h"
 #include "platform/Actor.h"
 #include "platform/ChartWord.h"
 #include "platform/Enumerations.h"
@@ -560,25 +561,24 @@ std::string CauseOf(sql::Connection& db, const store::StreamIds& stream, const P
                        point.subgroup, stream.test);
     if (comment.Step()) return "comment: " + std::string(comment.Text(0));
   }
-  // An alarm that nobody explained is what is to be explained.
+  // An alarm that nobody explained is what is to be explained. General events without a
+  // name, and those of these names, come from changes of data and from reviews.
   sql::Query event(
       db,
-      "SELECT e.type, coalesce(n.name, ''), coalesce(a.name, '') FROM event e "
+      "SELECT coalesce(n.name, ''), coalesce(a.name, '') FROM event e "
       "LEFT JOIN event_name n ON n.id = e.name LEFT JOIN acc_code a ON a.id = e.acc "
       "WHERE coalesce(e.process, ?1) = ?1 AND coalesce(e.part, ?2) = ?2 "
       "AND coalesce(e.test, ?3) = ?3 AND (e.subgroup_time = ?4 OR (e.subgroup_time IS NULL "
       "AND e.time <= ?4 AND (e.time > ?5 OR e.finish > ?5))) "
-      "AND (e.acc IS NOT NULL OR e.type IN (2, 7)) ORDER BY e.time, e.id",
-      stream.process, stream.part, stream.test, point.time, before);
-  while (event.Step()) {
-    const auto name = event.Text(1);
-    // What a review says of itself.
-    if (name == kProposedEvent || name == kWithdrawnEvent) continue;
-    std::string text(event.Text(2));
-    if (!name.empty()) text.append(text.empty() ? "" : ", ").append(name);
-    return "event: " + (text.empty() ? std::string("downtime") : text);
-  }
-  return {};
+      "AND (e.acc IS NOT NULL OR e.type = ?6 OR (e.type = ?7 AND n.name <> '' "
+      "AND n.name NOT IN (?8, ?9, ?10))) ORDER BY e.time, e.id",
+      stream.process, stream.part, stream.test, point.time, before, etDonwtime, etGeneral,
+      kProposedEvent, kWithdrawnEvent, write::kUnreasonable);
+  if (!event.Step()) return {};
+  std::string text(event.Text(1));
+  const auto name = event.Text(0);
+  if (!name.empty()) text.append(text.empty() ? "" : ", ").append(name);
+  return "event: " + (text.empty() ? std::string("downtime") : text);
 }
 
 Computed Compute(store::SqlStore& store, sql::Connection& db, const LimitRequest& wanted) {

@@ -48,8 +48,8 @@ struct PointOfWindow {
 std::vector<PointOfWindow> PointsUpTo(sql::Connection& db, std::int64_t stream,
                                       const PointOfWindow& point, std::size_t count);
 // A cause that is recorded for a subgroup: its own comment, or since the point before an event of
-// its stream that has a cause code, a downtime or a general event. Empty: none. Inside a
-// transaction.
+// its stream that has a cause code, a downtime, or a general event with a name that this system
+// does not give. Empty: none. Inside a transaction.
 std::string CauseOf(sql::Connection& db, const store::StreamIds& stream, const PointOfWindow& point,
                     std::int32_t before);
 

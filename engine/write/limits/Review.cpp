@@ -2,7 +2,11 @@
 #include "engine/write/limits/Review.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <cmath>
+#include <optional>
+#include <set>
 #include <utility>
 
 #include "engine/charts/AttributeRun.h"
@@ -50,10 +54,51 @@ struct Judged {
   std::vector<bool> spread_signals;  // of graph 2, beyond a limit
   std::vector<bool> begins;          // the first of a phase, or after one
   bool has_moving_ranges = false;    // as graph 2
+  int decimals = 0;                  // of the centre in a text
 };
 
+constexpr int kMaxDecimals = 6;  // of values
+
+// The most that a value has; that of a piece with readings may be their mean.
+int DecimalsOf(const store::DataSet& data) {
+  int most = 0;
+  for (std::size_t s = 0; s < data.subgroups.size() && most < kMaxDecimals; ++s) {
+    const auto rows = store::RowsOf(data, s);
+    std::set<std::int32_t> with_readings;
+    for (auto row = rows.begin; !data.keys.empty() && row < rows.begin + rows.count; ++row) {
+      if (data.keys[row].Sbno != 0) with_readings.insert(data.keys[row].Tsno);
+    }
+    for (auto row = rows.begin; row < rows.begin + rows.count; ++row) {
+      if (!data.keys.empty() && data.keys[row].Sbno == 0 &&
+          with_readings.contains(data.keys[row].Tsno)) {
+        continue;
+      }
+      auto scaled = std::fabs(data.values[row]) * std::pow(10.0, most);
+      for (; most < kMaxDecimals &&
+             std::fabs(scaled - std::round(scaled)) > 1e-9 * std::max(1.0, scaled);
+           scaled *= 10.0) {
+        ++most;
+      }
+    }
+  }
+  return most;
+}
+
+// One more than the values, whose specification may say how many they have. Those of rates, and of
+// values of endless digits, follow from the distance of a limit, too.
+int DecimalsOfCentre(int of_values, bool is_rate, bool is_endless, double distance) {
+  int decimals = of_values + 1;
+  if ((is_rate || is_endless) && distance > 0.0 && std::isfinite(distance)) {
+    const int magnitude = static_cast<int>(std::floor(std::log10(distance)));
+    const int fitting = std::clamp(decimals, 2 - magnitude, 4 - magnitude);
+    decimals = is_rate ? fitting : std::max(decimals, fitting);
+  }
+  return std::clamp(decimals, 0, 10);
+}
+
+// word: of the chart that the run has made. scale: decimals by the specification.
 template <class Run>
-void Read(Run& run, Judged& out) {
+void Read(Run& run, std::int32_t word, std::optional<int> scale, Judged& out) {
   const auto& rows = run.Rows();
   const auto count = rows.Data().subgroups.size();
   if (!rows.HasStoredLimits() || count == 0) return;
@@ -64,7 +109,13 @@ void Read(Run& run, Judged& out) {
   };
   const auto points = column(platform::kNaN, ChartData::Points, 1);
   const auto centre = column(platform::kNaN, ChartData::Cls, 1);
+  const auto upper = column(platform::kNaN, ChartData::UCLs, 1);
   const auto marks = column(std::int32_t{0}, ChartData::OOCs, 2);
+  const int of_values = scale ? *scale : DecimalsOf(rows.Data());
+  const bool is_rate =
+      run.Plan().KindOf(0) == charts::ChartKind::Attribute && !charts::BearsNoSize(word);
+  out.decimals = DecimalsOfCentre(of_values, is_rate, !scale && of_values == kMaxDecimals,
+                                  upper.back() - centre.back());
   out.has_moving_ranges = run.Plan().KindOf(1) == charts::ChartKind::MovingRange;
   const auto row = rows.LimitRowAt(count - 1);
   std::size_t begin = count - 1;
@@ -104,7 +155,15 @@ std::vector<RunOfPoints> RunsOf(const Judged& judged) {
   return runs;
 }
 
-std::string NumberText(double value) { return log::CanonicalText(log::Number(value)); }
+std::string CentreText(double centre, int decimals) {
+  constexpr double kTooLarge = 1e12;
+  if (!(std::fabs(centre) < kTooLarge)) return log::CanonicalText(log::Number(centre));
+  std::array<char, 32> text{};
+  const auto end = std::to_chars(text.data(), text.data() + text.size(), centre,
+                                 std::chars_format::fixed, decimals)
+                       .ptr;
+  return {text.data(), end};
+}
 
 // One stream under review.
 class StreamReview {
@@ -130,7 +189,7 @@ class StreamReview {
   std::string Why(const RunOfPoints& run, const std::string& cause) const;
   std::string CauseOfRun(const RunOfPoints& run);
   std::optional<LimitReview> Answer(const RunOfPoints& run, const ListedLimit* waiting);
-  LimitReview Withdraw(const ListedLimit& waiting);
+  LimitReview Withdraw(const ListedLimit& waiting, const std::string& why);
   void AddEvent(std::string_view name, std::int32_t subgroup_time) {
     change::AddEvent(writing_, etGeneral,
                      {stream_.process, stream_.part, stream_.test, subgroup_time, name});
@@ -181,17 +240,21 @@ Judged StreamReview::Judge() {
   Judged judged;
   auto window = WindowOf({stream_.part, stream_.process, stream_.test}, row_.row.F_EFTM, INT32_MAX);
   const auto notes = store::NoteCount();
+  std::optional<int> scale;
+  for (const auto& row : store_.SpecLimits(stream_.part, stream_.test)) {
+    scale = std::max(scale.value_or(row.F_SCAL), int{row.F_SCAL});
+  }
   if (stream_.test_type == ttVariable) {
     charts::VariableRun run;
     API_CCVarOptions options{};
     options.ChartWord = row_.chart_word;
     options.Constant = 2;
-    if (run.Process(store_, window.info, window.filter, options) != 0) Read(run, judged);
+    const auto word = run.Process(store_, window.info, window.filter, options);
+    if (word != 0) Read(run, word, scale, judged);
   } else {
     charts::AttributeRun run;
-    if (run.Process(store_, window.info, window.filter, {row_.chart_word, 0, 0.0}) != 0) {
-      Read(run, judged);
-    }
+    const auto word = run.Process(store_, window.info, window.filter, {row_.chart_word, 0, 0.0});
+    if (word != 0) Read(run, word, scale, judged);
   }
   store::KeepNotes(notes);
   return judged;
@@ -235,19 +298,15 @@ std::string StreamReview::CauseOfRun(const RunOfPoints& run) {
 std::string StreamReview::Why(const RunOfPoints& run, const std::string& cause) const {
   return policy_.rule + ": " + std::to_string(run.count) + " points " +
          (judged_.sides[run.first] > 0 ? "above " : "below ") +
-         NumberText(judged_.centre[run.first]) + " since " +
+         CentreText(judged_.centre[run.first], judged_.decimals) + " since " +
          platform::IsoText(judged_.points[run.first].time) + (cause.empty() ? "" : "; " + cause);
 }
 
-LimitReview StreamReview::Withdraw(const ListedLimit& waiting) {
+LimitReview StreamReview::Withdraw(const ListedLimit& waiting, const std::string& why) {
   limits::Withdraw(writing_, waiting.id);
-  const auto text = "limits " + std::to_string(waiting.id) + " are withdrawn: " +
-                    (HasItsData(waiting) ? "the run was over before there were " +
-                                               std::to_string(MinimumOf(waiting.rule)) + " points"
-                                         : "their data have changed, and no run that is long "
-                                           "enough has them any more");
   AddEvent(kWithdrawnEvent, waiting.effective);
-  return Said("withdrawn", text, waiting.id);
+  return Said("withdrawn", "limits " + std::to_string(waiting.id) + " are withdrawn: " + why,
+              waiting.id);
 }
 
 // A step of the centre is none of the spread: on moving ranges it is the first of the run, which
@@ -270,16 +329,17 @@ std::string StreamReview::NotReady(const LimitRequest& request, const ListedLimi
 
 std::optional<LimitReview> StreamReview::Answer(const RunOfPoints& run,
                                                 const ListedLimit* waiting) {
-  // One that has all its points stays, unless they are other ones now.
   const auto& first = judged_.points[run.first];
+  const auto cause = CauseOfRun(run);
+  // One that has all its points stays, unless they are other ones now or its cause is gone.
   if (waiting != nullptr && waiting->used >= policy_.minimum && waiting->effective <= first.time &&
-      HasItsData(*waiting)) {
+      (!cause.empty() || waiting->effective < first.time) && HasItsData(*waiting)) {
     return std::nullopt;
   }
-  const auto cause = CauseOfRun(run);
   const auto why = Why(run, cause);
-  if (cause.empty() && waiting == nullptr) {
-    return Said("no-cause", why + "; no cause is recorded at its first point or the two before");
+  if (cause.empty()) {
+    const auto text = why + "; no cause is recorded at its first point or the two before";
+    return waiting == nullptr ? Said("no-cause", text) : Withdraw(*waiting, text);
   }
   LimitRequest request;
   request.part = stream_.part;
@@ -356,7 +416,12 @@ std::optional<LimitReview> StreamReview::Do() {
     if (own != runs.end()) return Answer(*own, &*waiting);
     // One that has all its points waits for a person, whatever came after them.
     if (waiting->used >= MinimumOf(waiting->rule) && HasItsData(*waiting)) return std::nullopt;
-    return Withdraw(*waiting);
+    return Withdraw(*waiting,
+                    HasItsData(*waiting)
+                        ? "the run was over before there were " +
+                              std::to_string(MinimumOf(waiting->rule)) + " points"
+                        : "their data have changed, and no run that is long enough has them any "
+                          "more");
   }
   // The first that can be proposed; one that is over and cannot be keeps no later one from it.
   std::optional<LimitReview> said;

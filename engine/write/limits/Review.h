@@ -20,7 +20,7 @@ std::int32_t SetPolicy(log::Writing& writing, const store::StreamIds& of, std::s
 //               has a cause at its first point or the two before: a row is proposed that holds from
 //               that point on, out of its first points, and an event says so
 //   updated     a row that waits for more points has those that came
-//   withdrawn   its run was over before there were enough
+//   withdrawn   its run was over before there were enough, or its cause is recorded no more
 //   no-cause    a run is long enough, and nothing says why
 //   not-ready   its points cannot give limits; the text says what is missing
 //   no-limits   there is no row in force whose centre could be compared

@@ -106,10 +106,11 @@ struct GroupView {
 };
 
 struct ChartView : View {
-  std::vector<std::int64_t> stamps;   // seconds since 1970 UTC, one a point
-  std::vector<std::int32_t> streams;  // index into stream_views, one a point; empty: all the same
-  std::vector<std::int32_t> flags;    // 0 used, 1 disabled, 2 incomplete; empty: all used
-  std::vector<std::size_t> left_out;  // points that control limits were made without, ascending
+  std::vector<std::int64_t> stamps;     // seconds since 1970 UTC, one a point
+  std::vector<std::int32_t> subgroups;  // their numbers, 0 and below: not known; empty: none is
+  std::vector<std::int32_t> streams;    // index into stream_views, one a point; empty: all the same
+  std::vector<std::int32_t> flags;      // 0 used, 1 disabled, 2 incomplete; empty: all used
+  std::vector<std::size_t> left_out;    // points that control limits were made without, ascending
   std::vector<GraphView> graphs;
   std::vector<StreamView> stream_views;
   std::vector<GroupView> groups;  // empty: no grouping; else the points of a group share a place
@@ -123,6 +124,15 @@ struct ChartView : View {
   std::vector<bool> older_limits;
   std::vector<bool> excluded;  // points of excluded phases; empty: none is
 
+  // "#4711", as changes and comments name the subgroup; by its place, "point 19", where that is not
+  // known.
+  std::string NameOf(std::size_t point) const {
+    return HasNumber(point) ? "#" + std::to_string(subgroups[point])
+                            : "point " + std::to_string(point + 1);
+  }
+  bool HasNumber(std::size_t point) const {
+    return point < subgroups.size() && subgroups[point] > 0;
+  }
   SubgroupTexts TextsOf(std::size_t point) const { return texts ? texts(point) : SubgroupTexts(); }
   std::size_t Count() const { return stamps.size(); }
   std::int32_t StreamOf(std::size_t point) const { return streams.empty() ? 0 : streams[point]; }

@@ -434,9 +434,11 @@ ChartView MakeChartView(ChartDocument document, const Names& names) {
   AddStreams(view, document, names);
   if (chart.Grouped()) view.groups = std::move(chart.groups);
   view.stamps.reserve(chart.subgroups.rows.size());
+  view.subgroups.reserve(chart.subgroups.rows.size());
   view.flags.reserve(chart.subgroups.rows.size());
   for (const auto& row : chart.subgroups.rows) {
     view.stamps.push_back(row.stamp);
+    view.subgroups.push_back(row.sgrp);
     if (!row.left_out.empty()) view.left_out.push_back(view.flags.size());
     view.flags.push_back(row.flag);
   }

@@ -189,9 +189,9 @@ class Picture {
   // Everything that is known of a point.
   std::string Tip(const GraphView& graph, std::size_t i, const PointMark* mark = nullptr) const {
     const auto texts = view_.TextsOf(i);
-    std::string tip =
-        fmt::format("#{}{}  {}  {}", i + 1, texts.label.empty() ? "" : "  subgroup " + texts.label,
-                    IsoTime(view_.stamps[i]), graph.PointText(i));
+    std::string tip = fmt::format("{}{}  {}  {}", view_.NameOf(i),
+                                  texts.label.empty() ? "" : "  subgroup " + texts.label,
+                                  IsoTime(view_.stamps[i]), graph.PointText(i));
     if (i < graph.sizes.size()) tip += fmt::format("  n = {}", graph.sizes[i]);
     for (const auto& line : LinesOf(graph))
       if (i < line.values.size() && std::isfinite(line.values[i]))
@@ -514,7 +514,7 @@ class Picture {
     for (std::size_t c = 0; c < view_.comments.size() && c < kMaxComments; ++c) {
       const auto& comment = view_.comments[c];
       lines.push_back({"fl",
-                       fmt::format("#{}  {}  {}", comment.point + 1,
+                       fmt::format("{}  {}  {}", view_.NameOf(comment.point),
                                    IsoTime(view_.stamps[comment.point]), comment.text),
                        0, c + 1});
     }

@@ -351,6 +351,14 @@ class Plot {
     out_.Line(text + BasisText(estimate), 15);
   }
 
+  // With a blank at its end, and never cut.
+  std::string NameOf(std::size_t point) const {
+    constexpr std::size_t kUsual = 6;
+    auto name = view_.NameOf(point);
+    name.resize(std::max(name.size() + 1, kUsual), ' ');
+    return name;
+  }
+
   void Marks() {
     std::size_t total = 0, shown = 0;
     for (const auto& graph : view_.graphs) total += graph.marks.size();
@@ -364,8 +372,7 @@ class Plot {
             std::ranges::any_of(mark.rules, [](const Rule& rule) { return !rule.text.empty(); });
         const auto stream = static_cast<std::size_t>(view_.StreamOf(mark.point));
         out_.Line(
-            fmt::format("  {} #{}{}  {}  {}{}{}", Padded(graph.symbol, 6),
-                        Padded(std::to_string(mark.point + 1), 5),
+            fmt::format("  {} {}{}  {}  {}{}{}", Padded(graph.symbol, 6), NameOf(mark.point),
                         IsoTime(view_.stamps[mark.point]), graph.PointText(mark.point),
                         view_.stream_views.size() > 1 ? view_.stream_views[stream].name + "  " : "",
                         named ? "rule " + RuleNumbers(mark) + ": " : "",
@@ -382,8 +389,7 @@ class Plot {
     List(view_.comments.size(), kMaxMarks, [&](std::size_t c) {
       const auto& comment = view_.comments[c];
       return fmt::format(
-          "  #{}  {}  {}", Padded(std::to_string(comment.point + 1), 5),
-          IsoTime(view_.stamps[comment.point]),
+          "  {}  {}  {}", NameOf(comment.point), IsoTime(view_.stamps[comment.point]),
           (comment.id == 0 ? "" : "comment ") + NumberedText({comment.id, comment.text}));
     });
   }
@@ -438,11 +444,17 @@ void AddGraphColumns(std::vector<PointColumn>& columns, const GraphView& graph) 
                      }});
 }
 
+// "#4711"; empty: not known.
+std::string SubgroupNumber(const ChartView& view, std::size_t point) {
+  return view.HasNumber(point) ? view.NameOf(point) : std::string();
+}
+
 // Every point with what is drawn of it and what was typed. Columns without any text are left out.
 void WritePoints(Page& page, const ChartView& view) {
   using Texts = SubgroupTexts;
   std::vector<PointColumn> columns = {
       {"#point", [](std::size_t i, const Texts&) { return std::to_string(i + 1); }},
+      {"#number", [&](std::size_t i, const Texts&) { return SubgroupNumber(view, i); }},
       {"subgroup", [](std::size_t, const Texts& texts) { return texts.label; }},
       {"@time (UTC)", [&](std::size_t i, const Texts&) { return IsoTime(view.stamps[i]); }},
       {"stream",
@@ -533,7 +545,9 @@ void WriteMarks(Page& page, const ChartView& view) {
   for (const auto& graph : view.graphs)
     for (const auto& mark : graph.marks)
       table.rows.push_back(
-          {graph.symbol, std::to_string(mark.point + 1), IsoTime(view.stamps[mark.point]),
+          {graph.symbol,
+           view.HasNumber(mark.point) ? view.NameOf(mark.point) : std::to_string(mark.point + 1),
+           IsoTime(view.stamps[mark.point]),
            view.stream_views.empty()
                ? ""
                : view.stream_views[static_cast<std::size_t>(view.StreamOf(mark.point))].name,

@@ -195,6 +195,59 @@ TEST_F(SamplesTest, AProcessBeginsWithASubgroupThatCounts) {
   EXPECT_EQ(MinutesOf(CheckAt(220).missed), (Minutes{150, 210}));
 }
 
+// Part Z has run for 70 hours when A comes to the process, and Q for longer.
+TEST_F(SamplesTest, ARequirementOfAPartBeginsWithItsFirstSubgroupOnTheProcess) {
+  Require("interval,1,60,0,,,Hourly");
+  Import("part,process,test,kind,n,minutes,grace,name\n,P,T,interval,1,60,0,Any\n",
+         ImportKind::Requirements);
+  const auto add = [&](const std::string& names, int minute) {
+    Import("part,process,test,subgroup,time,value\n" + names + "," + std::to_string(minute) + "," +
+           Text(kStart + minute * kMinute) + ",1\n");
+  };
+  add("Z,Q,T", -600);
+  add("Z,P,T", 0);
+  add("Z,P,T", 65);
+  EXPECT_EQ(MinutesOf(CheckAt(181).missed), Minutes{180}) << "of A nothing is asked yet";
+  constexpr int kFirst = 70 * 60;
+  add("A,P,R", kFirst);
+  add("A,P,T", kFirst + 90);
+  const auto missed = [&](const std::string& name) {
+    auto windows = CheckAt(kFirst + 181).missed;
+    std::erase_if(windows, [&](const MissedWindow& each) { return each.name != name; });
+    return MinutesOf(windows);
+  };
+  EXPECT_EQ(missed("Hourly"), (Minutes{kFirst + 60, kFirst + 180}));
+
+  // Whatever is selected.
+  const auto short_ones = [&](const std::vector<std::string>& parts, bool selects_process) {
+    const time::FixedNow now(kStart + (kFirst + 181) * kMinute);
+    FlatSelection selection;
+    selection.info.Status = 7;
+    selection.info.TimeType = drttStatic;
+    selection.info.TimeStart = selection.info.TimeEnd = time::kNoStamp;
+    std::vector<std::int32_t> ids;
+    for (const auto& part : parts) ids.push_back(Id(ItemKind::Part, part));
+    if (!ids.empty()) selection.List(FlatSelection::kPart, ids);
+    if (selects_process) selection.List(FlatSelection::kProcess, {Id(ItemKind::Process, "P")});
+    auto filter = selection.Filter();
+    compliance::ComplianceLibrary library;
+    EXPECT_GT(library.VLXSREQ_SREQ_COMPLIANCE(0, Db().ConnectionHandle(), selection.info, filter),
+              0);
+    Minutes minutes;
+    for (const auto& each : compliance::ComplianceLibrary::TakeReport(Db().ConnectionHandle())) {
+      if (each.requirement != 1 || each.collected >= each.expected) continue;
+      minutes.push_back(static_cast<int>((each.due + 1 - kStart) / kMinute));
+    }
+    return minutes;
+  };
+  const Minutes expected{kFirst + 60, kFirst + 180};
+  for (const bool selects_process : {false, true}) {
+    EXPECT_EQ(short_ones({}, selects_process), expected);
+    EXPECT_EQ(short_ones({"A"}, selects_process), expected);
+    EXPECT_EQ(short_ones({"A", "Z"}, selects_process), expected);
+  }
+}
+
 TEST_F(SamplesTest, OfAPauseNothingIsAsked) {
   States({{0, "RUN"}, {40, "OFF"}, {100, "RUN"}});
   Require("interval,1,30,0,,,Half");

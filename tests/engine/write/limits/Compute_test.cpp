@@ -647,6 +647,65 @@ TEST_F(ComputeTest, WhatIsNoCauseOfAPoint) {
   EXPECT_EQ(Data().ComputeLimits(request).used, 29);
 }
 
+TEST_F(ComputeTest, ChangesOfItemsAndForcedValuesAreNoCauseOfAPoint) {
+  Import(Spike(10));
+  Import(
+      "part,process,test,subgroup,time,value,employee,lot\nB,Q,other,1,2024-01-01,5,Eve,L1\n"
+      "B,Q,other,2,2024-01-02,5,Eve,L2\n");
+  const ChangeOptions why{ann_, "tidied up"};
+  Data().Rename(ItemKind::Lot, "L1", "Lot 1", why);
+  Data().Merge(ItemKind::Lot, "L2", "Lot 1", why);
+  Data().SetActive(ItemKind::Employee, "Eve", false, why);
+  Data().SetActive(ItemKind::Process, "P", false, why);
+  Data().SetActive(ItemKind::Process, "P", true, why);
+  const auto events = [&](const std::string& which) {
+    std::int64_t count = 0;
+    Opened()->ReadOrThrow([&](sql::Connection& db) {
+      count = sql::Query(db,
+                         "SELECT count(*) FROM event e LEFT JOIN event_name n ON n.id = e.name "
+                         "WHERE e.type = 2 AND " +
+                             which)
+                  .RunForInt()
+                  .value_or(0);
+    });
+    return count;
+  };
+  ASSERT_EQ(events("n.name IS NULL"), 5);
+  store::RunSql(Path(), "UPDATE event SET time = " + std::to_string(TimeAt(10) - 60));
+
+  Import("part,test,url,lrl\nA,singles,150,0\n", ImportKind::Limits);
+  ValueChange change;
+  change.tsno = 1;
+  change.value = 190.0;
+  change.force = true;
+  Data().ChangeValue(11, Stream(Shape::Singles).test, change, why);
+  NewRecord record;
+  record.part = "A";
+  record.process = "P";
+  record.test = "singles";
+  record.time = TimeAt(kQuiet);
+  record.pieces.emplace_back().value = 200.0;
+  record.force = true;
+  const auto recorded = Data().Record(record, ann_);
+  ASSERT_EQ(events("n.name = 'Unreasonable value'"), 2);
+
+  auto request = Request(Shape::Singles, 0x330);
+  request.screening = LimitScreening::WithCause;
+  const auto limits = Data().ComputeLimits(request);
+  ASSERT_EQ(limits.rounds.size(), 1U);
+  EXPECT_EQ(limits.rounds[0].candidates, (std::vector<std::int32_t>{11, recorded.subgroup}));
+  EXPECT_TRUE(limits.exclusions.empty()) << limits.exclusions.front().reason;
+  EXPECT_EQ(limits.used, 31);
+
+  // A downtime needs no name.
+  Import("type,time,process,part\ndowntime," + platform::IsoText(TimeAt(10) - 60) + ",P,A\n",
+         ImportKind::Events);
+  const auto without = Data().ComputeLimits(request);
+  ASSERT_EQ(without.exclusions.size(), 1U);
+  EXPECT_EQ(without.exclusions[0].subgroup, 11);
+  EXPECT_EQ(without.exclusions[0].reason, "event: downtime");
+}
+
 TEST_F(ComputeTest, TheFirstPointOfAWindowHasNoCauseOfLongBefore) {
   Import(Spike(10));
   const auto event = [&](const std::string& time) {

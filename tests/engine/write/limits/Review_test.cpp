@@ -150,6 +150,44 @@ TEST_F(ReviewTest, ARunOverBeforeItsMinimumIsWithdrawn) {
   EXPECT_EQ(Code(), "");
 }
 
+// Also one that has all its points.
+TEST_F(ReviewTest, AProposalWhoseCauseIsGoneIsWithdrawn) {
+  Add(8, 105.0);
+  for (const std::int32_t id : {2, 3}) {
+    SCOPED_TRACE(id);
+    const auto comment = Data().AddComment(31, 0, 0, "new tool", {ann_, "asked the shift"});
+    EXPECT_EQ(Code(), "proposed");
+    ASSERT_EQ(Proposed().size(), 1U);
+    EXPECT_EQ(Proposed()[0].id, id);
+    EXPECT_EQ(Proposed()[0].used, id == 2 ? 8 : 12);
+    EXPECT_EQ(Code(), "");
+    Data().RemoveComment(comment, {ann_, "of another machine"});
+    Add(4, 105.0);
+    const auto said = Review();
+    ASSERT_EQ(said.size(), 1U);
+    EXPECT_EQ(said[0].code, "withdrawn");
+    EXPECT_EQ(said[0].limit, id);
+    EXPECT_EQ(said[0].text, "A / P / singles: limits " + std::to_string(id) +
+                                " are withdrawn: public-health: " + (id == 2 ? "12" : "16") +
+                                " points above 100.1093 since " + platform::IsoText(TimeAt(30)) +
+                                "; no cause is recorded at its first point or the two before");
+    EXPECT_EQ(Row(id).state, LimitState::Void);
+    EXPECT_EQ(Events().back(), "Proposed control limits withdrawn");
+    EXPECT_TRUE(Proposed().empty());
+    EXPECT_EQ(Code(), "no-cause");
+  }
+}
+
+// Values of three decimals, whose mean has endless ones.
+TEST_F(ReviewTest, TheCentreHasOneDecimalMoreThanTheValues) {
+  Add(8, 105.0);
+  const auto since = " since " + platform::IsoText(TimeAt(30)) + "; ";
+  EXPECT_NE(Review().at(0).text.find("8 points above 100.1093" + since), std::string::npos);
+  // The specification says how many they have.
+  Import("part,test,usl,lsl,scale\nA,singles,110,90,1\n", ImportKind::Limits);
+  EXPECT_NE(Review().at(0).text.find("8 points above 100.11" + since), std::string::npos);
+}
+
 // The review is no person who was against it.
 TEST_F(ReviewTest, ARunThatGoesOnAfterAWithdrawalIsProposedAgain) {
   Add(11, 105.0);
@@ -188,6 +226,22 @@ TEST_F(ReviewTest, WithoutACauseThereIsAHintOnly) {
   EXPECT_EQ(Code(), "no-cause") << "three points before";
   AddCause(28);
   EXPECT_EQ(Code(), "proposed") << "two before, where other limits may have held";
+}
+
+TEST_F(ReviewTest, ChangesOfItemsAreNoCause) {
+  Add(8, 105.0);
+  Import("part,process,test,subgroup,time,value,lot\nB,Q,other,1,2024-01-01,5,L1\n");
+  Data().Rename(ItemKind::Lot, "L1", "Lot 1", {ann_, "mistyped"});
+  Data().SetActive(ItemKind::Part, "A", false, {ann_, "not now"});
+  Data().SetActive(ItemKind::Part, "A", true, {ann_, "again"});
+  Opened()->ReadOrThrow([](sql::Connection& db) {
+    EXPECT_EQ(sql::Query(db, "SELECT count(*) FROM event WHERE type = 2").RunForInt(), 3);
+  });
+  store::RunSql(Path(), "UPDATE event SET time = " + std::to_string(TimeAt(30) - 60));
+  EXPECT_EQ(Code(), "no-cause");
+  EXPECT_TRUE(Proposed().empty());
+  AddCause(30);
+  EXPECT_EQ(Code(), "proposed");
 }
 
 TEST_F(ReviewTest, ACauseMayLieTwoPointsBeforeTheFirst) {
@@ -623,6 +677,8 @@ TEST_F(ReviewTest, ChartsOfCountsAreReviewedToo) {
   EXPECT_EQ(Code(), "proposed");
   ASSERT_EQ(Proposed().size(), 1U);
   EXPECT_DOUBLE_EQ(Proposed()[0].mean, 8.5 / 50.0);
+  EXPECT_TRUE(Proposed()[0].rule.starts_with("public-health: 12 points above 0.090 since "))
+      << Proposed()[0].rule;
 }
 
 }  // namespace
