@@ -25,7 +25,8 @@ struct Stretch {
   std::size_t limits_of = 0;
 
   std::vector<double> points;  // mean, median, single value, count, proportion or rate; NaN: none
-  std::vector<double> sizes;   // pieces, or units inspected; 0: not known
+  std::vector<double> sizes;   // pieces, or units inspected; 0: not known, which counts as 1 where
+                               // points are numbers of defects (ReadOptions::unknown_sizes)
   // The line in force at the point and the standard deviation of a point about it, by the stored
   // row of control limits where there is one, else by the estimates; NaN: none.
   std::vector<double> centre, sigma;
@@ -81,7 +82,8 @@ struct ReadOptions {
   std::int32_t chart_word = 0;
   bool counts = false;  // tests of defects or defectives, and a chart word of theirs
   bool joins_phases = false;
-  bool limits = false;  // targets and stored sigmas, of measurements
+  bool limits = false;         // targets and stored sigmas, of measurements
+  bool unknown_sizes = false;  // sizes of defects that are not known stay 0
 };
 
 // The selected subgroups, as DataSelect::API_GetData gives a selection, with what the charts of

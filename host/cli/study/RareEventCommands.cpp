@@ -106,6 +106,7 @@ int RunGOfStreams(const Arguments& arguments, Console& console, StudyOptions& op
             auto between = studies::UnitsBetweenEvents(stretch, open);
             open = between.open;
             auto of_stretch = asked;
+            of_stretch.base = between.base;
             if (&stretch == &stream.stretches.back()) of_stretch.open = between.open;
             stretch = std::move(between.stretch);
             const bool is_judged = stretch.limits_of < row.size();
