@@ -22,16 +22,18 @@ struct About {
   double Sigma(std::size_t i) const {
     if (options.target && !stretch.counts.empty()) return SigmaOfTarget(i);
     if (!options.sigma) return stretch.sigma[i];
-    const double size = stretch.sizes.empty() ? 1.0 : stretch.sizes[i];
+    const double size = Units(i);
     return size > 0.0 ? *options.sigma / std::sqrt(size) : kNaN;
   }
+  // What a rate is multiplied by to be a point.
+  double UnitOf(std::size_t i) const { return options.scale * (options.counted ? Units(i) : 1.0); }
 
  private:
+  double Units(std::size_t i) const { return stretch.sizes.empty() ? 1.0 : stretch.sizes[i]; }
   // Of counts, by the units of the point. Where a rate is one per opportunity only the sigma about
   // the line knows these.
   double SigmaOfTarget(std::size_t i) const {
-    const double units = stretch.sizes.empty() ? 1.0 : stretch.sizes[i];
-    const double unit = options.scale * (options.counted ? units : 1.0);
+    const double unit = UnitOf(i);
     const auto variance = [&](double centre) {
       const double rate = centre / unit;
       return rate * (options.defectives ? 1.0 - rate : 1.0);
@@ -40,7 +42,7 @@ struct About {
     if (known > 0.0 && stretch.sigma[i] > 0.0) {
       return stretch.sigma[i] * std::sqrt(wanted / known);
     }
-    return std::isnan(stretch.counts[i]) ? kNaN : unit * std::sqrt(wanted / units);
+    return std::isnan(stretch.counts[i]) ? kNaN : unit * std::sqrt(wanted / Units(i));
   }
 };
 
@@ -82,14 +84,26 @@ double Newest(const Stretch& stretch, At at) {
   return kNaN;
 }
 
+// The mean in the unit of the points. unit_of(i): what an estimated rate is multiplied by.
+template <class Centre, class UnitOf>
+Figure MeanInForce(const Stretch& stretch, const std::optional<double>& given, Centre centre,
+                   UnitOf unit_of) {
+  auto mean = stretch.mean;
+  const double unit =
+      Newest(stretch, [&](std::size_t i) { return std::isnan(centre(i)) ? kNaN : unit_of(i); });
+  if (!std::isnan(unit)) mean.value *= unit;
+  return FigureOf(stretch, mean, given, Newest(stretch, centre));
+}
+
 // Fills in what both studies share; false: there is too little for figures.
 template <class Study>
 bool Begin(const Stretch& stretch, const AboutOptions& options, Study& study) {
   CheckAbout(stretch, options);
   const About about{stretch, options};
   const bool is_counted = !stretch.counts.empty();  // its sigmas are of points
-  study.mean = FigureOf(stretch, stretch.mean, options.target,
-                        Newest(stretch, [&](std::size_t i) { return about.Centre(i); }));
+  study.mean = MeanInForce(
+      stretch, options.target, [&](std::size_t i) { return about.Centre(i); },
+      [&](std::size_t i) { return is_counted ? about.UnitOf(i) : 1.0; });
   study.sigma = FigureOf(stretch, stretch.sp, options.sigma, Newest(stretch, [&](std::size_t i) {
                            const double size = stretch.sizes.empty() ? 1.0 : stretch.sizes[i];
                            return is_counted ? kNaN : about.Sigma(i) * std::sqrt(size);
@@ -305,8 +319,9 @@ CusumStudy StudyCountCusum(const Stretch& stretch, const CountCusumOptions& opti
   const auto in_unit_of_points = [&](double rate, std::size_t i) {
     return rate * options.scale * (options.counted ? stretch.sizes[i] : 1.0);
   };
-  const double newest = Newest(stretch, [&](std::size_t i) { return stretch.centre[i]; });
-  study.mean = FigureOf(stretch, stretch.mean, options.target, newest);
+  study.mean = MeanInForce(
+      stretch, options.target, [&](std::size_t i) { return stretch.centre[i]; },
+      [&](std::size_t i) { return in_unit_of_points(1.0, i); });
   const bool is_known = options.target || study.mean.estimator == kLineInForce;
   const LeastAmounts least_points{is_known ? 1U : 2U, 20};
   if (!HasEnough(UsedPoints(stretch), least_points, "points", study.notes)) return study;
