@@ -121,6 +121,15 @@ class ChartRun {
     }
     return phases;
   }
+  // Points that limits are of: times, both inside, and phase; 0: between phases.
+  struct Whole {
+    std::int32_t start = 0, end = 0, phase = 0;
+    auto operator<=>(const Whole&) const = default;
+  };
+  // Those that the limits of a stretch are of where the run lacks them; null: it has them.
+  const Whole* TakenFrom(std::size_t s) const {
+    return s < taken_.size() && taken_[s] ? &*taken_[s] : nullptr;
+  }
   // Which of these each point lies in, in the order of the data set.
   std::vector<std::int32_t> PhaseOfPoints() const {
     std::vector<std::int32_t> phases(table_.IsCut() ? table_.Count() : 0);
@@ -139,6 +148,7 @@ class ChartRun {
     rows_.Clear();
     plan_ = PlanType();
     states_.clear();
+    taken_.clear();
     for (auto& points : points_) Forget(points);
     Forget(marks_);
     marked_.reset();
@@ -227,7 +237,8 @@ class ChartRun {
   Table table_;
   RunRows rows_{table_};
   PlanType plan_;
-  std::vector<StateType> states_;              // of the streams
+  std::vector<StateType> states_;            // of the streams
+  std::vector<std::optional<Whole>> taken_;  // of the streams, or of the first ones; see TakenFrom
   std::array<std::vector<double>, 3> points_;  // of the graphs; empty: none
   std::vector<statistics::RunRule> graph_rules_;
   std::vector<std::uint32_t> marks_;  // those asked for last
@@ -238,11 +249,6 @@ class ChartRun {
 
  private:
   Run& Self() { return static_cast<Run&>(*this); }
-
-  // Points that limits are of: times, both inside, and phase; 0: between phases.
-  struct Whole {
-    std::int32_t start = 0, end = 0, phase = 0;
-  };
 
   // False: there are no such points.
   template <class Process>
@@ -269,6 +275,8 @@ class ChartRun {
       for (std::size_t each = s; each < states_.size(); ++each) {
         if (Streams()[each].limits_of == s) states_[each].TakeLimitsOf(run.states_[t]);
       }
+      taken_.resize(states_.size());
+      taken_[s] = of;
       return true;
     }
     return false;

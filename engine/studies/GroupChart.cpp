@@ -27,17 +27,47 @@ constexpr double kMeanRun = 700.0;  // groups between two long runs by chance
 // Subgroups of one group, by their places in the stretch.
 using Group = std::vector<std::size_t>;
 
+std::int64_t TimeBetween(const Stretch& stretch, std::size_t i, std::size_t j) {
+  return std::int64_t{stretch.times[j]} - stretch.times[i];
+}
+
+bool FitsGroup(const Stretch& stretch, const Group& group, std::size_t i, std::int32_t threshold) {
+  return TimeBetween(stretch, group.front(), i) <= threshold &&
+         std::ranges::none_of(
+             group, [&](std::size_t j) { return stretch.members[j] == stretch.members[i]; });
+}
+
+// Takes out of a group what comes after its longest gap, the latest of equal ones, where that is
+// more than twice the gap to the next subgroup, which fits to it. Else nothing.
+Group TakeLate(const Stretch& stretch, Group& group, std::size_t next, std::int32_t threshold) {
+  std::int64_t longest = 0;
+  std::size_t from = group.size();
+  for (std::size_t k = 1; k < group.size(); ++k) {
+    const auto gap = TimeBetween(stretch, group[k - 1], group[k]);
+    if (gap < longest) continue;
+    longest = gap;
+    from = k;
+  }
+  Group late(group.begin() + static_cast<std::ptrdiff_t>(from), group.end());
+  if (late.empty() || longest <= 2 * TimeBetween(stretch, group.back(), next) ||
+      !FitsGroup(stretch, late, next, threshold)) {
+    return {};
+  }
+  group.resize(from);
+  return late;
+}
+
 std::vector<Group> GroupsOf(const Stretch& stretch, std::int32_t threshold) {
   std::vector<Group> groups;
   for (std::size_t i = 0; i < stretch.points.size(); ++i) {
     if (!stretch.IsUsed(i) || std::isnan(stretch.points[i])) continue;
-    const auto fits = [&](const Group& group) {
-      const auto away = std::int64_t{stretch.times[i]} - stretch.times[group.front()];
-      return away <= threshold && std::ranges::none_of(group, [&](std::size_t j) {
-               return stretch.members[j] == stretch.members[i];
-             });
-    };
-    if (groups.empty() || !fits(groups.back())) groups.emplace_back();
+    if (groups.empty()) {
+      groups.emplace_back();
+    } else if (!FitsGroup(stretch, groups.back(), i, threshold)) {
+      // The next subgroup of a stream that is missing may have been taken into a group that was
+      // over, and all groups to the end would begin with the wrong stream.
+      groups.push_back(TakeLate(stretch, groups.back(), i, threshold));
+    }
     groups.back().push_back(i);
   }
   return groups;

@@ -48,7 +48,9 @@ struct GroupStudy {
 std::int32_t RunOfStreams(std::int32_t streams);
 
 // stretch: of several streams (MixedStreams). A group is a run of subgroups, by time, in which no
-// stream comes twice and any two are at most the threshold apart.
+// stream comes twice and any two are at most the threshold apart. It ends sooner at its longest gap
+// in time where that is more than twice the gap to the next subgroup: what comes after it belongs
+// to the next group.
 //   limits    mean of all +- 3 sigma / sqrt(n) of the extreme subgroup; of spreads those of R or s;
 //             sigma from the ranges or deviations inside the subgroups. Single pieces: moving
 //             ranges of each stream

@@ -231,6 +231,7 @@ UnitsBetween UnitsBetweenEvents(const Stretch& counts, std::optional<double> ope
   auto& gaps = found.stretch;
   gaps.phase = counts.phase;
   gaps.limits_of = counts.limits_of;
+  gaps.is_shown = counts.is_shown;
   std::size_t passed = 0, several = 0;
   bool has_own_units = false, has_fractions = false;
   for (std::size_t i = 0; i < counts.counts.size(); ++i) {

@@ -23,6 +23,8 @@ struct Stretch {
   // The estimates that its lines come from are those of this stretch of the stream: itself, or the
   // phase before.
   std::size_t limits_of = 0;
+  // Not shown: read for the estimates of others alone, before which it lies.
+  bool is_shown = true;
 
   std::vector<double> points;  // mean, median, single value, count, proportion or rate; NaN: none
   std::vector<double> sizes;   // pieces, or units inspected; 0: not known, which counts as 1 where
@@ -82,7 +84,10 @@ struct ReadOptions {
   std::int32_t chart_word = 0;
   bool counts = false;  // tests of defects or defectives, and a chart word of theirs
   bool joins_phases = false;
-  bool limits = false;         // targets and stored sigmas, of measurements
+  bool limits = false;  // targets and stored sigmas, of measurements
+  // Also the points that limits come from where they are not selected, as stretches that are not
+  // shown: those of a phase that is frozen, and of the phase before a gap.
+  bool bases = false;
   bool unknown_sizes = false;  // sizes of defects that are not known stay 0
 };
 

@@ -99,6 +99,7 @@ class Joint {
     auto& stretch = joined_.stretches.emplace_back();
     stretch.first_piece.push_back(0);
     Stretches limits_of;
+    stretch.is_shown = streams_[0].At(stretches[0]).is_shown;
     for (std::size_t j = 0; j < streams_.size(); ++j) {
       const auto& of = streams_[j].At(stretches[j]);
       limits_of.push_back(of.limits_of);
@@ -116,10 +117,12 @@ class Joint {
   std::vector<Stretches> made_of_;
 };
 
-std::unordered_map<std::int32_t, Place> PlacesOf(const Stream& stream) {
+// By identifier, of the stretches that are shown or of those that are not.
+std::unordered_map<std::int32_t, Place> PlacesOf(const Stream& stream, bool shown) {
   std::unordered_map<std::int32_t, Place> places;
   for (std::size_t s = 0; s < stream.stretches.size(); ++s) {
     const auto& stretch = stream.stretches[s];
+    if (stretch.is_shown != shown) continue;
     for (std::size_t i = 0; i < stretch.subgroups.size(); ++i) {
       if (!stretch.PiecesOf(i).empty()) places[stretch.subgroups[i]] = {s, i};
     }
@@ -127,12 +130,12 @@ std::unordered_map<std::int32_t, Place> PlacesOf(const Stream& stream) {
   return places;
 }
 
-// Times of all subgroups of the streams.
+// Times of all subgroups of the streams that are shown.
 std::map<std::int32_t, std::int32_t> TimesOf(const Streams& streams) {
   std::map<std::int32_t, std::int32_t> times;
   for (const auto& each : streams) {
     for (const auto& stretch : each.stream->stretches) {
-      for (std::size_t i = 0; i < stretch.subgroups.size(); ++i) {
+      for (std::size_t i = 0; stretch.is_shown && i < stretch.subgroups.size(); ++i) {
         times[stretch.subgroups[i]] = stretch.times[i];
       }
     }
@@ -142,21 +145,24 @@ std::map<std::int32_t, std::int32_t> TimesOf(const Streams& streams) {
 
 // The tests of one part and process; what is joined is erased from `left`.
 Stream Joined(const Streams& streams, std::map<std::int32_t, std::int32_t>& left) {
-  std::vector<std::unordered_map<std::int32_t, Place>> known;
-  for (const auto& each : streams) known.push_back(PlacesOf(*each.stream));
+  std::vector<std::unordered_map<std::int32_t, Place>> known[2];
+  for (const auto& each : streams) {
+    for (const bool shown : {false, true}) known[shown].push_back(PlacesOf(*each.stream, shown));
+  }
   Joint joint(streams);
   Places places(streams.size());
   for (const auto& stretch : streams[0].stream->stretches) {
     for (const auto subgroup : stretch.subgroups) {
       bool has_all = true;
       for (std::size_t j = 0; has_all && j < streams.size(); ++j) {
-        const auto found = known[j].find(subgroup);
-        has_all = found != known[j].end();
+        const auto& of = known[stretch.is_shown][j];
+        const auto found = of.find(subgroup);
+        has_all = found != of.end();
         if (has_all) places[j] = found->second;
       }
       if (!has_all) continue;
       joint.Add(places);
-      left.erase(subgroup);
+      if (stretch.is_shown) left.erase(subgroup);
     }
   }
   return joint.Take();
@@ -167,6 +173,7 @@ void Shorten(Stretch& stretch, std::pair<std::int32_t, std::int32_t> oldest) {
   Stretch kept;
   kept.phase = stretch.phase;
   kept.limits_of = stretch.limits_of;
+  kept.is_shown = stretch.is_shown;
   kept.first_piece.push_back(0);
   for (std::size_t i = 0; i < stretch.subgroups.size(); ++i) {
     if (std::pair(stretch.times[i], stretch.subgroups[i]) < oldest) continue;
@@ -182,21 +189,39 @@ void Shorten(Stretch& stretch, std::pair<std::int32_t, std::int32_t> oldest) {
   stretch = std::move(kept);
 }
 
-// What had its limits from a stretch that is gone has its own.
+using Age = std::pair<std::int32_t, std::int32_t>;  // time and identifier
+
+// What stretches keep their limits from though it is no longer shown from `oldest` back: the points
+// of a phase that is frozen, and of a phase that is gone as a whole.
+void KeepBases(std::vector<Stretch>& stretches, const Age& oldest) {
+  std::vector<Base> bases;
+  for (std::size_t s = 0; s < stretches.size(); ++s) {
+    const auto& stretch = stretches[s];
+    const auto age = [&](std::size_t i) { return Age(stretch.times[i], stretch.subgroups[i]); };
+    if (!stretch.is_shown || stretch.limits_of != s || age(0) >= oldest) continue;
+    if (stretch.phase.freeze_after == 0 && age(stretch.times.size() - 1) >= oldest) continue;
+    bases.push_back({stretch, s});
+  }
+  PutBases(std::move(bases), stretches);
+}
+
+// Leaves out stretches without subgroups, and what is not shown where nothing has its limits from
+// it.
 void DropEmpty(std::vector<Stretch>& stretches) {
+  std::vector<std::uint8_t> is_needed;
+  for (const auto& stretch : stretches) {
+    is_needed.push_back(stretch.is_shown && !stretch.subgroups.empty() ? 1 : 0);
+  }
+  for (std::size_t s = 0; s < stretches.size(); ++s) {
+    if (is_needed[s] != 0) is_needed[stretches[s].limits_of] = 1;
+  }
   std::vector<Stretch> kept;
   std::vector<std::size_t> places;  // of each stretch among those that are kept
-  for (auto& stretch : stretches) {
-    const bool is_gone = stretch.subgroups.empty();
-    const auto place = kept.size();
-    places.push_back(is_gone ? SIZE_MAX : place);
-    if (is_gone) continue;
-    kept.push_back(std::move(stretch));
+  for (std::size_t s = 0; s < stretches.size(); ++s) {
+    places.push_back(kept.size());
+    if (is_needed[s] != 0) kept.push_back(std::move(stretches[s]));
   }
-  for (std::size_t s = 0; s < kept.size(); ++s) {
-    const auto from = places[kept[s].limits_of];
-    kept[s].limits_of = from == SIZE_MAX ? s : from;
-  }
+  for (auto& stretch : kept) stretch.limits_of = places[stretch.limits_of];
   stretches = std::move(kept);
 }
 
@@ -210,6 +235,36 @@ void AddNumbers(const store::DataSet& data, std::size_t subgroup,
     if (key.Sbno == 0 && std::isfinite(data.values[rows.begin + row])) numbers.push_back(key.Tsno);
   }
   std::sort(numbers.begin() + before, numbers.end());
+}
+
+struct Numbered {
+  StudyData data;
+  PieceNumbers numbers;
+};
+
+Numbered ReadNumbered(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
+                      bool joins_phases, charts::VariableRun& run) {
+  run.NoteNoMisfit();
+  if (joins_phases) run.JoinPhases();
+  API_CCVarOptions asked{};
+  asked.Constant = 2;
+  Numbered read;
+  const auto made = run.Process(store, info, filter, asked);
+  if (made == 0) return read;
+  store::PieceReader reader(run.Rows().Data());
+  std::size_t streams = 0;
+  read.data = Taken(run, made, [&](std::size_t s, Stretch& stretch) {
+    const auto& stream = run.Streams()[s];
+    AddPieces(run, stream, reader, stretch);
+    if (stream.number + 1 > streams) read.numbers.emplace_back();
+    streams = stream.number + 1;
+    auto& of = read.numbers.back().emplace_back();
+    for (std::size_t i = 0; i < stretch.points.size(); ++i) {
+      if (stretch.PiecesOf(i).empty()) continue;
+      AddNumbers(run.Rows().Data(), run.Points().SubgroupAt(stream.begin + i), of);
+    }
+  });
+  return read;
 }
 
 }  // namespace
@@ -256,12 +311,11 @@ JoinedTests JoinTests(const StudyData& data, const PieceNumbers& numbers,
 }
 
 void KeepNewest(JoinedTests& joined, std::size_t most) {
-  using Age = std::pair<std::int32_t, std::int32_t>;  // time and identifier
   auto& streams = joined.data.streams;
   std::vector<Age> ages;
   for (const auto& stream : streams) {
     for (const auto& stretch : stream.stretches) {
-      for (std::size_t i = 0; i < stretch.subgroups.size(); ++i) {
+      for (std::size_t i = 0; stretch.is_shown && i < stretch.subgroups.size(); ++i) {
         ages.emplace_back(stretch.times[i], stretch.subgroups[i]);
       }
     }
@@ -270,7 +324,10 @@ void KeepNewest(JoinedTests& joined, std::size_t most) {
   const auto oldest = ages.end() - static_cast<std::ptrdiff_t>(most);
   std::ranges::nth_element(ages, oldest);
   for (auto& stream : streams) {
-    for (auto& stretch : stream.stretches) Shorten(stretch, *oldest);
+    KeepBases(stream.stretches, *oldest);
+    for (auto& stretch : stream.stretches) {
+      if (stretch.is_shown) Shorten(stretch, *oldest);
+    }
     DropEmpty(stream.stretches);
   }
   for (std::size_t s = streams.size(); s-- > 0;) {
@@ -291,32 +348,30 @@ JoinedTests ReadJoinedTests(platform::Database& database, const API_DSInfo& sele
   auto info = selection;
   const auto most = info.Count;  // the values of each test would have their own
   if (most > 0) info.Count = INT32_MAX;
+  const auto selected = info;
   const auto word = store::AnalyseWithStore(
       database.ConnectionHandle(), info, [&](const std::shared_ptr<store::Store>& store) {
         charts::VariableRun run;
-        run.NoteNoMisfit();
-        if (joins_phases) run.JoinPhases();
-        API_CCVarOptions asked{};
-        asked.Constant = 2;
-        const auto made = run.Process(*store, info, filter, asked);
-        if (made == 0) return made;
-        store::PieceReader reader(run.Rows().Data());
-        PieceNumbers numbers;
-        std::size_t streams = 0;
-        const auto data = Taken(run, made, [&](std::size_t s, Stretch& stretch) {
-          const auto& stream = run.Streams()[s];
-          AddPieces(run, stream, reader, stretch);
-          if (stream.number + 1 > streams) numbers.emplace_back();
-          streams = stream.number + 1;
-          auto& of = numbers.back().emplace_back();
-          for (std::size_t i = 0; i < stretch.points.size(); ++i) {
-            if (stretch.PiecesOf(i).empty()) continue;
-            AddNumbers(run.Rows().Data(), run.Points().SubgroupAt(stream.begin + i), of);
-          }
-        });
-        joined = JoinTests(data, numbers, order);
+        auto read = ReadNumbered(*store, info, filter, joins_phases, run);
+        AddBases(
+            run, read.data,
+            [&](const charts::VariableRun::Whole& whole) {
+              auto of = SelectionOf(whole, selected);
+              const auto notes = store::NoteCount();
+              charts::VariableRun other;
+              auto base = ReadNumbered(*store, of, filter, whole.phase == 0, other);
+              store::KeepNotes(notes);
+              return base;
+            },
+            [&](const Numbered& base, std::size_t i, std::size_t p, std::size_t s) {
+              auto& to = read.numbers[s];
+              const auto shown = read.data.streams[s].stretches.size();
+              to.insert(to.end() - static_cast<std::ptrdiff_t>(shown), base.numbers[i][p]);
+            });
+        if (read.data.chart_word == 0) return read.data.chart_word;
+        joined = JoinTests(read.data, read.numbers, order);
         KeepNewest(joined, static_cast<std::size_t>(most));
-        return made;
+        return read.data.chart_word;
       });
   return word == 0 ? JoinedTests() : joined;
 }

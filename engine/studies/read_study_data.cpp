@@ -50,8 +50,33 @@ void AddCounts(const charts::AttributeRun& run, const charts::ChartStream& strea
   }
 }
 
+// read(store, info, filter, options) reads the same of another selection.
+template <class Run, class Read>
+void AddBasesOf(const Run& run, store::Store& store, const API_DSInfo& selected,
+                std::span<const std::int32_t> filter, const ReadOptions& options, StudyData& data,
+                Read read) {
+  if (!options.bases) return;
+  struct Result {
+    StudyData data;
+  };
+  AddBases(
+      run, data,
+      [&](const typename Run::Whole& whole) {
+        auto info = SelectionOf(whole, selected);
+        auto how = options;
+        how.bases = false;
+        how.joins_phases = whole.phase == 0;
+        const auto notes = store::NoteCount();
+        Result result{read(store, info, filter, how)};
+        store::KeepNotes(notes);
+        return result;
+      },
+      [](const Result&, std::size_t, std::size_t, std::size_t) {});
+}
+
 StudyData ReadVariables(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
                         const ReadOptions& options) {
+  const auto selected = info;
   charts::VariableRun run;
   run.NoteNoMisfit();
   if (options.joins_phases) run.JoinPhases();
@@ -61,15 +86,18 @@ StudyData ReadVariables(store::Store& store, API_DSInfo& info, std::span<const s
   const auto word = run.Process(store, info, filter, asked);
   if (word == 0) return {};
   store::PieceReader reader(run.Rows().Data());
-  return Taken(run, word, [&](std::size_t s, Stretch& stretch) {
+  auto data = Taken(run, word, [&](std::size_t s, Stretch& stretch) {
     const auto& stream = run.Streams()[s];
     AddPieces(run, stream, reader, stretch);
     if (options.limits) AddLimits(run, s, stretch);
   });
+  AddBasesOf(run, store, selected, filter, options, data, ReadVariables);
+  return data;
 }
 
 StudyData ReadCounts(store::Store& store, API_DSInfo& info, std::span<const std::int32_t> filter,
                      const ReadOptions& options) {
+  const auto selected = info;
   charts::AttributeRun run;
   run.NoteNoMisfit();
   run.KeepCounts();
@@ -84,6 +112,7 @@ StudyData ReadCounts(store::Store& store, API_DSInfo& info, std::span<const std:
   data.defectives = chart.defectives;
   data.counted = chart.counted;
   data.scale = chart.scale;
+  AddBasesOf(run, store, selected, filter, options, data, ReadCounts);
   return data;
 }
 
@@ -104,13 +133,20 @@ StudyData ReadStudyData(platform::Database& database, const API_DSInfo& selectio
 
 namespace {
 
-// Which stretches of different parts belong together: their phase, and that of their limits; -1:
-// its own.
-using PhaseKey = std::pair<std::int32_t, std::int32_t>;
+// Which stretches of different parts belong together. Those that are not shown come first.
+struct PhaseKey {
+  bool is_shown = true;
+  std::int32_t phase = 0, limits_of = kOwn;  // that of their limits
+
+  static constexpr std::int32_t kOwn = -1;
+  auto operator<=>(const PhaseKey&) const = default;
+};
 
 PhaseKey KeyOf(const Stream& stream, std::size_t p) {
-  const auto from = stream.stretches[p].limits_of;
-  return {stream.stretches[p].phase.id, from == p ? -1 : stream.stretches[from].phase.id};
+  const auto& stretch = stream.stretches[p];
+  const auto from = stretch.limits_of;
+  return {stretch.is_shown, stretch.phase.id,
+          from == p ? PhaseKey::kOwn : stream.stretches[from].phase.id};
 }
 
 struct Member {
@@ -146,6 +182,7 @@ void Append(Stretch& to, const Stretch& from, std::size_t i, std::int32_t label)
 Stretch Mixed(const std::vector<Member>& members) {
   Stretch mixed;
   mixed.phase = members.front().Get().phase;
+  mixed.is_shown = members.front().Get().is_shown;
   struct Place {
     std::int32_t time;
     std::size_t member, at;
@@ -176,13 +213,17 @@ void AddTo(Groups& groups, const Stream& stream, std::int32_t label) {
 std::vector<Stretch> StretchesOf(const Groups& groups) {
   std::vector<std::pair<PhaseKey, Stretch>> made;
   for (const auto& [key, members] : groups) made.emplace_back(key, Mixed(members));
-  std::ranges::stable_sort(made, {}, [](const auto& each) { return each.second.times.front(); });
+  std::ranges::stable_sort(made, {}, [](const auto& each) {
+    return std::pair(each.second.is_shown, each.second.times.front());
+  });
   std::vector<Stretch> stretches;
   for (std::size_t p = 0; p < made.size(); ++p) {
     auto& stretch = made[p].second;
     stretch.limits_of = p;
-    for (std::size_t q = 0; q < p; ++q) {
-      if (made[q].first == PhaseKey{made[p].first.second, -1}) stretch.limits_of = q;
+    for (std::size_t q = 0; q < p && stretch.limits_of == p; ++q) {
+      const auto& other = made[q].first;
+      const bool has_own = other.limits_of == PhaseKey::kOwn;
+      if (has_own && other.phase == made[p].first.limits_of) stretch.limits_of = q;
     }
     stretches.push_back(std::move(stretch));
   }

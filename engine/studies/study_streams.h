@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <utility>
+#include <vector>
 
 #include "engine/charts/VariableRun.h"
+#include "engine/store/Store.h"
 #include "engine/studies/StudyData.h"
 
 // Streams and stretches of studies out of the run of a chart.
@@ -70,6 +74,72 @@ StudyData Taken(const Run& run, std::int32_t word, Add add) {
     data.streams.back().stretches.push_back(std::move(stretch));
   }
   return data;
+}
+
+// A stretch that is not shown, and the place of that which has its limits from it.
+struct Base {
+  Stretch stretch;
+  std::size_t of = 0;
+};
+
+// Puts bases before the stretches of a stream.
+inline void PutBases(std::vector<Base> bases, std::vector<Stretch>& stretches) {
+  const auto count = bases.size();
+  for (auto& stretch : stretches) {
+    const auto base = std::ranges::find(bases, stretch.limits_of, &Base::of);
+    stretch.limits_of = base == bases.end() ? stretch.limits_of + count
+                                            : static_cast<std::size_t>(base - bases.begin());
+  }
+  for (std::size_t b = count; b-- > 0;) {
+    auto& base = bases[b].stretch;
+    base.limits_of = b;
+    base.is_shown = false;
+    stretches.insert(stretches.begin(), std::move(base));
+  }
+}
+
+// Puts what the run took its limits from before the stretches that have them. read(whole) reads all
+// streams of a time into something with `data`; added(of, i, p, s) is told of each stretch p of its
+// stream i that comes to stream s.
+template <class Run, class Read, class Added>
+void AddBases(const Run& run, StudyData& data, Read read, Added added) {
+  std::map<typename Run::Whole, decltype(read(typename Run::Whole()))> known;
+  std::size_t place = 0;
+  for (std::size_t s = 0; s < data.streams.size(); ++s) {
+    auto& stream = data.streams[s];
+    std::vector<Base> bases;
+    for (std::size_t of = 0; of < stream.stretches.size(); ++of, ++place) {
+      const auto* const whole = run.TakenFrom(place);
+      if (whole == nullptr) continue;
+      auto found = known.find(*whole);
+      if (found == known.end()) found = known.emplace(*whole, read(*whole)).first;
+      const auto& streams = found->second.data.streams;
+      for (std::size_t i = 0; i < streams.size(); ++i) {
+        const auto& other = streams[i];
+        if (other.part != stream.part || other.process != stream.process ||
+            other.test != stream.test) {
+          continue;
+        }
+        const auto stretch = std::ranges::find(other.stretches, whole->phase,
+                                               [](const Stretch& each) { return each.phase.id; });
+        if (stretch == other.stretches.end()) continue;
+        bases.push_back({*stretch, of});
+        added(found->second, i, static_cast<std::size_t>(stretch - other.stretches.begin()), s);
+      }
+    }
+    PutBases(std::move(bases), stream.stretches);
+  }
+}
+
+// The selection of such points. What is said of them is said of none that is shown.
+template <class Whole>
+API_DSInfo SelectionOf(const Whole& whole, const API_DSInfo& selected) {
+  auto info = selected;
+  info.Count = 0;
+  info.TimeType = drttStatic;
+  info.TimeStart = whole.start;
+  info.TimeEnd = whole.end;
+  return info;
 }
 
 }  // namespace orvspc::studies

@@ -165,32 +165,45 @@ TEST_F(ChartOptions, EveryStudyTakesStoredOptionsUnlessTheCommandGivesThem) {
   }
   Write("w.csv", values);
   ASSERT_EQ(Run("import w.csv --db q.db").status, 0);
+  const std::string one = " --part V --test Width", all = " --part V",
+                    counts = " --part A --test Bad";
   const struct {
     const char* study;
     const char* option;
     const char* stored;
     const char* given;
     const char* key;
+    const std::string& selection;
   } rows[] = {
-      {"steps", "penalty", "5", "4", "Penalty"},
-      {"steps", "least", "6", "7", "Least"},
-      {"short-run", "kind", "z", "deviation", "Kind"},
-      {"short-run", "nominal", "mean", "target", "Nominal"},
-      {"group", "group-threshold", "60", "90", "GroupThreshold"},
-      {"group", "spread", "range", "auto", "Spread"},
-      {"t2", "alpha", "0.01", "0.02", "Alpha"},
-      {"t2", "covariance", "successive", "sample", "Covariance"},
-      {"mewma", "weight", "0.3", "0.2", "Weight"},
-      {"mewma", "arl0", "100", "370", "ARL0"},
-      {"acf", "lags", "3", "4", "Lags"},
-      {"acf", "level", "0.9", "0.99", "Level"},
+      {"ewma", "fir", "0.5", "0.4", "FIR", one},
+      {"ewma", "target", "3", "2", "Target", one},
+      {"cusum", "target", "3", "2", "Target", one},
+      {"cusum", "sigma", "2", "1", "Sigma", one},
+      {"g", "limits", "sigma", "probability", "Limits", counts},
+      {"g", "run", "8", "7", "Run", counts},
+      {"g", "estimator", "ml", "unbiased", "Estimator", counts},
+      {"steps", "penalty", "5", "4", "Penalty", one},
+      {"steps", "least", "6", "7", "Least", one},
+      {"short-run", "kind", "z", "deviation", "Kind", all},
+      {"short-run", "nominal", "mean", "target", "Nominal", all},
+      {"group", "group-threshold", "60", "90", "GroupThreshold", all},
+      {"group", "spread", "range", "auto", "Spread", all},
+      {"t2", "alpha", "0.01", "0.02", "Alpha", all},
+      {"t2", "covariance", "successive", "sample", "Covariance", all},
+      {"mewma", "weight", "0.3", "0.2", "Weight", all},
+      {"mewma", "arl0", "100", "370", "ARL0", all},
+      {"acf", "lags", "3", "4", "Lags", one},
+      {"acf", "level", "0.9", "0.99", "Level", one},
+      {"counts", "level", "0.9", "0.99", "Level", counts},
+      {"tolerance", "content", "0.9", "0.8", "Content", one},
+      {"tolerance", "confidence", "0.9", "0.8", "Confidence", one},
+      {"tolerance", "sides", "upper", "lower", "Sides", one},
+      {"tolerance", "law", "none", "normal", "Law", one},
   };
   for (const auto& row : rows) {
     const std::string name = std::string(row.study) + "." + row.option;
-    // Those of short-run and group are of several streams.
     const std::string study =
-        std::string("study ") + row.study + " --db q.db --part V --format json" +
-        (name.starts_with("steps") || name.starts_with("acf") ? " --test Width" : "");
+        std::string("study ") + row.study + " --db q.db --format json" + row.selection;
     const auto option = [&](const std::string& more) {
       const auto outcome = Run(study + more);
       EXPECT_EQ(outcome.status, 0) << name << ": " << outcome.err;
@@ -202,12 +215,20 @@ TEST_F(ChartOptions, EveryStudyTakesStoredOptionsUnlessTheCommandGivesThem) {
                   : value.text);
     };
     EXPECT_TRUE(option("").starts_with("default")) << name;
-    Set("--part V " + name + " " + row.stored);
+    Set(row.selection + " " + name + " " + row.stored);
     EXPECT_EQ(option(""), std::string("database ") + row.stored) << name;
     EXPECT_EQ(option(std::string(" --") + row.option + " " + row.given),
               std::string("command ") + row.given)
         << name;
   }
+  Set("--part V ewma.reset yes");
+  const auto reset = ParseJson(Run("study ewma --db q.db --format json" + one).out);
+  EXPECT_TRUE(reset.At("Options.Reset.Value").boolean);
+  EXPECT_EQ(reset.At("Options.Reset.From").text, "database");
+  Set("--part A ewma.sigma 1");
+  const auto of_counts = Run("study ewma --db q.db" + counts);
+  EXPECT_EQ(of_counts.status, 2);
+  EXPECT_NE(of_counts.err.find("sigma goes with measurements"), std::string::npos) << of_counts.err;
   Set("ar1.phi 0.5");
   EXPECT_EQ(Run("study ar1 --db q.db --part V --test Width").status, 2) << "phi goes with mean";
   Set("ar1.mean 3");

@@ -217,6 +217,25 @@ TEST_F(LevelStudies, GroupNamesTheStreamsThatAreMissing) {
   EXPECT_EQ(row.back(), '2') << text;
 }
 
+TEST_F(LevelStudies, AStreamOfAGroupIsMissingWhereItHasNoSubgroupAndNowhereElse) {
+  std::vector<Row> rows;
+  for (std::size_t hour = 0; hour < 30; ++hour) {
+    for (std::size_t h = 0; h < 4; ++h) {
+      if (hour == 10 && h == 0) continue;
+      const double level = 10.0 + static_cast<double>(h);
+      rows.push_back({"Oil", "Head " + std::to_string(h + 1), 60 * hour + h, {level, level + 1.0}});
+    }
+  }
+  Import(rows);
+  const auto phase = PhasesOf("group")[0];
+  ASSERT_EQ(phase["Missing"].size(), 30U);
+  for (std::size_t g = 0; g < 30; ++g) {
+    EXPECT_EQ(phase["Missing"][g], g == 10 ? std::vector<int>{1} : std::vector<int>()) << g;
+  }
+  EXPECT_EQ(phase["Times"][10], TimeOf(601));
+  EXPECT_EQ(phase["Times"][29], TimeOf(29 * 60));
+}
+
 TEST_F(LevelStudies, GroupHasTheExtremesOfItsStreams) {
   ImportHeads(9);
   const auto found = Json("group --group-threshold 600");
@@ -295,6 +314,98 @@ TEST_F(LevelStudies, ABaselineOfTooLittleIsANote) {
   const auto found = Json("baseline --process 'Head 1'");
   EXPECT_EQ(found["Streams"][0]["Phases"][0]["Proposal"]["Used"], 1);
   EXPECT_EQ(found["Notes"].back()["Code"], "not-to-be-proposed");
+}
+
+// Single pieces, one an hour: eight, two, two, two and eight.
+class BaselineOfPhases : public LevelStudies {
+ protected:
+  void SetUp() override {
+    std::vector<Row> rows;
+    for (const double value :
+         {10.0, 11.5, 9.75, 12.0, 10.5, 11.25, 14.0, 13.0, 20.0,  21.0, 50.0,
+          60.0, 22.0, 23.0, 15.0, 16.5, 14.25, 15.5, 17.0, 15.25, 16.0, 14.75}) {
+      rows.push_back({"Ring", "Press", 60 * rows.size(), {value}});
+    }
+    Import(rows);
+  }
+  void AddPhase(const std::string& options) {
+    const auto run = Run("phase add --db q.db --reason tool " + options);
+    ASSERT_EQ(run.status, 0) << run.err;
+  }
+  // The baseline of a phase, beside mean and sigma that are known and those of "limits compute".
+  void ExpectLimits(const json& phase, double mean, double sigma, int used,
+                    const std::string& window) {
+    SCOPED_TRACE(window);
+    const auto& proposal = phase["Proposal"];
+    ASSERT_FALSE(proposal.is_null());
+    EXPECT_EQ(proposal["Used"], used);
+    EXPECT_NEAR(proposal["Mean"].get<double>(), mean, 1e-12);
+    EXPECT_NEAR(proposal["SP"].get<double>(), sigma, 1e-12);
+    const auto run =
+        Run("limits compute --db q.db --part Ring --test Width --iterate --force --format json " +
+            window);
+    ASSERT_EQ(run.status, 0) << run.err;
+    const auto computed = json::parse(run.out);
+    for (const char* key : {"Mean", "SP", "SW", "Used", "Subgroups", "Missing", "Warnings"}) {
+      EXPECT_EQ(proposal[key], computed[key]) << key;
+    }
+  }
+  static std::vector<std::string> TextsOf(const json& found, const std::string& code) {
+    std::vector<std::string> texts;
+    for (const auto& note : found["Notes"]) {
+      if (note["Code"] == code) texts.push_back(note["Text"]);
+    }
+    return texts;
+  }
+};
+
+// Two phases have one name, and only the first is frozen.
+TEST_F(BaselineOfPhases, AFrozenPhaseHasTheLimitsOfItsFirstPoints) {
+  AddPhase("--name Tool --start 2024-03-01 --end 2024-03-01T08:00 --freeze-after 6");
+  AddPhase("--name Broken --start 2024-03-01T10:00 --end 2024-03-01T12:00 --kind excluded");
+  AddPhase("--name Tool --start 2024-03-01T14:00");
+  const auto found = Json("baseline");
+  const auto& phases = found["Streams"][0]["Phases"];
+  ASSERT_EQ(phases.size(), 5U);
+  ExpectLimits(phases[0], 65.0 / 6.0, 1.373651734451775, 6, "--until 2024-03-01T07:30");
+  ExpectLimits(phases[4], 15.53125, 1.297689426555824, 8, "--since 2024-03-01T14:00");
+  for (const std::size_t none : {1U, 2U, 3U}) {
+    EXPECT_TRUE(phases[none]["Proposal"].is_null()) << none;
+    EXPECT_TRUE(phases[none]["Rounds"].empty()) << none;
+  }
+  EXPECT_TRUE(TextsOf(found, "all-subgroups").empty());
+  const std::string between =
+      "Between phases there is no baseline; the limits of phase \"Tool\" hold there.";
+  EXPECT_EQ(TextsOf(found, "no-baseline"),
+            (std::vector<std::string>{
+                between, "Phase \"Broken\": It is excluded, so it has no baseline.", between}));
+
+  // Also where none of these points is selected.
+  const auto late = Json("baseline --since 2024-03-01T06:00 --until 2024-03-01T07:00");
+  EXPECT_EQ(late["Streams"][0]["Phases"][0]["Points"].size(), 2U);
+  ExpectLimits(late["Streams"][0]["Phases"][0], 65.0 / 6.0, 1.373651734451775, 6,
+               "--since 2024-03-01T06:00 --until 2024-03-01T07:30");
+  EXPECT_EQ(TextsOf(late, "all-subgroups").size(), 1U);
+  const auto gap = Json("baseline --since 2024-03-01T08:00 --until 2024-03-01T09:00");
+  EXPECT_EQ(TextsOf(gap, "no-baseline"), std::vector<std::string>{between});
+
+  const auto together = PhasesOf("baseline --all-phases");
+  ASSERT_EQ(together.size(), 1U);
+  EXPECT_EQ(together[0]["Proposal"]["Used"], 20);
+}
+
+TEST_F(BaselineOfPhases, BeforeTheFirstPhaseAllHaveOneBaseline) {
+  AddPhase("--name Broken --start 2024-03-01T10:00 --end 2024-03-01T12:00 --kind excluded");
+  AddPhase("--name Tool --start 2024-03-01T14:00");
+  const auto found = Json("baseline");
+  const auto& phases = found["Streams"][0]["Phases"];
+  ASSERT_EQ(phases.size(), 4U);
+  // The mean of 12 and of the moving ranges on either side of the excluded ones.
+  for (const std::size_t before : {0U, 2U}) {
+    ExpectLimits(phases[before], 178.0 / 12.0, 1.8167651971781535, 12, "--until 2024-03-01T13:30");
+  }
+  EXPECT_TRUE(phases[1]["Proposal"].is_null());
+  EXPECT_TRUE(TextsOf(found, "all-subgroups").empty());
 }
 
 TEST_F(LevelStudies, EachPhaseOfABaselineIsAStudyOfItsOwn) {

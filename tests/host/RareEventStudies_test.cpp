@@ -164,21 +164,27 @@ TEST_F(RareEventStudies, GOfADatabaseBeginsAnewAtAPhase) {
   EXPECT_EQ(both[1], Json("g --db q.db --phase Two")["Streams"][0]["Phases"][0]);
 }
 
-// Gaps of 6, 4 and 24 end in the first 45 units, one of 9 after them.
+// Gaps of 6, 4 and 24 end in the first 45 units, three after them.
 TEST_F(RareEventStudies, GOfAFrozenPhaseHasTheMeanOfItsFirstPoints) {
   std::vector<bool> bad(120, false);
-  for (const int at : {3, 10, 15, 40, 50}) bad[static_cast<std::size_t>(at)] = true;
+  for (const int at : {3, 10, 15, 40, 50, 110, 115}) bad[static_cast<std::size_t>(at)] = true;
   ImportUnits(bad);
   ASSERT_EQ(Run("phase add --db q.db --name One --start 2024-03-01 --freeze-after 45 "
                 "--reason tool")
                 .status,
             0);
   const auto phase = Json("g --db q.db")["Streams"][0]["Phases"][0];
-  EXPECT_EQ(Numbers(phase["Points"]), (std::vector<double>{6, 4, 24, 9}));
+  EXPECT_EQ(Numbers(phase["Points"]), (std::vector<double>{6, 4, 24, 9, 59, 4}));
   EXPECT_NEAR(phase["Mean"]["Value"].get<double>(), 34.0 / 3.0, 1e-12);
   EXPECT_NEAR(phase["P"]["Value"].get<double>(), 2.0 / 37.0, 1e-12);
   EXPECT_EQ(phase["Mean"]["Used"], 3);
-  EXPECT_EQ(phase["Mean"]["Left"], 1);
+  EXPECT_EQ(phase["Mean"]["Left"], 3);
+  // Also where these are not shown.
+  const auto later = Json("g --db q.db --since 2024-03-01T01:40:00")["Streams"][0]["Phases"];
+  ASSERT_EQ(later.size(), 1U);
+  EXPECT_EQ(Numbers(later[0]["Points"]), std::vector<double>{4});
+  EXPECT_EQ(later[0]["Mean"]["Value"], phase["Mean"]["Value"]);
+  EXPECT_EQ(later[0]["UCL"][0], phase["UCL"][0]);
 }
 
 TEST_F(RareEventStudies, GOfADatabaseTakesSizesThatAreNotWholeOrNotKnown) {

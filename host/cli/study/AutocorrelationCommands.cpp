@@ -63,7 +63,8 @@ int RunAr1(const Arguments& arguments, Console& console) {
             row.push_back(studies::StudyAr1(stretch, holding));
           }
         }
-      });
+      },
+      {.bases = true});
 }
 
 }  // namespace

@@ -59,24 +59,30 @@ int RunTolerance(const Arguments& arguments, Console& console) {
       throw Misuse("--" + std::string(option.name) + " goes with --db");
     }
   }
-  StudyOptions options(arguments);
-  render::ToleranceDocument document;
-  auto& asked = document.options;
-  asked.content = options.Get("Content", kContent, asked.content);
-  asked.confidence = options.Get("Confidence", kConfidence, asked.confidence);
-  asked.sides = options.Get("Sides", kSides);
-  const auto law = options.Get("Law", kLaw);
-  asked.law = law == kNoLaw ? std::nullopt : std::optional(static_cast<studies::Law>(law));
-  document.head = {"tolerance", options.Take(), {}, {}};
-  const auto fill = [](render::ToleranceDocument& filled) {
+  studies::ToleranceOptions asked;
+  const auto take = [&](StudyOptions& options) {
+    asked = {};
+    asked.content = options.Get("Content", kContent, asked.content);
+    asked.confidence = options.Get("Confidence", kConfidence, asked.confidence);
+    asked.sides = options.Get("Sides", kSides);
+    const auto law = options.Get("Law", kLaw);
+    asked.law = law == kNoLaw ? std::nullopt : std::optional(static_cast<studies::Law>(law));
+  };
+  const auto fill = [&](render::ToleranceDocument& filled) {
+    filled.options = asked;
     filled.Fill([&](const studies::Stretch& stretch) {
-      return studies::StudyTolerance(studies::UsedPieces(stretch), filled.options);
+      return studies::StudyTolerance(studies::UsedPieces(stretch), asked);
     });
   };
   if (!of_file) {
-    return RunOnStreams<render::ToleranceDocument>(
-        arguments, console, document, render::ToleranceJson, render::MakeToleranceView, fill);
+    return RunOnStreams<render::ToleranceDocument>(arguments, console, "tolerance",
+                                                   render::ToleranceJson, render::MakeToleranceView,
+                                                   take, fill);
   }
+  StudyOptions options(arguments);
+  take(options);
+  render::ToleranceDocument document;
+  document.head = {"tolerance", options.Take(), {}, {}};
   ReadColumn(arguments, document);
   fill(document);
   return DeliverStudy(arguments, console, document, render::ToleranceJson,
@@ -183,16 +189,21 @@ void FindOpportunities(const Analysis& run, render::CountCapabilityDocument& doc
 }
 
 int RunCountCapability(const Arguments& arguments, Console& console) {
-  StudyOptions options(arguments);
   studies::CountCapabilityOptions asked;
-  asked.level = options.Get("Level", kCountsLevel, asked.level);
-  asked.opportunities = options.Get("Opportunities", kOpportunities, asked.opportunities);
+  const auto take = [&](StudyOptions options) {
+    asked = {};
+    asked.level = options.Get("Level", kCountsLevel, asked.level);
+    asked.opportunities = options.Get("Opportunities", kOpportunities, asked.opportunities);
+    return options.Take();
+  };
   render::CountCapabilityDocument document;
-  document.head = {"counts", options.Take(), {}, {}};
+  document.head = {"counts", take(StudyOptions(arguments)), {}, {}};
   return RunAnalysis(arguments, console, kDrawn, kStudyMax, kCounts, [&](Analysis& run) -> Outcome {
     run.database.JoinPhases(arguments.Has(kAllPhases));
     document.head.select = run.select;
     ReadCounts(run, document);
+    document.head.options =
+        take(StudyOptions(arguments, StoredOptionsOf(run, document.data, "counts")));
     const bool empty = document.data.Empty();
     if (empty) NoteEmpty(run, kStudyMax, document.head.notes);
     const auto is_of_bad_units = &render::CountKind::defectives;

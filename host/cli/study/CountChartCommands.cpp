@@ -15,6 +15,7 @@ constexpr Option kFloor{"floor", nullptr, "never narrow the limits: a sigma z be
 int RunLaney(const Arguments& arguments, Console& console) {
   studies::ReadOptions read;
   read.counts = true;
+  read.bases = true;
   read.chart_word = arguments.Get(kChart);
   studies::LaneyOptions asked;
   const auto take = [&](StudyOptions& options) {

@@ -40,12 +40,14 @@ int RunGroup(const Arguments& arguments, Console& console) {
             studies::Stretch shown;
             shown.phase = stretch.phase;
             shown.limits_of = stretch.limits_of;
+            shown.is_shown = stretch.is_shown;
             shown.times = row.back().times;
             shown.points = row.back().high.values;
             stretch = std::move(shown);
           }
         }
-      });
+      },
+      {.bases = true});
 }
 
 }  // namespace

@@ -258,6 +258,7 @@ void Fill(Document& document, const studies::VectorOptions& asked, Study study) 
       for (auto& note : row.back().notes) note.stream = document.titles[s];
     }
   }
+  HideBases(document);
   ResolveCovariance(document);
 }
 

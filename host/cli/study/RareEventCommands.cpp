@@ -89,22 +89,34 @@ void CheckOptions(const Arguments& arguments, std::initializer_list<Option> of_f
   }
 }
 
+studies::GOptions GOptionsOf(const Arguments& arguments, StudyOptions& options) {
+  studies::GOptions asked;
+  TakeShared(options, asked);
+  asked.probability = options.Get("Limits", kLimits) == GLimits::Probability;
+  asked.unbiased = options.Get("Estimator", kEstimator) == GEstimator::Unbiased;
+  if (!asked.probability && arguments.Has(kAlpha)) {
+    throw Misuse("--alpha goes with --limits probability");
+  }
+  return asked;
+}
+
 // Units between the subgroups of each stream that have a defective or a defect.
-int RunGOfStreams(const Arguments& arguments, Console& console, StudyOptions& options,
-                  const studies::GOptions& asked) {
+int RunGOfStreams(const Arguments& arguments, Console& console) {
   studies::ReadOptions read;
   read.counts = true;
-  render::GStreamsDocument document;
-  document.head = {"g", options.Take(), {}, {}};
+  read.bases = true;
+  studies::GOptions asked;
   return RunOnStreams<render::GStreamsDocument>(
-      arguments, console, document, render::GStreamsJson, render::MakeGStreamsView,
+      arguments, console, "g", render::GStreamsJson, render::MakeGStreamsView,
+      [&](StudyOptions& options) { asked = GOptionsOf(arguments, options); },
       [&](render::GStreamsDocument& filled) {
         for (auto& stream : filled.data.streams) {
           auto& row = filled.studies.emplace_back();
           std::optional<double> open;
           for (auto& stretch : stream.stretches) {
-            auto between = studies::UnitsBetweenEvents(stretch, open);
-            open = between.open;
+            const bool is_shown = stretch.is_shown;
+            auto between = studies::UnitsBetweenEvents(stretch, is_shown ? open : std::nullopt);
+            if (is_shown) open = between.open;
             auto of_stretch = asked;
             of_stretch.base = between.base;
             if (&stretch == &stream.stretches.back()) of_stretch.open = between.open;
@@ -121,15 +133,9 @@ int RunGOfStreams(const Arguments& arguments, Console& console, StudyOptions& op
 
 int RunG(const Arguments& arguments, Console& console) {
   CheckOptions(arguments, {kColumn, kOpen}, {kAllPhases});
+  if (arguments.Has(kDatabase)) return RunGOfStreams(arguments, console);
   StudyOptions options(arguments);
-  studies::GOptions asked;
-  TakeShared(options, asked);
-  asked.probability = options.Get("Limits", kLimits) == GLimits::Probability;
-  asked.unbiased = options.Get("Estimator", kEstimator) == GEstimator::Unbiased;
-  if (!asked.probability && arguments.Has(kAlpha)) {
-    throw Misuse("--alpha goes with --limits probability");
-  }
-  if (arguments.Has(kDatabase)) return RunGOfStreams(arguments, console, options, asked);
+  auto asked = GOptionsOf(arguments, options);
   asked.open = options.Get("Open", kOpen);
   render::GDocument document;
   ReadGaps(arguments, true, document);

@@ -64,6 +64,7 @@ int RunShortRun(const Arguments& arguments, Console& console) {
   };
   studies::ReadOptions read;
   read.limits = true;
+  read.bases = true;
   return RunOnStreams<render::ShortRunDocument>(
       arguments, console, "short-run", render::ShortRunJson, render::MakeShortRunView, take,
       [&](render::ShortRunDocument& filled) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -102,6 +104,31 @@ inline constexpr Choice<studies::Sided> kSided{
 // Of which tests a study is: what is read says it, or counts where nothing was measured.
 enum class StudiedTests { AsRead, MeasuredElseCounted };
 
+// Takes away the stretches that are not shown and their studies. What those say of too few data
+// holds for what has its limits from them.
+template <class Document>
+void HideBases(Document& document) {
+  for (std::size_t s = 0; s < document.studies.size(); ++s) {
+    auto& stretches = document.data.streams[s].stretches;
+    auto& studies = document.studies[s];
+    const auto shown = std::ranges::find(stretches, true, &studies::Stretch::is_shown);
+    const auto count = static_cast<std::size_t>(shown - stretches.begin());
+    for (std::size_t p = count; p < stretches.size(); ++p) {
+      auto& of = stretches[p].limits_of;
+      if (of >= count) {
+        of -= count;
+        continue;
+      }
+      for (const auto& note : studies[of].notes) {
+        if (note.code == "too-few" || note.code == "few-data") studies[p].notes.push_back(note);
+      }
+      of = p - count;
+    }
+    stretches.erase(stretches.begin(), shown);
+    studies.erase(studies.begin(), studies.begin() + static_cast<std::ptrdiff_t>(count));
+  }
+}
+
 // A study of the selected streams, of measurements or counts, or of tests of these types alone;
 // fill(document) makes it of what was read, after prepare(run, document).
 template <class Document>
@@ -130,6 +157,7 @@ int RunOnStreams(const Arguments& arguments, Console& console, Document document
     if (empty) NoteEmpty(run, kStudyMax, document.head.notes);
     if (prepare) prepare(run, document);
     fill(document);
+    if (read.bases) HideBases(document);
     return {FormattedStudy(document, run, json, view), empty};
   });
 }

@@ -51,8 +51,8 @@ constexpr RealInside kHeadStartOfCounts{kHeadStart, 0.0, 1000.0};
 constexpr Option kShared[] = {kStudyMax, kTarget, kSigma, kSided, kReset, kPhase, kAllPhases};
 
 // Sigmas of counts follow from their line.
-void NeedMeasured(const Arguments& arguments, const studies::StudyData& data) {
-  if (data.Empty() || data.streams[0].stretches[0].counts.empty() || !arguments.Has(kSigma)) return;
+void NeedMeasured(const std::optional<double>& sigma, const studies::StudyData& data) {
+  if (data.Empty() || data.streams[0].stretches[0].counts.empty() || !sigma) return;
   throw Misuse("--sigma goes with measurements, not with counts");
 }
 
@@ -86,7 +86,7 @@ int RunEwma(const Arguments& arguments, Console& console) {
   return RunOnStreams<render::EwmaDocument>(
       arguments, console, "ewma", render::EwmaJson, render::MakeEwmaView, take,
       [&](render::EwmaDocument& filled) {
-        NeedMeasured(arguments, filled.data);
+        NeedMeasured(asked.sigma, filled.data);
         TakeCounts(filled.data, asked);
         filled.Fill([&](const auto& stretch) { return studies::StudyEwma(stretch, asked); });
       },
@@ -166,7 +166,7 @@ int RunCusum(const Arguments& arguments, Console& console) {
   return RunOnStreams<render::CusumDocument>(
       arguments, console, "cusum", render::CusumJson, render::MakeCusumView, take,
       [&](render::CusumDocument& filled) {
-        NeedMeasured(arguments, filled.data);
+        NeedMeasured(asked.sigma, filled.data);
         TakeCounts(filled.data, asked);
         filled.Fill([&](const auto& stretch) { return studies::StudyCusum(stretch, asked); });
       },

@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -132,6 +134,49 @@ TEST(StudyGroup, AGroupEndsWhereAStreamComesAgainOrTimeIsUp) {
   EXPECT_EQ(StudyGroup(stretch, options).times, (std::vector<std::int32_t>{0, 20}));
   options.threshold = 99;
   EXPECT_EQ(StudyGroup(stretch, options).times, (std::vector<std::int32_t>{0, 20, 120}));
+}
+
+// Four streams every hour, of which some lack the subgroup of hour 10.
+TEST(StudyGroup, AMissingStreamIsNamedAtItsTimeAlone) {
+  const std::vector<std::vector<std::int32_t>> rows = {
+      {}, {0}, {1}, {2}, {3}, {0, 1}, {0, 2}, {1, 2}, {2, 3}, {0, 3}, {0, 1, 2}, {1, 2, 3}};
+  for (const std::int32_t apart : {0, 60}) {
+    for (const auto& missing : rows) {
+      Stretch stretch;
+      for (std::int32_t hour = 0; hour < 30; ++hour) {
+        for (std::int32_t s = 0; s < 4; ++s) {
+          if (hour == 10 && std::ranges::find(missing, s) != missing.end()) continue;
+          Add(stretch, s, 3600 * hour + apart * s, {1.0, 2.0});
+        }
+      }
+      const auto study = StudyGroup(stretch);
+      SCOPED_TRACE(testing::PrintToString(missing) + " " + std::to_string(apart));
+      ASSERT_EQ(study.times.size(), 30U);
+      for (std::size_t g = 0; g < 30; ++g) {
+        EXPECT_EQ(study.times[g] / 3600, static_cast<std::int32_t>(g));
+        EXPECT_EQ(study.missing[g], g == 10 ? missing : std::vector<std::int32_t>()) << g;
+      }
+    }
+  }
+}
+
+TEST(StudyGroup, AGroupIsCutAtAGapThatIsMoreThanTwiceTheNext) {
+  struct Row {
+    std::vector<std::pair<std::int32_t, std::int32_t>> subgroups;  // stream and time
+    std::vector<std::int32_t> times;
+    const char* why;
+  };
+  const Row rows[] = {
+      {{{0, 0}, {1, 20}, {0, 30}}, {0, 30}, "just twice"},
+      {{{0, 0}, {1, 20}, {0, 29}}, {0, 20}, "more"},
+      {{{0, 0}, {1, 60}, {2, 120}, {2, 130}}, {0, 130}, "the next fits to nothing of the group"},
+      {{{0, 0}, {1, 900}, {2, 1800}, {0, 2700}, {1, 3600}}, {0, 2700}, "the same gaps throughout"},
+      {{{0, 0}, {1, 50}, {2, 100}, {0, 110}}, {0, 100}, "the latest of equal gaps"}};
+  for (const auto& row : rows) {
+    Stretch stretch;
+    for (const auto& each : row.subgroups) Add(stretch, each.first, each.second, {1.0, 2.0});
+    EXPECT_EQ(StudyGroup(stretch).times, row.times) << row.why;
+  }
 }
 
 TEST(StudyGroup, SinglePiecesHaveMovingRangesInsideTheirStream) {
