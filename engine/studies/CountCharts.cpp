@@ -30,9 +30,10 @@ std::vector<double> ScoresOf(const Stretch& stretch) {
 Figure FactorOf(const Stretch& stretch) {
   Figure factor{kNaN, "MR-est", 2.0 * std::numbers::inv_sqrtpi, 0, 0};
   const auto z = ScoresOf(stretch);
+  const auto base = BaseOf(stretch);
   double sum = 0.0, before = kNaN;
   for (std::size_t i = 0; i < z.size(); ++i) {
-    if (!stretch.IsUsed(i) || std::isnan(z[i])) {
+    if (base[i] == 0 || std::isnan(z[i])) {
       ++factor.left;
       continue;
     }
@@ -67,8 +68,8 @@ LaneyStudy StudyLaney(const Stretch& stretch, const LaneyOptions& options,
   study.lower.assign(count, kNaN);
   study.signals.assign(count, 0);
   const auto& mean = stretch.mean;
-  study.mean = {mean.value, mean.name, mean.constant, mean.used, 0};
   const auto& source = limits_of == nullptr ? stretch : *limits_of;
+  study.mean = {mean.value, mean.name, mean.constant, mean.used, LeftOut(source)};
   study.sigma_z = FactorOf(source);
   const auto used = static_cast<std::size_t>(study.sigma_z.used);
   // Points without a sigma, as all are where every count is 0, are no scores.

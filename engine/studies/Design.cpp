@@ -110,6 +110,14 @@ DesignStudy StudyDesign(const DesignOptions& options) {
   ewma.width = EwmaWidth(ewma.weight, options.arl0, options.exact);
   ewma.arl = EwmaMean(ewma.weight, ewma.width, options.exact, options.shift);
 
+  if (options.exact) {
+    study.notes.push_back(
+        {"weight-of-asymptotic-limits",
+         "The weight of the EWMA is the best one with asymptotic limits; exact ones, narrow at the "
+         "start, favour ever smaller weights for a shift that is there from the first point.",
+         {}});
+  }
+
   auto& shewhart = study.shewhart;
   shewhart.width = statistics::NormalUpperQuantile(0.5 / options.arl0);
   shewhart.arl = ShewhartMean(shewhart.width, options.shift);

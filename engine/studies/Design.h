@@ -42,7 +42,8 @@ struct DesignStudy {
 
 //   cusum     k = shift / 2, at most 3; h by its run length
 //   EWMA      the weight of 0.01 to 0.99, by steps of 0.01, whose run length at the shift is least,
-//             with asymptotic limits; the width by the run length with the limits asked for
+//             with asymptotic limits; the width by the run length with the limits asked for. A
+//             note says so of exact ones
 //   Shewhart  width = the quantile of 1 - 1 / (2 arl0)
 // Throws std::invalid_argument for an option out of its range.
 // Source   Hawkins, J. Quality Technology 25 (1993); Lucas & Saccucci, Technometrics 32 (1990)

@@ -167,12 +167,15 @@ GStudy StudyG(std::span<const double> between, const GOptions& options, const GS
     study.mean = judged_by->mean;
     study.p = judged_by->p;
   } else {
-    if (!HasFigures(between, "counts", study.notes)) return study;
-    const auto number = static_cast<std::int64_t>(between.size());
+    const auto base =
+        between.first(std::min(options.base.value_or(between.size()), between.size()));
+    if (!HasFigures(base, "counts", study.notes)) return study;
+    const auto number = static_cast<std::int64_t>(base.size());
+    const auto left = static_cast<std::int64_t>(between.size()) - number;
     const double few = options.unbiased ? 1.0 - 1.0 / static_cast<double>(number) : 1.0;
-    study.mean = {MeanOf(between), "mean", kNaN, number, 0};
+    study.mean = {MeanOf(base), "mean", kNaN, number, left};
     study.p = {few / (study.mean.value + 1.0), options.unbiased ? "unbiased" : "maximum likelihood",
-               kNaN, number, 0};
+               kNaN, number, left};
   }
   const double mean = study.mean.value, p = study.p.value;
   const double side = options.alpha / 2.0;
@@ -228,10 +231,12 @@ UnitsBetween UnitsBetweenEvents(const Stretch& counts, std::optional<double> ope
   auto& gaps = found.stretch;
   gaps.phase = counts.phase;
   gaps.limits_of = counts.limits_of;
-  std::size_t several = 0;
-  bool has_own_units = false;
+  gaps.is_shown = counts.is_shown;
+  std::size_t passed = 0, several = 0;
+  bool has_own_units = false, has_fractions = false;
   for (std::size_t i = 0; i < counts.counts.size(); ++i) {
     if (!counts.IsUsed(i) || std::isnan(counts.counts[i])) continue;
+    ++passed;
     if (counts.counts[i] == 0.0) {
       if (found.open) *found.open += counts.sizes[i];
       continue;
@@ -239,7 +244,11 @@ UnitsBetween UnitsBetweenEvents(const Stretch& counts, std::optional<double> ope
     if (counts.counts[i] > 1.0) ++several;
     has_own_units = has_own_units || counts.sizes[i] > 1.0;
     if (found.open && !began_before) {
-      gaps.points.push_back(*found.open);
+      constexpr double kSame = 1e-9;  // of sums of fractions
+      const double whole = std::round(*found.open);
+      has_fractions = has_fractions || std::abs(*found.open - whole) > kSame * std::max(1.0, whole);
+      gaps.points.push_back(whole);
+      if (CountInBase(counts, passed) == passed) ++found.base;
       gaps.times.push_back(counts.times[i]);
       gaps.subgroups.push_back(counts.subgroups[i]);
     }
@@ -258,6 +267,12 @@ UnitsBetween UnitsBetweenEvents(const Stretch& counts, std::optional<double> ope
     found.notes.push_back({"place-unknown",
                            "Where in its subgroup a defective lies is not known, so the units of "
                            "its own subgroup are not counted.",
+                           {}});
+  }
+  if (has_fractions) {
+    found.notes.push_back({"fractional-units",
+                           "Sizes are not whole numbers; the units between two events are rounded "
+                           "to whole ones.",
                            {}});
   }
   return found;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -33,6 +34,7 @@ struct GOptions : GapOptions {
   bool probability = true;  // limits by quantiles, the centre the median; otherwise three sigmas
                             // about the mean
   bool unbiased = true;     // p with (N - 1) / N
+  std::optional<std::size_t> base = {};  // mean and p are of so many, the first ones; else of all
 };
 
 struct GStudy : GapStudy {
@@ -48,7 +50,7 @@ struct GStudy : GapStudy {
 //   sigma limits         mean +- 3 sqrt(mean (mean + 1)), not below 0
 // A count above the upper limit is a signal, one below the lower limit as well. Where the lower
 // limit is 0, two zeros in a row are pointed out instead: by chance that has P p^2.
-// Fewer than 3 counts, or none that differ: no figures.
+// Fewer than 3 counts that mean and p are of, or none that differ: no figures.
 // judged_by: mean and p are those of that study, such as of the phase before.
 // Throws std::invalid_argument for an option out of its range, a count below 0 or not whole.
 // Source   Benneyan, Health Care Management Science 4 (2001); Kaminsky et al., J. Quality
@@ -61,10 +63,12 @@ struct UnitsBetween {
   Stretch stretch;  // points: the sum of the sizes of the subgroups between two events; times and
                     // subgroups: those of the event that ends it. It has no other columns
   std::optional<double> open;  // since the last event; empty without one
+  std::size_t base = 0;  // so many of the points end inside what the phase is frozen after, or all
   std::vector<Note> notes;
 };
 // Out of a stretch of counts. Subgroups that are not used, or have no count, are passed over. A
-// subgroup is one event, whatever it has; its own units are not counted. open: the units since the
+// subgroup is one event, whatever it has; its own units are not counted. Units between two events
+// that are no whole number are rounded, with a note. open: the units since the
 // last event of the stretches before, which go on until the first event of this one and are no gap
 // of it.
 UnitsBetween UnitsBetweenEvents(const Stretch& counts, std::optional<double> open = {});

@@ -27,7 +27,8 @@ struct Stretch {
   bool is_shown = true;
 
   std::vector<double> points;  // mean, median, single value, count, proportion or rate; NaN: none
-  std::vector<double> sizes;   // pieces, or units inspected; 0: not known
+  std::vector<double> sizes;   // pieces, or units inspected; 0: not known, which counts as 1 where
+                               // points are numbers of defects (ReadOptions::unknown_sizes)
   // The line in force at the point and the standard deviation of a point about it, by the stored
   // row of control limits where there is one, else by the estimates; NaN: none.
   std::vector<double> centre, sigma;
@@ -89,6 +90,7 @@ struct ReadOptions {
   // Also the points that limits come from where they are not selected, as stretches that are not
   // shown: those of a phase that is frozen, and of the phase before a gap.
   bool bases = false;
+  bool unknown_sizes = false;  // sizes of defects that are not known stay 0
 };
 
 // The selected subgroups, as DataSelect::API_GetData gives a selection, with what the charts of

@@ -20,30 +20,59 @@ struct About {
   double Centre(std::size_t i) const { return options.target.value_or(stretch.centre[i]); }
   // Of the point, as it has so many pieces.
   double Sigma(std::size_t i) const {
+    if (options.target && !stretch.counts.empty()) return SigmaOfTarget(i);
     if (!options.sigma) return stretch.sigma[i];
-    const double size = stretch.sizes.empty() ? 1.0 : stretch.sizes[i];
+    const double size = Units(i);
     return size > 0.0 ? *options.sigma / std::sqrt(size) : kNaN;
   }
+  // What a rate is multiplied by to be a point.
+  double UnitOf(std::size_t i) const { return options.scale * (options.counted ? Units(i) : 1.0); }
+
+ private:
+  double Units(std::size_t i) const { return stretch.sizes.empty() ? 1.0 : stretch.sizes[i]; }
+  // Of counts, by the units of the point. Where a rate is one per opportunity only the sigma about
+  // the line knows these.
+  double SigmaOfTarget(std::size_t i) const {
+    const double unit = UnitOf(i);
+    const auto variance = [&](double centre) {
+      const double rate = centre / unit;
+      return rate * (options.defectives ? 1.0 - rate : 1.0);
+    };
+    const double wanted = variance(*options.target), known = variance(stretch.centre[i]);
+    if (known > 0.0 && stretch.sigma[i] > 0.0) {
+      return stretch.sigma[i] * std::sqrt(wanted / known);
+    }
+    return std::isnan(stretch.counts[i]) ? kNaN : unit * std::sqrt(wanted / Units(i));
+  }
 };
+
+bool HasSigma(const AboutOptions& options) {
+  if (!(*options.target > 0.0) || !std::isfinite(*options.target)) return false;
+  return !options.defectives || options.counted || *options.target < options.scale;
+}
 
 void CheckAbout(const Stretch& stretch, const AboutOptions& options) {
   Need(!options.target || std::isfinite(*options.target), "target must be a number");
   Need(!options.sigma || (*options.sigma > 0.0 && std::isfinite(*options.sigma)),
        "sigma must be a number above 0");
   Need(!options.sigma || stretch.counts.empty(), "sigma goes with measurements, not with counts");
+  Need(!options.target || stretch.counts.empty() || HasSigma(options),
+       "a target of counts must be above 0, of a proportion below 1");
 }
 
 constexpr const char* kLineInForce = "line in force";
 
 // That of the newest point: given, the estimate of the stretch, or what a stored row of limits or
 // the phase before has. in_force: NaN without a point
-Figure FigureOf(const Estimate& estimate, const std::optional<double>& given, double in_force) {
+Figure FigureOf(const Stretch& stretch, const Estimate& estimate,
+                const std::optional<double>& given, double in_force) {
   constexpr double kSame = 1e-9;  // a sigma is divided by the root of a size, and times it
   if (given) return {*given, "given", kNaN, 0, 0};
   const bool is_own = std::isnan(in_force) ||
                       std::abs(in_force - estimate.value) <= kSame * std::abs(estimate.value);
   if (!is_own) return {in_force, kLineInForce, kNaN, 0, 0};
-  return {estimate.value, estimate.name, estimate.constant, estimate.used, 0};
+  const auto left = std::isnan(estimate.value) ? 0 : LeftOut(stretch);
+  return {estimate.value, estimate.name, estimate.constant, estimate.used, left};
 }
 
 // The last element that is a number.
@@ -55,21 +84,34 @@ double Newest(const Stretch& stretch, At at) {
   return kNaN;
 }
 
+// The mean in the unit of the points. unit_of(i): what an estimated rate is multiplied by.
+template <class Centre, class UnitOf>
+Figure MeanInForce(const Stretch& stretch, const std::optional<double>& given, Centre centre,
+                   UnitOf unit_of) {
+  auto mean = stretch.mean;
+  const double unit =
+      Newest(stretch, [&](std::size_t i) { return std::isnan(centre(i)) ? kNaN : unit_of(i); });
+  if (!std::isnan(unit)) mean.value *= unit;
+  return FigureOf(stretch, mean, given, Newest(stretch, centre));
+}
+
 // Fills in what both studies share; false: there is too little for figures.
 template <class Study>
 bool Begin(const Stretch& stretch, const AboutOptions& options, Study& study) {
   CheckAbout(stretch, options);
   const About about{stretch, options};
   const bool is_counted = !stretch.counts.empty();  // its sigmas are of points
-  study.mean = FigureOf(stretch.mean, options.target,
-                        Newest(stretch, [&](std::size_t i) { return about.Centre(i); }));
-  study.sigma = FigureOf(stretch.sp, options.sigma, Newest(stretch, [&](std::size_t i) {
+  study.mean = MeanInForce(
+      stretch, options.target, [&](std::size_t i) { return about.Centre(i); },
+      [&](std::size_t i) { return is_counted ? about.UnitOf(i) : 1.0; });
+  study.sigma = FigureOf(stretch, stretch.sp, options.sigma, Newest(stretch, [&](std::size_t i) {
                            const double size = stretch.sizes.empty() ? 1.0 : stretch.sizes[i];
                            return is_counted ? kNaN : about.Sigma(i) * std::sqrt(size);
                          }));
   study.signals.assign(stretch.points.size(), 0);
-  // Stored limits and those of the phase before are known at the first point already.
-  const bool has_sigma = options.sigma.has_value() ||
+  // Stored limits and those of the phase before are known at the first point already, and so is
+  // the sigma of counts about a target.
+  const bool has_sigma = options.sigma.has_value() || (is_counted && options.target) ||
                          (is_counted ? study.mean : study.sigma).estimator == kLineInForce;
   const LeastAmounts least{has_sigma ? 1U : 2U, IsOfSingles(stretch) ? 25U : 20U};
   if (!HasEnough(UsedPoints(stretch), least, "points", study.notes)) return false;
@@ -211,8 +253,8 @@ EwmaStudy StudyEwma(const Stretch& stretch, const EwmaOptions& options) {
     study.z[i] = centre + next;
     study.centre[i] = centre;
     if (sigma > 0.0) {
-      study.upper[i] = centre + options.width * spread;
-      study.lower[i] = centre - options.width * spread;
+      if (options.sided != Sided::Lower) study.upper[i] = centre + options.width * spread;
+      if (options.sided != Sided::Upper) study.lower[i] = centre - options.width * spread;
     }
     if (std::isnan(next) || !stretch.IsUsed(i)) continue;
     deviation = next;
@@ -241,8 +283,8 @@ CusumStudy StudyCusum(const Stretch& stretch, const CusumOptions& options) {
   for (std::size_t i = 0; i < count; ++i) {
     const double sigma = about.Sigma(i);
     const double y = sigma > 0.0 ? (stretch.points[i] - about.Centre(i)) / sigma : kNaN;
-    steps.sides[0].push_back(y - options.k);
-    steps.sides[1].push_back(-y - options.k);
+    steps.sides[0].push_back(options.sided == Sided::Lower ? kNaN : y - options.k);
+    steps.sides[1].push_back(options.sided == Sided::Upper ? kNaN : -y - options.k);
   }
   RunArms(stretch, steps, {options.h, options.head_start, options.reset, false}, study,
           [&](std::size_t i, bool is_upper, const Arm& arm) {
@@ -277,8 +319,9 @@ CusumStudy StudyCountCusum(const Stretch& stretch, const CountCusumOptions& opti
   const auto in_unit_of_points = [&](double rate, std::size_t i) {
     return rate * options.scale * (options.counted ? stretch.sizes[i] : 1.0);
   };
-  const double newest = Newest(stretch, [&](std::size_t i) { return stretch.centre[i]; });
-  study.mean = FigureOf(stretch.mean, options.target, newest);
+  study.mean = MeanInForce(
+      stretch, options.target, [&](std::size_t i) { return stretch.centre[i]; },
+      [&](std::size_t i) { return in_unit_of_points(1.0, i); });
   const bool is_known = options.target || study.mean.estimator == kLineInForce;
   const LeastAmounts least_points{is_known ? 1U : 2U, 20};
   if (!HasEnough(UsedPoints(stretch), least_points, "points", study.notes)) return study;

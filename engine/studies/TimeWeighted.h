@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "engine/studies/Figures.h"
+#include "engine/studies/RunLengths.h"
 #include "engine/studies/StudyData.h"
 #include "platform/Reports.h"
 
@@ -15,8 +16,13 @@ namespace orvspc::studies {
 
 // What both are about. Without these the line in force at each point.
 struct AboutOptions {
-  std::optional<double> target;  // mean that points are compared with
+  std::optional<double> target;  // mean that points are compared with; of counts one above 0 whose
+                                 // law has a sigma
   std::optional<double> sigma;   // of one piece, above 0; not of counts
+  Sided sided = Sided::Two;      // which signals count: the other limit or arm is left out
+  // What the points of a stretch of counts are, as StudyData has it.
+  bool defectives = false, counted = false;
+  double scale = 1.0;
 };
 
 struct EwmaOptions : AboutOptions {
@@ -41,6 +47,8 @@ struct EwmaStudy {
 //   asymptotic  centre +- width sqrt(weight / (2 - weight)) sigma, sigma at the mean size
 //   fir         limits times 1 - (1 - f)^(1 + a (t - 1)), a = (-2 / log10(1 - f) - 1) / 19, at the
 //               t-th point after a start
+// Sigma of counts about a target is that of the target: of a proportion p of n units
+// sqrt(p (1 - p) / n), of a rate u of n units sqrt(u / n), in the unit of the points.
 // z and v begin anew where another row of limits holds. A point that is not used is shown and then
 // forgotten; one without value leaves both as they are.
 // Throws std::invalid_argument for an option out of its range.
@@ -76,7 +84,7 @@ struct CusumStudy {
 // Two arms of y_i = (x_i - centre_i) / sigma_i:
 //   upper_i = max(0, upper_(i-1) + y_i - k), lower_i = max(0, lower_(i-1) - y_i - k)
 // A signal is an arm above h. The shift is taken to begin after the arm's last zero, N points
-// before, and the new mean is centre +- sigma (k + arm / N).
+// before, and the new mean is centre +- sigma (k + arm / N). Sigma of counts as above.
 // Throws std::invalid_argument for an option out of its range.
 // Source   ISO 7870-4; Montgomery, ch. 9.1
 CusumStudy StudyCusum(const Stretch& stretch, const CusumOptions& options = {});

@@ -34,15 +34,18 @@ void AddLimits(const charts::VariableRun& run, std::size_t s, Stretch& stretch) 
 }
 
 // Where the points are counts, also those of subgroups without a size; else only where there is a
-// point. None for rates of opportunities.
+// point. None for rates of opportunities. Defects without a size are those of one unit, as on their
+// chart.
 void AddCounts(const charts::AttributeRun& run, const charts::ChartStream& stream,
-               std::span<const double> units, Stretch& stretch) {
+               std::span<const double> units, bool keep_unknown, Stretch& stretch) {
   const auto& table = run.Points();
   const auto& chart = *run.Plan().chart;
   for (auto place = stream.begin; place < stream.end; ++place) {
     const bool has_point = !std::isnan(stretch.points[stretch.counts.size()]);
     const bool has_count = chart.counted || (has_point && !chart.per_opportunity);
-    stretch.sizes.push_back(units[table.SubgroupAt(place)]);
+    const double size = units[table.SubgroupAt(place)];
+    const bool is_one = size == 0.0 && chart.BearsNoSize() && !keep_unknown;
+    stretch.sizes.push_back(is_one ? 1.0 : size);
     stretch.counts.push_back(has_count ? run.Counts()[place] : platform::kNaN);
   }
 }
@@ -104,7 +107,7 @@ StudyData ReadCounts(store::Store& store, API_DSInfo& info, std::span<const std:
   if (word == 0) return {};
   const auto units = run.UnitsInspected();
   auto data = Taken(run, word, [&](std::size_t s, Stretch& stretch) {
-    AddCounts(run, run.Streams()[s], units, stretch);
+    AddCounts(run, run.Streams()[s], units, options.unknown_sizes, stretch);
   });
   const auto& chart = *run.Plan().chart;
   data.defectives = chart.defectives;

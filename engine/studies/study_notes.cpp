@@ -47,6 +47,11 @@ std::vector<std::uint8_t> BaseOf(const Stretch& stretch) {
   return base;
 }
 
+std::int64_t LeftOut(const Stretch& stretch) {
+  const auto in_base = CountInBase(stretch, UsedPoints(stretch));
+  return static_cast<std::int64_t>(stretch.points.size() - in_base);
+}
+
 bool IsOfSingles(const Stretch& stretch) {
   return stretch.counts.empty() &&
          std::ranges::all_of(stretch.sizes, [](double size) { return size <= 1.0; });

@@ -35,6 +35,9 @@ std::size_t UsedPoints(const Stretch& stretch);
 std::size_t CountInBase(const Stretch& stretch, std::size_t count);
 // Not 0: used, and not past the point that the phase is frozen after.
 std::vector<std::uint8_t> BaseOf(const Stretch& stretch);
+// Subgroups of a stretch that no estimate of it is made of: without a point, not used, or past the
+// one that the phase is frozen after.
+std::int64_t LeftOut(const Stretch& stretch);
 // No subgroup has more than one piece.
 bool IsOfSingles(const Stretch& stretch);
 

@@ -334,6 +334,22 @@ TEST_F(ChartOptions, WhatADatabaseLacksOfTheParametersOfAr1IsNamed) {
   EXPECT_EQ(Run(study).status, 0);
 }
 
+TEST_F(ChartOptions, TheSideOfAnEwmaAndACusumMayBeStored) {
+  for (const std::string study : {"ewma", "cusum"}) {
+    const auto sided = [&](const std::string& more) {
+      const auto outcome =
+          Run("study " + study + " --db q.db --part A --test Width --format json" + more);
+      EXPECT_EQ(outcome.status, 0) << outcome.err;
+      const auto option = ParseJson(outcome.out).At("Options.Sided");
+      return option.At("From").text + " " + option.At("Value").text;
+    };
+    EXPECT_EQ(sided(""), "default two");
+    Set("--part A " + study + ".sided upper");
+    EXPECT_EQ(sided(""), "database upper");
+    EXPECT_EQ(sided(" --sided lower"), "command lower");
+  }
+}
+
 TEST_F(ChartOptions, StreamsOfOneStudyMustAgree) {
   Set("--part A --test Width cusum.h 4");
   const auto both = Run("study cusum --db q.db --test Width");

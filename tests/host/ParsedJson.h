@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cstddef>
@@ -91,6 +92,9 @@ class JsonParser {
     do {
       Blanks();
       std::string key = Text();
+      if (std::find(value.names.begin(), value.names.end(), key) != value.names.end()) {
+        Fail("the key " + key + " is there twice");
+      }
       Need(':');
       value.names.push_back(std::move(key));
       value.elements.push_back(Value());

@@ -164,6 +164,57 @@ TEST_F(RareEventStudies, GOfADatabaseBeginsAnewAtAPhase) {
   EXPECT_EQ(both[1], Json("g --db q.db --phase Two")["Streams"][0]["Phases"][0]);
 }
 
+// Gaps of 6, 4 and 24 end in the first 45 units, three after them.
+TEST_F(RareEventStudies, GOfAFrozenPhaseHasTheMeanOfItsFirstPoints) {
+  std::vector<bool> bad(120, false);
+  for (const int at : {3, 10, 15, 40, 50, 110, 115}) bad[static_cast<std::size_t>(at)] = true;
+  ImportUnits(bad);
+  ASSERT_EQ(Run("phase add --db q.db --name One --start 2024-03-01 --freeze-after 45 "
+                "--reason tool")
+                .status,
+            0);
+  const auto phase = Json("g --db q.db")["Streams"][0]["Phases"][0];
+  EXPECT_EQ(Numbers(phase["Points"]), (std::vector<double>{6, 4, 24, 9, 59, 4}));
+  EXPECT_NEAR(phase["Mean"]["Value"].get<double>(), 34.0 / 3.0, 1e-12);
+  EXPECT_NEAR(phase["P"]["Value"].get<double>(), 2.0 / 37.0, 1e-12);
+  EXPECT_EQ(phase["Mean"]["Used"], 3);
+  EXPECT_EQ(phase["Mean"]["Left"], 3);
+  // Also where these are not shown.
+  const auto later = Json("g --db q.db --since 2024-03-01T01:40:00")["Streams"][0]["Phases"];
+  ASSERT_EQ(later.size(), 1U);
+  EXPECT_EQ(Numbers(later[0]["Points"]), std::vector<double>{4});
+  EXPECT_EQ(later[0]["Mean"]["Value"], phase["Mean"]["Value"]);
+  EXPECT_EQ(later[0]["UCL"][0], phase["UCL"][0]);
+}
+
+TEST_F(RareEventStudies, GOfADatabaseTakesSizesThatAreNotWholeOrNotKnown) {
+  std::ostringstream fractions, unknown;
+  fractions << "part,process,test,subgroup,time,size,test-type,count\n";
+  unknown << "part,process,test,subgroup,time,test-type,count\n";
+  const std::vector<int> counts = {1, 0, 0, 1, 0, 1, 0, 0, 0, 1, 0};
+  for (std::size_t i = 0; i < counts.size(); ++i) {
+    const auto time = ",2024-03-01T00:" + std::to_string(i + 10) + ":00,";
+    fractions << "Can,Seamer,Leaks," << i + 1 << time << "1.25,defects," << counts[i] << "\n";
+    unknown << "Lid,Seamer,Leaks," << i + 1 << time << "defects," << counts[i] << "\n";
+  }
+  Write("f.csv", fractions.str());
+  Write("n.csv", unknown.str());
+  ASSERT_EQ(Run("import f.csv --db q.db").status, 0);
+  ASSERT_EQ(Run("import n.csv --db q.db").status, 0);
+  const auto noted = [](const nlohmann::json& document) {
+    bool found = false;
+    for (const auto& note : document["Notes"]) found |= note["Code"] == "fractional-units";
+    return found;
+  };
+  const auto rounded = Json("g --db q.db --part Can");
+  EXPECT_EQ(Numbers(rounded["Streams"][0]["Phases"][0]["Points"]), (std::vector<double>{3, 1, 4}));
+  EXPECT_TRUE(noted(rounded));
+  const auto ones = Json("g --db q.db --part Lid");
+  EXPECT_EQ(Numbers(ones["Streams"][0]["Phases"][0]["Points"]), (std::vector<double>{2, 1, 3}));
+  EXPECT_EQ(ones["Streams"][0]["Phases"][0]["Open"], 1.0);
+  EXPECT_FALSE(noted(ones));
+}
+
 TEST_F(RareEventStudies, TOfADatabaseHasTheHoursBetweenEvents) {
   ImportStops();
   const auto all = Json("t --db q.db --process Press --until 2024-03-02T12:30:00");

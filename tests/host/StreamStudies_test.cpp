@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/engine/studies/cases.h"
+#include "tests/host/ParsedJson.h"
 #include "tests/host/ProgramTest.h"
 
 // The studies of selected streams by the program: ewma, cusum, laney, acf, ar1.
@@ -52,6 +53,7 @@ class StreamStudies : public ProgramTest {
   nlohmann::json Json(const std::string& arguments) {
     const auto run = Run("study " + arguments + " --db q.db --format json");
     EXPECT_EQ(run.status, 0) << arguments << ": " << run.err;
+    EXPECT_NO_THROW(ParseJson(run.out)) << arguments;
     return run.status == 0 ? nlohmann::json::parse(run.out) : nlohmann::json();
   }
   nlohmann::json PhaseOf(const std::string& arguments) {
@@ -219,6 +221,110 @@ TEST_F(StreamStudies, PointsOfCountsAreThoseOfTheirChart) {
   EXPECT_EQ(Json("ewma").at("Streams").at(0).at("Part"), "Ring");
 }
 
+// 30 of 50 units each about 0.35: sigma is sqrt(0.35 0.65 / 50), whatever the mean.
+TEST_F(StreamStudies, SigmaOfCountsIsThatOfTheirTarget) {
+  std::vector<double> counts;
+  for (int i = 0; i < 30; ++i) counts.push_back(3 + i % 3);
+  ImportCounts(counts, std::vector<double>(30, 50.0), "defectives");
+  EXPECT_NEAR(PhaseOf("ewma --target 0.35").at("UCL")[0].get<double>(), 0.3904722127, 1e-9);
+  const auto cusum = PhaseOf("cusum --target 0.35");
+  EXPECT_NEAR(cusum.at("Lower")[0].get<double>(), (0.35 - 0.06) / 0.0674536878 - 0.5, 1e-7);
+  Refused("ewma --db q.db --target 1", 2,
+          "--target of counts takes a number above 0 to below 1, not 1");
+  Refused("cusum --db q.db --target 0", 2,
+          "--target of counts takes a number above 0 to below 1, not 0");
+}
+
+TEST_F(StreamStudies, AStudyOfCountsDoesNotMissMeasurements) {
+  ImportCounts(Counts(30), std::vector<double>(30, 200.0), "defectives");
+  for (const char* study : {"ewma", "cusum"}) {
+    const auto run = Run(std::string("study ") + study + " --db q.db");
+    EXPECT_EQ(run.out.find("No subgroup of a variable test"), std::string::npos) << run.out;
+    const auto none = Run(std::string("study ") + study + " --db q.db --since 2030-01-01");
+    EXPECT_NE(none.out.find("no data"), std::string::npos) << none.out;
+  }
+}
+
+// Defects without a size are those of one unit each.
+TEST_F(StreamStudies, DefectsWithoutASizeAreOfOneUnit) {
+  Write("n.csv",
+        "part,process,test,subgroup,time,test-type,count\n"
+        "Can,Seamer,Leaks,1,2024-03-01T00:00:00,defects,1\n"
+        "Can,Seamer,Leaks,2,2024-03-01T01:00:00,defects,3\n"
+        "Can,Seamer,Leaks,3,2024-03-01T02:00:00,defects,0\n"
+        "Can,Seamer,Leaks,4,2024-03-01T03:00:00,defects,4\n");
+  ASSERT_EQ(Run("import n.csv --db q.db").status, 0);
+  const auto phase = PhaseOf("cusum --counts --mu1 2 --target 1 --h 5.5");
+  EXPECT_EQ(Numbers(phase["SGSizes"]), std::vector<double>(4, 1.0));
+  EXPECT_EQ(Numbers(phase["Upper"]), (std::vector<double>{0.0, 1.5, 0.0, 2.5}));
+  EXPECT_EQ(Numbers(PhaseOf("ewma")["SGSizes"]), std::vector<double>(4, 1.0));
+}
+
+TEST_F(StreamStudies, FiguresOfAFrozenPhaseSayWhatTheyLeaveOut) {
+  ImportCounts(Counts(30), std::vector<double>(30, 200.0), "defectives");
+  ASSERT_EQ(Run("phase add --db q.db --name One --start 2024-03-01 --freeze-after 10 "
+                "--reason tool")
+                .status,
+            0);
+  for (const char* study : {"ewma", "cusum", "laney"}) {
+    const auto mean = PhaseOf(study).at("Mean");
+    EXPECT_EQ(mean.at("Used"), 10) << study;
+    EXPECT_EQ(mean.at("Left"), 20) << study;
+  }
+  const auto factor = PhaseOf("laney").at("SigmaZ");
+  EXPECT_EQ(factor.at("Used"), 10);
+  EXPECT_EQ(factor.at("Left"), 20);
+}
+
+TEST_F(StreamStudies, OneSideHasOneLimitAndOneArm) {
+  auto values = Scattered(30);
+  values[10] = 40.0;
+  values[20] = -40.0;
+  ImportValues(values);
+  const auto given = " --target 12 --sigma 1 --sided ";
+  const auto document = Json(std::string("ewma") + given + "upper");
+  EXPECT_EQ(document["Options"]["Sided"]["Value"], "upper");
+  const auto upper = document["Streams"][0]["Phases"][0];
+  EXPECT_TRUE(upper["LCL"][0].is_null());
+  const auto signals = Signals(upper);
+  ASSERT_FALSE(signals.empty());
+  EXPECT_EQ(signals.front(), 11.0);
+  EXPECT_LT(signals.back(), 21.0);
+  EXPECT_EQ(upper["Z"], PhaseOf(std::string("ewma") + given + "two")["Z"]);
+  const auto lower = PhaseOf(std::string("cusum") + given + "lower");
+  EXPECT_TRUE(lower["Upper"][0].is_null());
+  EXPECT_TRUE(lower["UCL"][0].is_null());
+  EXPECT_EQ(lower["LCL"][0], -5.0);
+  EXPECT_TRUE(lower["Marks"][10].empty());
+  EXPECT_FALSE(lower["Marks"][20].empty());
+  const auto page = Run(std::string("study cusum --db q.db") + given + "upper -o a.svg");
+  EXPECT_EQ(page.status, 0) << page.err;
+  EXPECT_EQ(Text(folder_.File("a.svg")).find("nan"), std::string::npos);
+}
+
+// The time at which a phase starts, and where shifts do.
+TEST_F(StreamStudies, NoKeyOfAStudyIsThereTwice) {
+  ImportValues(Scattered(60));
+  ImportCounts(Counts(60), std::vector<double>(60, 200.0), "defectives");
+  ASSERT_EQ(Run("phase add --db q.db --name One --start 2024-03-01 --end 2024-03-02 "
+                "--reason tool")
+                .status,
+            0);
+  EXPECT_THROW(ParseJson(R"({"Start": 1, "Start": 2})"), std::runtime_error);
+  for (const char* study : {"acf", "ar1", "baseline", "baseline --counts", "counts", "cusum",
+                            "cusum --counts --p1 0.1 --h 8", "ewma", "g", "group", "laney",
+                            "short-run", "steps", "tolerance"}) {
+    const auto run = Run(std::string("study ") + study + " --db q.db --format json");
+    ASSERT_EQ(run.status, 0) << study << run.err;
+    EXPECT_NO_THROW(ParseJson(run.out)) << study;
+    const auto phases = nlohmann::json::parse(run.out).at("Streams").at(0).at("Phases");
+    EXPECT_EQ(phases.at(0).at("Name"), "One") << study;
+    EXPECT_EQ(phases.at(0).at("Period").at("Start"), "2024-03-01T00:00:00") << study;
+    EXPECT_EQ(phases.at(0).at("Period").at("End"), "2024-03-02T00:00:00") << study;
+    EXPECT_TRUE(phases.at(1).at("Period").is_null()) << study;
+  }
+}
+
 // The text names each signal.
 TEST_F(StreamStudies, SignalsAreListedWithTheirLimit) {
   ImportValues({10.0, 11.0, 9.0, 10.0, 19.0});
@@ -297,6 +403,8 @@ TEST_F(StreamStudies, Misuse) {
       {"cusum --counts --mu1 2 --h 4 --k 1", "--k does not go with --counts"},
       {"cusum --counts --mu1 2 --h 4 --head-start 4",
        "--head-start takes a number from 0 to below --h, not 4"},
+      {"cusum --counts --mu1 2 --h 4 --sided upper", "--sided does not go with --counts"},
+      {"ewma --sided both", "--sided takes two, upper or lower, not \"both\""},
       {"laney --chart np", "--chart takes auto, p, c or u, not \"np\""},
       {"acf --lags 0", "--lags takes a whole number from 1 to 10000, not \"0\""},
       {"acf --level 1", "--level takes a number from 0.5 to 0.9999, not 1"},

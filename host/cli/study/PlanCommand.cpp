@@ -297,6 +297,7 @@ int RunOnLot(const Arguments& arguments, Console& console, render::PlanDocument 
     studies::ReadOptions read;
     read.counts = true;
     read.joins_phases = true;
+    read.unknown_sizes = true;
     read.chart_word = defects ? kCountsOfDefects : kCountsOfDefectives;
     const auto data = StreamsOf(run, read, head.notes);
     // What charts do without a size is no matter here: the decision says what it does.

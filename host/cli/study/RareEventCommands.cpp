@@ -104,6 +104,7 @@ studies::GOptions GOptionsOf(const Arguments& arguments, StudyOptions& options) 
 int RunGOfStreams(const Arguments& arguments, Console& console) {
   studies::ReadOptions read;
   read.counts = true;
+  read.bases = true;
   studies::GOptions asked;
   return RunOnStreams<render::GStreamsDocument>(
       arguments, console, "g", render::GStreamsJson, render::MakeGStreamsView,
@@ -113,9 +114,11 @@ int RunGOfStreams(const Arguments& arguments, Console& console) {
           auto& row = filled.studies.emplace_back();
           std::optional<double> open;
           for (auto& stretch : stream.stretches) {
-            auto between = studies::UnitsBetweenEvents(stretch, open);
-            open = between.open;
+            const bool is_shown = stretch.is_shown;
+            auto between = studies::UnitsBetweenEvents(stretch, is_shown ? open : std::nullopt);
+            if (is_shown) open = between.open;
             auto of_stretch = asked;
+            of_stretch.base = between.base;
             if (&stretch == &stream.stretches.back()) of_stretch.open = between.open;
             stretch = std::move(between.stretch);
             const bool is_judged = stretch.limits_of < row.size();

@@ -28,10 +28,6 @@ constexpr Option kShifts{"shifts", "X,...",
                          "in sigmas; of counts the proportion, or the defects a unit; "
                          "of several variables the distance",
                          "0,0.25,0.5,0.75,1,1.5,2,3,4; of counts 1 to 3 times the mean"};
-constexpr render::Word kSidedWords[] = {{"two", static_cast<std::int32_t>(Sided::Two)},
-                                        {"upper", static_cast<std::int32_t>(Sided::Upper)},
-                                        {"lower", static_cast<std::int32_t>(Sided::Lower)}};
-constexpr Choice<Sided> kSided{{"sided", "WORD", "which signals count", "", false, kSidedWords}};
 constexpr RealInside kReference{
     {"k", "X", "cusum: reference value, in sigmas; of counts a count", "0.5"}, 0.0, 1e6};
 constexpr RealInside kDecision{

@@ -94,6 +94,13 @@ std::string FormattedStudy(const Document& document, const Presentation& shown,
 
 inline constexpr Number kStudyMax = MaximumOption("the newest N subgroups at most; 0: all", "all");
 
+inline constexpr render::Word kSidedWords[] = {
+    {"two", static_cast<std::int32_t>(studies::Sided::Two)},
+    {"upper", static_cast<std::int32_t>(studies::Sided::Upper)},
+    {"lower", static_cast<std::int32_t>(studies::Sided::Lower)}};
+inline constexpr Choice<studies::Sided> kSided{
+    {"sided", "WORD", "which signals count", "", false, kSidedWords}};
+
 // Of which tests a study is: what is read says it, or counts where nothing was measured.
 enum class StudiedTests { AsRead, MeasuredElseCounted };
 
@@ -140,7 +147,11 @@ int RunOnStreams(const Arguments& arguments, Console& console, Document document
     if (document.data.Empty() && tests == StudiedTests::MeasuredElseCounted) {
       IncludeTests(*run.select, kCounts);
       read.counts = true;
-      document.data = StreamsOf(run, read, document.head.notes);
+      std::vector<Note> notes;
+      document.data = StreamsOf(run, read, notes);
+      // What is read is no longer missing.
+      if (!document.data.Empty()) document.head.notes.clear();
+      document.head.notes.insert(document.head.notes.end(), notes.begin(), notes.end());
     }
     const bool empty = document.data.Empty();
     if (empty) NoteEmpty(run, kStudyMax, document.head.notes);

@@ -48,12 +48,25 @@ constexpr RealInside kMu1{{"mu1", "X", "of defects: as many a unit inspected"}, 
 constexpr RealInside kP1{{"p1", "P", "of defectives: the proportion"}, 0.0, 1.0, true, true};
 constexpr RealInside kDecisionOfCounts{kDecision, 0.0, 1000.0, true};
 constexpr RealInside kHeadStartOfCounts{kHeadStart, 0.0, 1000.0};
-constexpr Option kShared[] = {kStudyMax, kTarget, kSigma, kReset, kPhase, kAllPhases};
+constexpr Option kShared[] = {kStudyMax, kTarget, kSigma, kSided, kReset, kPhase, kAllPhases};
 
 // Sigmas of counts follow from their line.
 void NeedMeasured(const std::optional<double>& sigma, const studies::StudyData& data) {
   if (data.Empty() || data.streams[0].stretches[0].counts.empty() || !sigma) return;
   throw Misuse("--sigma goes with measurements, not with counts");
+}
+
+// What the points of counts are, which a target needs.
+void TakeCounts(const studies::StudyData& data, studies::AboutOptions& asked) {
+  asked.defectives = data.defectives;
+  asked.counted = data.counted;
+  asked.scale = data.scale;
+  if (data.Empty() || data.streams[0].stretches[0].counts.empty() || !asked.target) return;
+  const bool has_end = data.defectives && !data.counted;
+  if (*asked.target > 0.0 && (!has_end || *asked.target < data.scale)) return;
+  throw Misuse("--target of counts takes a number above 0" +
+               (has_end ? " to below " + render::Significant(data.scale, 12) : std::string()) +
+               ", not " + render::Shortest(*asked.target));
 }
 
 int RunEwma(const Arguments& arguments, Console& console) {
@@ -66,6 +79,7 @@ int RunEwma(const Arguments& arguments, Console& console) {
     asked.fir = options.Get("FIR", kFir);
     asked.target = options.Get("Target", kTarget);
     asked.sigma = options.Get("Sigma", kSigma);
+    asked.sided = options.Get("Sided", kSided);
     asked.reset = options.Get("Reset", kReset);
     if (asked.fir && !asked.exact) throw Misuse("--fir goes with --limits exact");
   };
@@ -73,6 +87,7 @@ int RunEwma(const Arguments& arguments, Console& console) {
       arguments, console, "ewma", render::EwmaJson, render::MakeEwmaView, take,
       [&](render::EwmaDocument& filled) {
         NeedMeasured(asked.sigma, filled.data);
+        TakeCounts(filled.data, asked);
         filled.Fill([&](const auto& stretch) { return studies::StudyEwma(stretch, asked); });
       },
       {}, StudiedTests::MeasuredElseCounted);
@@ -92,7 +107,7 @@ void NeedQuarters(const Arguments& arguments, const Option& option, double value
 
 int RunCountCusum(const Arguments& arguments, Console& console) {
   StudyOptions options(arguments);
-  for (const Option& option : {Option(kReference), Option(kSigma)}) {
+  for (const Option& option : {Option(kReference), Option(kSigma), Option(kSided)}) {
     if (arguments.Has(option)) {
       throw Misuse("--" + std::string(option.name) + " does not go with --counts");
     }
@@ -144,6 +159,7 @@ int RunCusum(const Arguments& arguments, Console& console) {
     asked.head_start = options.Get("HeadStart", kHeadStart, asked.head_start);
     asked.target = options.Get("Target", kTarget);
     asked.sigma = options.Get("Sigma", kSigma);
+    asked.sided = options.Get("Sided", kSided);
     asked.reset = options.Get("Reset", kReset);
     NeedBelowH(arguments, asked.head_start, asked.h);
   };
@@ -151,6 +167,7 @@ int RunCusum(const Arguments& arguments, Console& console) {
       arguments, console, "cusum", render::CusumJson, render::MakeCusumView, take,
       [&](render::CusumDocument& filled) {
         NeedMeasured(asked.sigma, filled.data);
+        TakeCounts(filled.data, asked);
         filled.Fill([&](const auto& stretch) { return studies::StudyCusum(stretch, asked); });
       },
       {}, StudiedTests::MeasuredElseCounted);

@@ -104,8 +104,17 @@ void WriteStretch(JsonWriter& json, const studies::Stretch& stretch) {
   json.MemberIf(given, "ID", phase.id);
   json.MemberIf(given, "Name", phase.name);
   json.MemberIf(given, "Kind", WordOf(phase.kind));
-  json.MemberIf(given, "Start", IsoTime(phase.start));
-  json.MemberIf(phase.finish.has_value(), "End", IsoTime(phase.finish.value_or(0)));
+  if (given) {
+    json.Object(
+        "Period",
+        [&] {
+          json.Member("Start", IsoTime(phase.start));
+          json.MemberIf(phase.finish.has_value(), "End", IsoTime(phase.finish.value_or(0)));
+        },
+        true);
+  } else {
+    json.NullMember("Period");
+  }
   std::vector<std::string> times;
   times.reserve(stretch.times.size());
   for (const auto time : stretch.times) times.push_back(IsoTime(time));

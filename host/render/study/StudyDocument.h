@@ -66,7 +66,7 @@ void ForEachStretch(const StreamStudies<Study>& document, Visit visit) {
   }
 }
 
-// Members of a stretch in "Phases": "ID", "Name", "Kind", "Start", "End", "Times", "Subgroups".
+// Members of a stretch in "Phases": "ID", "Name", "Kind", "Period", "Times", "Subgroups".
 void WriteStretch(JsonWriter& json, const studies::Stretch& stretch);
 
 // "Streams", each with its phases; write(json, stretch, study) writes the members of one.

@@ -50,8 +50,7 @@ std::vector<std::uint8_t> SignalsOf(const studies::CusumStudy& study, bool is_up
 // h for each point of an arm, the lower one below 0; NaN: there is no such arm.
 std::vector<double> LimitOf(const studies::CusumStudy& study, bool is_upper) {
   const auto& arm = is_upper ? study.upper : study.lower;
-  const bool is_missing =
-      !study.reference.empty() && std::ranges::all_of(arm, [](double c) { return std::isnan(c); });
+  const bool is_missing = std::ranges::all_of(arm, [](double c) { return std::isnan(c); });
   const double h = is_upper ? study.h : -study.h;
   return std::vector<double>(arm.size(), is_missing ? kNaN : h);
 }

@@ -82,6 +82,25 @@ TEST(StudyLaney, APointThatIsNotUsedIsNotInTheFactor) {
   EXPECT_EQ(study.signals[2], 0);
 }
 
+// Steps of 0.02 in the first 15 points, of 0.3 later.
+TEST(StudyLaney, AFrozenPhaseHasTheFactorOfItsFirstPoints) {
+  std::vector<double> counts;
+  for (int i = 0; i < 40; ++i) counts.push_back(i < 15 ? 10 + 2 * (i % 2) : 5 + 30 * (i % 2));
+  auto stretch = Rates(counts, std::vector<double>(40, 100.0), true);
+  stretch.phase.freeze_after = 15;
+  const auto study = StudyLaney(stretch, OfProportions());
+  EXPECT_EQ(study.sigma_z.used, 15);
+  EXPECT_EQ(study.sigma_z.left, 25);
+  EXPECT_EQ(study.mean.left, 25);
+  const double step = 0.02 / stretch.sigma[0];
+  EXPECT_NEAR(study.sigma_z.value, step * std::sqrt(std::numbers::pi) / 2, 1e-12);
+  // One that is not used is not counted as one of the first.
+  stretch.used.assign(40, 1);
+  stretch.used[3] = 0;
+  EXPECT_EQ(StudyLaney(stretch, OfProportions()).sigma_z.used, 15);
+  EXPECT_GT(StudyLaney(stretch, OfProportions()).sigma_z.value, study.sigma_z.value);
+}
+
 TEST(StudyLaney, APointWithoutSizeHasNoLimits) {
   auto stretch = Rates({10, 12, 9, 11, 9}, {100, 100, 100, 100, 100}, true);
   stretch.points[2] = stretch.sigma[2] = kNaN;

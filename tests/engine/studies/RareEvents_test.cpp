@@ -318,6 +318,50 @@ TEST(UnitsBetween, UnitsSinceTheLastEventGoOnAcrossABorder) {
   EXPECT_EQ(events.open, 2.0);
 }
 
+// The fourth gap ends at the sixth subgroup that counts.
+TEST(UnitsBetween, ThoseThatEndInTheFirstPointsOfAFrozenPhaseAreTheBase) {
+  auto counts = CountsOf({1, 1, 0, 1, 0, 1, 1, 0, 1}, std::vector<double>(9, 1.0));
+  EXPECT_EQ(UnitsBetweenEvents(counts).base, 5U);
+  counts.phase.freeze_after = 6;
+  EXPECT_EQ(UnitsBetweenEvents(counts).base, 3U);
+  counts.used.assign(9, 1);
+  counts.used[2] = 0;
+  EXPECT_EQ(UnitsBetweenEvents(counts).base, 4U);
+}
+
+TEST(StudyG, MeanAndChanceAreThoseOfTheBase) {
+  const std::vector<double> between = {6, 4, 24, 90, 200};
+  GOptions options;
+  options.base = 3;
+  const auto study = StudyG(between, options);
+  const auto alone = StudyG(std::vector<double>{6, 4, 24});
+  EXPECT_EQ(LimitsOf(study), LimitsOf(alone));
+  EXPECT_NEAR(study.mean.value, 34.0 / 3.0, 1e-12);
+  EXPECT_NEAR(study.p.value, (2.0 / 3.0) / (37.0 / 3.0), 1e-12);
+  EXPECT_EQ(study.mean.used, 3);
+  EXPECT_EQ(study.mean.left, 2);
+  EXPECT_EQ(study.p.left, 2);
+  EXPECT_EQ(study.marks.size(), 5U);
+  EXPECT_NE(study.marks[4], 0U);
+  options.base = 2;
+  EXPECT_TRUE(std::isnan(StudyG(between, options).upper));
+}
+
+TEST(UnitsBetween, FractionsAreRoundedWithANote) {
+  const auto between =
+      UnitsBetweenEvents(CountsOf({1, 0, 0, 1, 0, 1, 0}, {1, 1.25, 1.5, 1, 1.25, 1, 0.5}));
+  EXPECT_EQ(between.stretch.points, (std::vector<double>{3, 1}));
+  EXPECT_EQ(between.open, 0.5);
+  EXPECT_EQ(between.notes.back().code, "fractional-units");
+  EXPECT_NO_THROW(StudyG(between.stretch.points));
+  // Ten tenths are a whole one.
+  std::vector<double> counts(12, 0.0);
+  counts.front() = counts.back() = 1.0;
+  const auto tenths = UnitsBetweenEvents(CountsOf(counts, std::vector<double>(12, 0.1)));
+  EXPECT_EQ(tenths.stretch.points, std::vector<double>{1});
+  EXPECT_TRUE(tenths.notes.empty());
+}
+
 TEST(UnitsBetween, WithoutAnEventThereIsNothing) {
   const auto between = UnitsBetweenEvents(CountsOf({0, 0, kNaN}, {5, 5, 5}));
   EXPECT_TRUE(between.stretch.points.empty());

@@ -476,6 +476,18 @@ TEST(Design, TheWeightOfTheEwmaIsTheBestInHundredths) {
   }
 }
 
+TEST(Design, TheWeightIsThatOfAsymptoticLimitsAndANoteSaysSo) {
+  DesignOptions options;
+  const auto exact = StudyDesign(options);
+  ASSERT_EQ(exact.notes.size(), 1U);
+  EXPECT_EQ(exact.notes[0].code, "weight-of-asymptotic-limits");
+  options.exact = false;
+  const auto asymptotic = StudyDesign(options);
+  EXPECT_TRUE(asymptotic.notes.empty());
+  EXPECT_EQ(exact.ewma.weight, asymptotic.ewma.weight);
+  EXPECT_NE(exact.ewma.width, asymptotic.ewma.width);
+}
+
 // Of four pieces a shift of 1.5 is 3 sigmas of the mean, found at the second point on average.
 TEST(Design, TheLeastSizeReachesTheWantedRunLength) {
   DesignOptions options;

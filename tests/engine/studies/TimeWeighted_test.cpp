@@ -193,6 +193,132 @@ Stretch Counted(std::vector<double> counts, double units, double rate, bool as_r
   return stretch;
 }
 
+// Half widths of 0.6 sigmas by hand, such as 0.6 sqrt(0.35 0.65/50) = 0.0404722 of a proportion.
+TEST(StudyEwma, SigmaOfCountsAboutATargetIsThatOfTheTarget) {
+  const struct {
+    const char* what;
+    bool defectives, counted;
+    double scale, units, centre, sigma, target, half;
+  } rows[] = {
+      {"p", true, false, 1.0, 50.0, 0.3, std::sqrt(0.3 * 0.7 / 50.0), 0.35, 0.04047221269},
+      {"p of 0", true, false, 1.0, 50.0, 0.0, 0.0, 0.35, 0.04047221269},
+      {"p, no line", true, false, 1.0, 50.0, kNaN, kNaN, 0.35, 0.04047221269},
+      {"per thousand", true, false, 1e3, 50.0, 300.0, 1e3 * std::sqrt(0.3 * 0.7 / 50.0), 350.0,
+       40.47221269},
+      {"np", true, true, 1.0, 50.0, 15.0, std::sqrt(50.0 * 0.3 * 0.7), 17.5, 2.023610634},
+      {"np of 0", true, true, 1.0, 50.0, 0.0, 0.0, 17.5, 2.023610634},
+      {"u", false, false, 1.0, 4.0, 1.0, 0.5, 2.0, 0.4242640687},
+      {"u of 0", false, false, 1.0, 4.0, 0.0, 0.0, 2.0, 0.4242640687},
+      {"c", false, true, 1.0, 4.0, 5.0, std::sqrt(5.0), 8.0, 1.697056275},
+      {"c of 0", false, true, 1.0, 4.0, 0.0, 0.0, 8.0, 1.697056275},
+  };
+  for (const auto& row : rows) {
+    auto stretch = Singles({row.target, row.target}, row.centre, row.sigma);
+    stretch.sizes.assign(2, row.units);
+    stretch.counts.assign(2, 1.0);
+    EwmaOptions options;
+    options.target = row.target;
+    options.defectives = row.defectives;
+    options.counted = row.counted;
+    options.scale = row.scale;
+    const auto study = StudyEwma(stretch, options);
+    EXPECT_NEAR(study.upper[0], row.target + row.half, 1e-8 * row.target) << row.what;
+    EXPECT_NEAR(study.lower[0], row.target - row.half, 1e-8 * row.target) << row.what;
+    CusumOptions sums;
+    static_cast<AboutOptions&>(sums) = options;
+    sums.k = 0.0;
+    stretch.points[0] = row.target + row.half;
+    EXPECT_NEAR(StudyCusum(stretch, sums).upper[0], 0.6, 1e-8) << row.what;
+  }
+  // How many opportunities there are only sigma says, here 40.
+  auto opportunities = Singles({0.8, 0.8}, 0.5, std::sqrt(0.5 / 40.0));
+  opportunities.counts.assign(2, kNaN);
+  EwmaOptions options;
+  options.target = 0.8;
+  EXPECT_NEAR(StudyEwma(opportunities, options).upper[0], 0.8 + 0.6 * std::sqrt(0.8 / 40.0), 1e-12);
+}
+
+TEST(StudyEwma, ATargetOfCountsNeedsASigma) {
+  auto stretch = Singles({0.1, 0.2}, 0.15, 0.05);
+  stretch.counts.assign(2, 1.0);
+  const auto with = [](double target, bool defectives) {
+    EwmaOptions options;
+    options.target = target;
+    options.defectives = defectives;
+    return options;
+  };
+  for (const auto& wrong : {with(0.0, false), with(-0.1, false), with(1.0, true)}) {
+    EXPECT_THROW(StudyEwma(stretch, wrong), std::invalid_argument);
+  }
+  EXPECT_NO_THROW(StudyEwma(stretch, with(1.0, false)));
+}
+
+// Of 4 units a point each the rate of 2 is a count of 8.
+TEST(StudyEwma, TheMeanOfCountsIsInTheUnitOfThePoints) {
+  auto stretch = Singles({7.0, 9.0}, 8.0, std::sqrt(8.0));
+  stretch.counts = stretch.points;
+  stretch.sizes.assign(2, 4.0);
+  stretch.mean = {2.0, "defects / units", kNaN, 2};
+  EwmaOptions options;
+  options.counted = true;
+  const auto study = StudyEwma(stretch, options);
+  EXPECT_EQ(study.mean.value, 8.0);
+  EXPECT_EQ(study.mean.estimator, "defects / units");
+  EXPECT_EQ(study.mean.used, 2);
+}
+
+// Six points, one of them not used, and the phase frozen after the third that is.
+TEST(StudyEwma, WhatIsNotInTheEstimatesIsLeft) {
+  auto stretch = Singles({9.0, 30.0, 11.0, 10.0, 12.0, 8.0}, 10.0, 2.0);
+  stretch.used = {1, 0, 1, 1, 1, 1};
+  stretch.mean = {10.0, "mean", kNaN, 3};
+  stretch.sp = {2.0, "MR-est mvlue", kNaN, 2};
+  EXPECT_EQ(StudyEwma(stretch).mean.left, 1);
+  stretch.phase.freeze_after = 3;
+  const auto ewma = StudyEwma(stretch);
+  const auto cusum = StudyCusum(stretch);
+  for (const auto& figure : {ewma.mean, ewma.sigma, cusum.mean, cusum.sigma}) {
+    EXPECT_EQ(figure.left, 3) << figure.estimator;
+  }
+  EwmaOptions options;
+  options.target = 10.0;
+  EXPECT_EQ(StudyEwma(stretch, options).mean.left, 0);
+}
+
+TEST(StudyEwma, OneSideHasOneLimit) {
+  const auto stretch = Singles({9.0, 20.0, 10.0, 0.0, 0.0}, 10.0, 1.0);
+  EwmaOptions options;
+  options.weight = 1.0;
+  EXPECT_EQ(Signals(StudyEwma(stretch, options).signals), (std::vector<double>{2.0, 4.0, 5.0}));
+  options.sided = Sided::Upper;
+  const auto upper = StudyEwma(stretch, options);
+  EXPECT_EQ(Signals(upper.signals), std::vector<double>{2.0});
+  EXPECT_EQ(upper.upper[0], 13.0);
+  EXPECT_TRUE(std::isnan(upper.lower[0]));
+  options.sided = Sided::Lower;
+  options.weight = 0.5;
+  const auto lower = StudyEwma(stretch, options);
+  EXPECT_TRUE(std::isnan(lower.upper[0]));
+  EXPECT_EQ(lower.z[2], 12.375);  // the average goes on where no limit is
+  EXPECT_EQ(Signals(lower.signals), (std::vector<double>{4.0, 5.0}));
+}
+
+TEST(StudyCusum, OneSideHasOneArm) {
+  const auto stretch = Singles({16.0, 10.0, 2.0}, 10.0, 1.0);
+  CusumOptions options;
+  options.sided = Sided::Upper;
+  const auto upper = StudyCusum(stretch, options);
+  EXPECT_EQ(upper.upper, (std::vector<double>{5.5, 5.0, 0.0}));
+  EXPECT_TRUE(std::isnan(upper.lower[2]));
+  EXPECT_EQ(Signals(upper.signals), std::vector<double>{1.0});
+  options.sided = Sided::Lower;
+  const auto lower = StudyCusum(stretch, options);
+  EXPECT_TRUE(std::isnan(lower.upper[0]));
+  EXPECT_EQ(lower.lower, (std::vector<double>{0.0, 0.0, 7.5}));
+  ASSERT_EQ(lower.changes.size(), 1U);
+  EXPECT_FALSE(lower.changes[0].is_upper);
+}
+
 // Reference values between 1 and 2, between 2 and 3, and between 2 and 6 defects a sample.
 TEST(StudyCountCusum, ReferenceValuesAreRoundedToQuarters) {
   const struct {
