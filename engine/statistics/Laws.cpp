@@ -6,6 +6,7 @@
 #include <numbers>
 
 #include "engine/statistics/Distributions.h"
+#include "engine/statistics/GammaSeries.h"
 #include "engine/statistics/Numerics.h"
 
 // The laws themselves, the sample and the Anderson-Darling statistic. The fits are in law_fit.cpp.
@@ -71,6 +72,10 @@ LogTails ExtremeTails(double z) {
 
 LogTails GammaTails(double x, double shape) {
   if (!(x > 0.0)) return {-kInfinity, 0.0};
+  if (shape > kLargeShape) {
+    const double e = (x - shape) / shape;
+    return e > -1.0 ? NormalTails(LargeGammaScore(e, shape).score) : LogTails{-kInfinity, 0.0};
+  }
   // The leading factor of the series below and of the continued fraction above.
   const auto factor = [&](double last) { return shape * std::log(x) - x - last; };
   if (x < shape) {
@@ -82,6 +87,32 @@ LogTails GammaTails(double x, double shape) {
   const double share = GammaAbove(x, shape);
   return {std::log1p(-share),
           share > 1e-280 ? std::log(share) : factor(LogGamma(shape)) - std::log(x + 1.0 - shape)};
+}
+
+// x/k - 1 at a normal score, by Newton's method; the score is all but linear there.
+double LargeGammaExcess(double score, double shape) {
+  double e = score / std::sqrt(shape);
+  for (int step = 0; step < 4; ++step) {
+    const double off = score - LargeGammaScore(e, shape).score;
+    e += off * (1.0 + e) * std::sqrt(LogBend(e) / shape);
+  }
+  return e;
+}
+
+double StandardGammaQuantile(double share, double shape) {
+  const double score = shape > kLargeShape ? NormalQuantile(share) : kNaN;
+  if (!std::isfinite(score)) return GammaQuantile(share, shape);
+  return shape + shape * LargeGammaExcess(score, shape);
+}
+
+double LogGammaDensity(double x, double shape) {
+  if (shape < kStirling || !(x > 0.0)) {
+    return (shape - 1.0) * std::log(x) - x - LogGamma(shape);
+  }
+  const double e = (x - shape) / shape;
+  if (!(e > -1.0)) return -kInfinity;
+  return -0.5 * std::log(2.0 * std::numbers::pi * shape) - StirlingRest(shape) -
+         shape * LessLog(e) - std::log1p(e);
 }
 
 LogTails StandardTails(Kernel kernel, double z, double shape) {
@@ -109,7 +140,7 @@ double StandardQuantile(Kernel kernel, double share, double shape) {
     case Kernel::SmallestExtreme:
       return std::log(-std::log1p(-share));
     case Kernel::Gamma:
-      return GammaQuantile(share, shape);
+      return StandardGammaQuantile(share, shape);
     case Kernel::Exponential:
       break;
   }
@@ -125,7 +156,7 @@ double LogStandardDensity(Kernel kernel, double z, double shape) {
     case Kernel::SmallestExtreme:
       return z - std::exp(z);
     case Kernel::Gamma:
-      return (shape - 1.0) * std::log(z) - z - LogGamma(shape);
+      return LogGammaDensity(z, shape);
     case Kernel::Exponential:
       break;
   }
@@ -264,13 +295,30 @@ std::array<double, 3> FittedLaw::QuantileSlopes(double share_below) const {
   if (family.kernel == Kernel::Exponential) return {0.0, z, 1.0};
   if (family.kernel == Kernel::Gamma) {
     const double step = 1e-4 * location_;
-    const double slope = (GammaQuantile(share_below, location_ + step) -
-                          GammaQuantile(share_below, location_ - step)) /
+    const double slope = (StandardGammaQuantile(share_below, location_ + step) -
+                          StandardGammaQuantile(share_below, location_ - step)) /
                          (2.0 * step);
     return {scale_ * slope, z, 1.0};
   }
   const double each = family.scale == LawScale::Log ? std::exp(location_ + scale_ * z) : 1.0;
   return {each, each * z, 1.0};
+}
+
+double FittedLaw::QuantileError(const LawCovariance& covariance, double share_below) const {
+  double variance = 0.0;
+  if (kind_ == Law::Gamma && location_ > kLargeShape) {
+    // The same by shape and mean, which are independent: by shape and scale nothing would be left.
+    const double score = NormalQuantile(share_below), e = LargeGammaExcess(score, location_);
+    const double by_shape = -0.5 * (2.0 * LargeGammaScore(e, location_).root - score) * (1.0 + e) *
+                            std::sqrt(LogBend(e) / location_);
+    variance = covariance[0][0] * scale_ * scale_ *
+               (by_shape * by_shape + TrigammaExcess(location_) * (1.0 + e) * (1.0 + e));
+    return std::sqrt(variance);
+  }
+  const auto slopes = QuantileSlopes(share_below);
+  for (std::size_t i = 0; i < 3; ++i)
+    for (std::size_t j = 0; j < 3; ++j) variance += slopes[i] * covariance[i][j] * slopes[j];
+  return std::sqrt(variance);
 }
 
 LawSample::LawSample(std::vector<double> values) : values_(std::move(values)) {

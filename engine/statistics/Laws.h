@@ -33,6 +33,9 @@ struct LogTails {
   double below, above;
 };
 
+// Of location, scale and threshold.
+using LawCovariance = std::array<std::array<double, 3>, 3>;
+
 // A law with its parameters.
 class FittedLaw {
  public:
@@ -59,6 +62,8 @@ class FittedLaw {
   double ScaleOfShare(double share_below) const;
   // Derivatives of the quantile by location, scale and threshold.
   std::array<double, 3> QuantileSlopes(double share_below) const;
+  // The quantile's standard error.
+  double QuantileError(const LawCovariance& covariance, double share_below) const;
 
  private:
   Law kind_;
@@ -132,15 +137,16 @@ struct LawFit {
 //                likelihood has no bound at x(1), so a rise there is no solution: then the
 //                threshold is x(1) - R/N
 // Converged    slope of the mean log likelihood below 1e-10 by each parameter times its scale: that
-//              of the law; of a threshold the deviation, or the distance to x(1) if that is less
+//              of the law; of a threshold the deviation, or the distance to x(1) if that is less.
+//              Where the parameters, as rounded, leave more than that, that and no more. Normal and
+//              lognormal laws need no test
 // Source   Burridge, J. Royal Statistical Society B 43 (1981), for the concavity; Cohen & Whitten,
 //          Parameter Estimation in Reliability and Life Span Models (1988), for the threshold
 LawFit FitLaw(const LawSample& sample, Law kind, const LawFitOptions& options = {});
 inline constexpr double kConvergedSlope = 1e-10;
 
-// Covariance of location, scale and threshold by the observed information; NaN where that is not
-// positive, and 0 for a parameter that was not estimated.
-using LawCovariance = std::array<std::array<double, 3>, 3>;
+// By the observed information; NaN where that is not positive, and 0 for a parameter that was not
+// estimated.
 LawCovariance CovarianceOf(const LawSample& sample, const LawFit& fit);
 
 // -N - (1/N) sum (2 i - 1)(ln F(x_i) + ln(1 - F(x_(N + 1 - i)))), without loss in the tails.
@@ -169,9 +175,11 @@ struct BoxCoxFit {
   double log_likelihood = platform::kNaN;  // with all of its constants
 };
 BoxCoxFit FitBoxCox(const LawSample& sample);
-double BoxCox(double x, double lambda);
+// Of x over a centre. One inside the values keeps their digits: of x alone, with lambda below 0,
+// little is left but -1/lambda.
+double BoxCox(double x, double lambda, double centre = 1.0);
 // NaN where no value has this transform.
-double InverseBoxCox(double y, double lambda);
+double InverseBoxCox(double y, double lambda, double centre = 1.0);
 double BoxCoxLogLikelihood(const LawSample& sample, double lambda);
 
 }  // namespace orvspc::engine::statistics

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numbers>
 #include <optional>
 
 #include "engine/statistics/Distributions.h"
+#include "engine/statistics/GammaSeries.h"
 #include "engine/statistics/Laws.h"
 #include "engine/statistics/Numerics.h"
 
@@ -175,23 +177,12 @@ Place FitPlace(Kernel kernel, const Weighted& sample, std::optional<Start>& star
                   : Climb<ExtremeSlopes, false>(sample, spread, *start, tolerance);
 }
 
-// ln k - digamma(k), without loss for large k.
-double LogLessDigamma(double k) {
-  if (k < 20.0) return std::log(k) - Digamma(k);
-  const double square = 1.0 / (k * k);
-  return 0.5 / k +
-         square * (1.0 / 12.0 -
-                   square * (1.0 / 120.0 -
-                             square * (1.0 / 252.0 - square * (1.0 / 240.0 - square / 132.0))));
-}
-
 // Solves ln k - digamma(k) = s > 0.
 double GammaShape(double s, int& steps) {
   double k = (3.0 - s + std::sqrt((s - 3.0) * (s - 3.0) + 24.0 * s)) / (12.0 * s);
   for (int step = 0; step < kMostSteps; ++step, ++steps) {
-    const double slope = 1.0 - k * Trigamma(k);  // by ln k
-    const double change = (LogLessDigamma(k) - s) / slope;
-    const double next = k * std::exp(-std::clamp(change, -2.0, 2.0));
+    const double change = (LogLessDigamma(k) - s) / TrigammaExcess(k);
+    const double next = k * std::exp(std::clamp(change, -2.0, 2.0));
     const bool is_there = !(std::abs(next - k) > 1e-14 * k);
     if (std::isfinite(next)) k = next;
     if (is_there) break;
@@ -206,10 +197,17 @@ double LogMeanLessMeanLog(std::size_t count, At at) {
   double sum = 0.0, weights = 0.0;
   for (std::size_t i = 0; i < count; ++i) {
     const auto [e, weight] = at(i);
-    sum += weight * (e - std::log1p(e));
+    sum += weight * LessLog(e);
     weights += weight;
   }
   return sum / weights;
+}
+
+// ln of a gamma density, the mean over values with that ln mean less mean ln x, where the mean is
+// (1 + more) times that of the law.
+double GammaLikelihood(double k, double mean, double s, double more = 0.0) {
+  return 0.5 * std::log(k / (2.0 * std::numbers::pi)) - StirlingRest(k) - std::log(mean) -
+         (k - 1.0) * s - k * LessLog(more);
 }
 
 // A law with threshold, `gap` below the smallest value, at its other parameters' best.
@@ -285,8 +283,7 @@ class ProfileOfThreshold {
     Profile profile;
     const double k = GammaShape(s, steps_);
     profile.place = {k, mean / k, kNaN, 0};
-    const double mean_log = std::log(mean) - s;
-    profile.log_likelihood = -LogGamma(k) - k * std::log(mean / k) + (k - 1.0) * mean_log - k;
+    profile.log_likelihood = GammaLikelihood(k, mean, s);
     profile.slope = (k - 1.0) * inverse - k * gap / mean;
     return profile;
   }
@@ -418,10 +415,8 @@ Derivatives OfGamma(const LawSample& sample, const FittedLaw& law) {
     }
     return std::pair((x - mean) / mean, 1.0);
   });
-  const double mean_log = std::log(mean) - s;
   Derivatives sums;
-  sums.log_likelihood =
-      n * (-LogGamma(k) - k * std::log(scale) + (k - 1.0) * mean_log - mean / scale);
+  sums.log_likelihood = n * GammaLikelihood(k, mean, s, (mean / scale - k) / k);
   sums.first = {n * (LogLessDigamma(k) - s + std::log(mean / (k * scale))),
                 n * (mean / scale - k) / scale, estimated ? n / scale - (k - 1.0) * r : 0.0};
   auto& h = sums.second;
@@ -498,6 +493,19 @@ bool Supports(const LawSample& sample, Law kind) {
   return !above_zero || sample.Smallest() > 0.0;
 }
 
+// By how much more than themselves roundings of the parameters move the slopes.
+double ConditionOf(const LawSample& sample, const FittedLaw& law, double gap) {
+  const auto& family = FamilyOf(law.Kind());
+  const double lowest = sample.Smallest(), highest = sample.Values().back();
+  const double far = std::max(std::abs(lowest), std::abs(highest));
+  const double of_gap = family.has_threshold ? far / gap : 0.0;
+  if (family.kernel == Kernel::Gamma) return law.Location() * (1.0 + of_gap);
+  if (family.scale != LawScale::Log) return far / law.Scale();
+  const double per = 1.0 / law.Scale();
+  if (family.has_threshold) return (of_gap + std::abs(law.Location())) * per * std::max(1.0, per);
+  return std::max(std::abs(std::log(lowest)), std::abs(std::log(highest))) * per;
+}
+
 // Likelihood and slopes of the mean by each parameter in its own scale.
 void Judge(const LawSample& sample, const FittedLaw& law, bool threshold_is_set, LawFit& fit) {
   const auto sums = DerivativesAt(sample, law);
@@ -510,7 +518,11 @@ void Judge(const LawSample& sample, const FittedLaw& law, bool threshold_is_set,
   fit.gradient = 0.0;
   for (std::size_t i = 0; i < (threshold_is_set ? 2U : 3U); ++i)
     fit.gradient = std::max(fit.gradient, std::abs(sums.first[i] * scales[i] / n));
-  if (!(fit.gradient < kConvergedSlope)) fit.outcome = LawOutcome::NotConverged;
+  const bool is_closed_form =
+      FamilyOf(law.Kind()).kernel == Kernel::Normal && !FamilyOf(law.Kind()).has_threshold;
+  constexpr double kRounding = 4.0 * std::numeric_limits<double>::epsilon();
+  const double least = std::max(kConvergedSlope, kRounding * ConditionOf(sample, law, gap));
+  if (!is_closed_form && !(fit.gradient < least)) fit.outcome = LawOutcome::NotConverged;
 }
 
 constexpr double kTight = 1e-14;
@@ -640,6 +652,13 @@ LawCovariance CovarianceOf(const LawSample& sample, const LawFit& fit) {
     covariance[1][2] = covariance[2][1] = -variance / n;
     return covariance;
   }
+  if (law.Kind() == Law::Gamma) {
+    const double k = law.Location(), scale = law.Scale(), excess = TrigammaExcess(k);
+    covariance[0][0] = k / (n * excess);
+    covariance[0][1] = covariance[1][0] = -scale / (n * excess);
+    covariance[1][1] = scale * scale * (1.0 + excess) / (k * n * excess);
+    return covariance;
+  }
   auto information = DerivativesAt(sample, law).second;
   const std::size_t size = family.has_threshold && fit.outcome == LawOutcome::Fitted ? 3 : 2;
   // Cholesky, then the inverse by columns.
@@ -706,11 +725,19 @@ Transformed TransformedAt(std::span<const double> u, double lambda) {
   return {variance, (wv / n - w_sum * v_sum / (n * n)) / variance};
 }
 
+// ln(x/centre), of values next to the centre too.
+double LogRatio(double x, double centre) {
+  const double more = (x - centre) / centre;
+  return std::abs(more) < 0.5 ? std::log1p(more) : std::log(x) - std::log(centre);
+}
+
 std::vector<double> CentredLogarithms(const LawSample& sample, double& mean) {
-  const auto& logs = sample.Logarithms();
-  mean = SpreadOf({logs}).mean;
-  std::vector<double> u(logs.size());
-  for (std::size_t i = 0; i < u.size(); ++i) u[i] = logs[i] - mean;
+  const double centre = std::exp(SpreadOf({sample.Logarithms()}).mean);
+  std::vector<double> u(sample.Count());
+  for (std::size_t i = 0; i < u.size(); ++i) u[i] = LogRatio(sample.Values()[i], centre);
+  const double rest = SpreadOf({u}).mean;
+  for (auto& each : u) each -= rest;
+  mean = std::log(centre) + rest;
   return u;
 }
 
@@ -746,15 +773,16 @@ BoxCoxFit FitBoxCox(const LawSample& sample) {
   return fit;
 }
 
-double BoxCox(double x, double lambda) {
+double BoxCox(double x, double lambda, double centre) {
   if (!(x > 0.0)) return kNaN;
-  return lambda == 0.0 ? std::log(x) : std::expm1(lambda * std::log(x)) / lambda;
+  const double ratio = LogRatio(x, centre);
+  return lambda == 0.0 ? ratio : std::expm1(lambda * ratio) / lambda;
 }
 
-double InverseBoxCox(double y, double lambda) {
-  if (lambda == 0.0) return std::exp(y);
+double InverseBoxCox(double y, double lambda, double centre) {
+  if (lambda == 0.0) return centre * std::exp(y);
   const double power = lambda * y;
-  return power > -1.0 ? std::exp(std::log1p(power) / lambda) : kNaN;
+  return power > -1.0 ? centre * std::exp(std::log1p(power) / lambda) : kNaN;
 }
 
 double BoxCoxLogLikelihood(const LawSample& sample, double lambda) {

@@ -537,15 +537,18 @@ TransformedStudy StudyTransformed(const CapabilitySample& sample, const LawFigur
   if (sample.within.name.starts_with("MR")) {
     moved.within = AsEstimate(FromMovingRanges(ViewOf(moved)));
   }
+  const auto scale = PlotScaleOf(law);
   study.within = moved.within;
-  study.mean = moved.mean;
+  study.within.value *= scale.unit;
+  study.mean = scale.origin + scale.unit * moved.mean;
   auto on_scale = options;
   const auto limit = [&](double value) {
     const double at = std::isfinite(value) ? PlotAcross(law, value) : kNaN;
     return std::isfinite(at) ? at : kNaN;
   };
-  study.limits = {limit(options.limits.lower), limit(options.limits.upper)};
-  on_scale.limits = study.limits;
+  on_scale.limits = {limit(options.limits.lower), limit(options.limits.upper)};
+  study.limits = {scale.origin + scale.unit * on_scale.limits.lower,
+                  scale.origin + scale.unit * on_scale.limits.upper};
   on_scale.target = kNaN;
   const auto is_lost = [](double given, double at) {
     return std::isfinite(given) && std::isnan(at);

@@ -87,13 +87,25 @@ CountCapabilityStudy StudyCountCapability(const Stretch& stretch,
   const auto count = stretch.counts.size();
   study.cumulated.assign(count, kNaN);
   study.signals.assign(count, 0);
+  std::int64_t without_size = 0;
   for (std::size_t i = 0; i < count; ++i) {
-    if (stretch.IsUsed(i) && stretch.counts[i] >= 0.0 && stretch.sizes[i] > 0.0) {
+    const bool has_count = stretch.IsUsed(i) && stretch.counts[i] >= 0.0;
+    if (has_count && !(stretch.sizes[i] > 0.0)) ++without_size;
+    if (has_count && stretch.sizes[i] > 0.0) {
       study.bad += stretch.counts[i];
       study.units += stretch.sizes[i];
       ++study.subgroups;
     }
     if (study.units > 0.0) study.cumulated[i] = study.bad / study.units;
+  }
+  if (without_size > 0) {
+    study.notes.push_back(
+        {"no-size",
+         std::to_string(without_size) +
+             (without_size == 1 ? " subgroup has no size, so there is no rate of it."
+                                : " subgroups have no size, so there is no rate of them."),
+         {}});
+    if (study.subgroups == 0) return study;
   }
   if (!HasEnough(static_cast<std::size_t>(study.subgroups), {1, 20}, "subgroups", study.notes)) {
     return study;

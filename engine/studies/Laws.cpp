@@ -66,9 +66,20 @@ Curve CurveOf(const FittedLaw& law) {
           [=](double share) { return law.ScaleOfShare(share); }};
 }
 
-Curve CurveOfBoxCox(double lambda, double mean, double sd) {
-  return TransformedCurve([=](double x) { return statistics::BoxCox(x, lambda); },
-                          [=](double y) { return statistics::InverseBoxCox(y, lambda); }, mean, sd);
+// Of values over their median, which the transform turns into 0.
+struct BoxCoxLaw {
+  double lambda, median, sd;
+};
+
+Curve CurveOf(const BoxCoxLaw& law) {
+  return TransformedCurve(
+      [=](double x) { return statistics::BoxCox(x, law.lambda, law.median); },
+      [=](double y) { return statistics::InverseBoxCox(y, law.lambda, law.median); }, 0.0, law.sd);
+}
+
+BoxCoxLaw BoxCoxOf(const LawFigures& figures) {
+  const double lambda = figures.parameters[0].value, sd = figures.parameters[2].value;
+  return {lambda, figures.centre, sd / std::pow(figures.centre, lambda)};
 }
 
 Curve CurveOf(const statistics::JohnsonCurve& curve) {
@@ -98,7 +109,7 @@ statistics::JohnsonCurve JohnsonOf(const LawFigures& figures) {
 Curve CurveOf(const LawFigures& figures) {
   const auto values = ValuesOf(figures);
   if (IsLikelihoodLaw(figures.law)) return CurveOf(FittedLaw::Of(figures.law, values));
-  if (figures.law == Law::BoxCox) return CurveOfBoxCox(values[0], values[1], values[2]);
+  if (figures.law == Law::BoxCox) return CurveOf(BoxCoxOf(figures));
   return CurveOf(JohnsonOf(figures));
 }
 
@@ -122,9 +133,9 @@ void AddIndices(const Curve& curve, const SpecificationLimits& limits, LawFigure
   figures.indices = IndicesOf(figures.low.value, figures.median.value, figures.high.value,
                               limits.lower, limits.upper);
   if (figures.law == Law::BoxCox) {
-    const double mean = figures.parameters[1].value, reach = 3.0 * figures.parameters[2].value;
-    figures.indices = IndicesOf(mean - reach, mean, mean + reach, curve.across(limits.lower),
-                                curve.across(limits.upper));
+    const double reach = 3.0 * BoxCoxOf(figures).sd;
+    figures.indices =
+        IndicesOf(-reach, 0.0, reach, curve.across(limits.lower), curve.across(limits.upper));
   }
   if (std::isfinite(limits.lower))
     figures.ppm_below = 1e6 * std::exp(curve.tails(limits.lower).below);
@@ -240,14 +251,8 @@ void FitLikelihoodLaw(const Work& work, Law law, Fitted& to) {
   SetParameters(law, fit.law.Parameters(), to.figures);
   SetLikelihood(fit.log_likelihood, statistics::FamilyOf(kind).parameters, to.figures);
   to.curve = CurveOf(fit.law);
-  to.error = [law = fit.law,
-              covariance = statistics::CovarianceOf(work.sample, fit)](double share) {
-    const auto slopes = law.QuantileSlopes(share);
-    double variance = 0.0;
-    for (std::size_t i = 0; i < 3; ++i)
-      for (std::size_t j = 0; j < 3; ++j) variance += slopes[i] * covariance[i][j] * slopes[j];
-    return std::sqrt(variance);
-  };
+  to.error = [law = fit.law, covariance = statistics::CovarianceOf(work.sample, fit)](
+                 double share) { return law.QuantileError(covariance, share); };
   if (fit.outcome == LawOutcome::ThresholdSet) return;
   to.draw = [law = fit.law, count = work.Count()](statistics::Draws& draws) {
     return DrawOf(law, count, draws);
@@ -261,21 +266,29 @@ void FitLikelihoodLaw(const Work& work, Law law, Fitted& to) {
   };
 }
 
-struct BoxCoxParameters {
-  double lambda, mean, sd;
-};
-
-std::optional<BoxCoxParameters> FitBoxCox(const LawSample& sample, bool round, bool& at_edge,
-                                          std::vector<double>& transformed) {
+// transformed   over the median of the law
+std::optional<BoxCoxLaw> FitBoxCox(const LawSample& sample, bool round, bool& at_edge,
+                                   std::vector<double>& transformed) {
   const auto fit = statistics::FitBoxCox(sample);
   if (std::isnan(fit.lambda)) return std::nullopt;
   at_edge = fit.at_edge;
   const double lambda = round ? std::round(2.0 * fit.lambda) / 2.0 : fit.lambda;
+  const double inside = sample.Values()[sample.Count() / 2];
   transformed.resize(sample.Count());
   for (std::size_t i = 0; i < transformed.size(); ++i)
-    transformed[i] = statistics::BoxCox(sample.Values()[i], lambda);
-  return BoxCoxParameters{lambda, statistics::Mean(transformed),
-                          statistics::SampleStandardDeviation(transformed)};
+    transformed[i] = statistics::BoxCox(sample.Values()[i], lambda, inside);
+  const double mean = statistics::Mean(transformed);
+  for (auto& each : transformed) each = (each - mean) / (1.0 + lambda * mean);
+  return BoxCoxLaw{lambda, statistics::InverseBoxCox(mean, lambda, inside),
+                   statistics::SampleStandardDeviation(transformed)};
+}
+
+// The parameters are those of the values' own transform.
+void SetBoxCox(const BoxCoxLaw& law, LawFigures& figures) {
+  const double values[] = {law.lambda, statistics::BoxCox(law.median, law.lambda),
+                           law.sd * std::pow(law.median, law.lambda)};
+  SetParameters(Law::BoxCox, values, figures);
+  figures.centre = law.median;
 }
 
 double NormalStatistic(std::vector<double> transformed, double mean, double sd) {
@@ -297,11 +310,10 @@ void StudyBoxCox(const Work& work, Fitted& to) {
   }
   if (at_edge) work.Say("lambda-at-edge", Law::BoxCox, "lambda lies at the end of -5 to 5.");
   to.figures.converged = !at_edge;
-  const double values[] = {fit->lambda, fit->mean, fit->sd};
-  SetParameters(Law::BoxCox, values, to.figures);
+  SetBoxCox(*fit, to.figures);
   SetLikelihood(statistics::BoxCoxLogLikelihood(work.sample, fit->lambda), 3, to.figures);
-  to.curve = CurveOfBoxCox(fit->lambda, fit->mean, fit->sd);
-  to.figures.ad = NormalStatistic(transformed, fit->mean, fit->sd);
+  to.curve = CurveOf(*fit);
+  to.figures.ad = NormalStatistic(transformed, 0.0, fit->sd);
   for (const double limit : {work.options.limits.lower, work.options.limits.upper}) {
     if (limit <= 0.0) {
       work.Say("limit-not-transformed", Law::BoxCox,
@@ -312,7 +324,7 @@ void StudyBoxCox(const Work& work, Fitted& to) {
     std::vector<double> drawn(count);
     for (auto& value : drawn) {
       do {
-        value = statistics::InverseBoxCox(fit.mean + fit.sd * draws.Normal(), fit.lambda);
+        value = statistics::InverseBoxCox(fit.sd * draws.Normal(), fit.lambda, fit.median);
       } while (!(value > 0.0) || !std::isfinite(value));
     }
     return drawn;
@@ -322,7 +334,7 @@ void StudyBoxCox(const Work& work, Fitted& to) {
     bool edge = false;
     std::vector<double> again;
     const auto refit = FitBoxCox(sample, round, edge, again);
-    return refit ? NormalStatistic(std::move(again), refit->mean, refit->sd) : kNaN;
+    return refit ? NormalStatistic(std::move(again), 0.0, refit->sd) : kNaN;
   };
 }
 
@@ -605,6 +617,11 @@ double LawFigures::ChoiceP() const {
 }
 
 double PlotAcross(const LawFigures& law, double x) { return CurveOf(law).across(x); }
+PlotScale PlotScaleOf(const LawFigures& law) {
+  if (law.law != Law::BoxCox) return {};
+  const double lambda = law.parameters[0].value;
+  return {statistics::BoxCox(law.centre, lambda), std::pow(law.centre, lambda)};
+}
 double PlotUp(const LawFigures& law, double share) { return CurveOf(law).up(share); }
 bool PlotsLogarithms(Law law) {
   return IsLikelihoodLaw(law) && statistics::FamilyOf(law).scale == statistics::LawScale::Log;
@@ -652,6 +669,7 @@ LawFigures FiguresOfLaw(Law law, std::span<const double> parameters,
   LawFigures figures;
   figures.law = law;
   SetParameters(law, parameters, figures);
+  if (law == Law::BoxCox) figures.centre = statistics::InverseBoxCox(parameters[1], parameters[0]);
   AddIndices(CurveOf(figures), limits, figures);
   return figures;
 }
@@ -724,8 +742,9 @@ QuantileIndices RefittedIndices(const LawFigures& law, std::vector<double> value
     std::vector<double> transformed;
     const auto fit = FitBoxCox(sample, options.round_lambda, at_edge, transformed);
     if (!fit || !(fit->sd > 0.0)) return {};
-    const double parameters[] = {fit->lambda, fit->mean, fit->sd};
-    return FiguresOfLaw(Law::BoxCox, parameters, limits).indices;
+    SetBoxCox(*fit, again);
+    AddIndices(CurveOf(*fit), limits, again);
+    return again.indices;
   }
   const auto chosen = ChooseJohnson(sample);
   if (chosen.curve) {
@@ -749,7 +768,7 @@ double ValueAcross(const LawFigures& law, double at) {
     case Law::Lognormal:
       return std::exp(at);
     case Law::BoxCox:
-      return statistics::InverseBoxCox(at, law.parameters[0].value);
+      return statistics::InverseBoxCox(at, law.parameters[0].value, law.centre);
     case Law::Johnson:
       return JohnsonOf(law).AtScore(at);
     default:

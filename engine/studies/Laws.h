@@ -64,6 +64,7 @@ struct LawFigures {
   Interval low, median, high;  // quantiles 0.00135, 0.5, 0.99865
   QuantileIndices indices = {};
   double ppm_below = platform::kNaN, ppm_above = platform::kNaN;  // expected beyond the limits
+  double centre = platform::kNaN;  // Box-Cox: the median, over which values keep their digits
 
   bool Exists() const { return !parameters.empty(); }
   // What the choice goes by: P, or the end of the table that it lies beyond; NaN: not known.
@@ -71,9 +72,14 @@ struct LawFigures {
 };
 
 // Places on the two axes of a probability plot, on which the law is a straight line (a Johnson
-// curve: transformed values).
+// curve: transformed values; Box-Cox: those of values over the law's centre).
 double PlotAcross(const LawFigures& law, double x);
 double PlotUp(const LawFigures& law, double share);
+// Places across in units of the law's parameters: origin + unit times the place.
+struct PlotScale {
+  double origin = 0.0, unit = 1.0;
+};
+PlotScale PlotScaleOf(const LawFigures& law);
 // The value that PlotAcross puts there, of laws on whose scale values are normal: normal,
 // lognormal, Box-Cox, Johnson. NaN where no value is.
 double ValueAcross(const LawFigures& law, double at);

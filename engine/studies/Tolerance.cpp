@@ -104,8 +104,10 @@ ToleranceStudy StudyTolerance(std::span<const double> values, const ToleranceOpt
   if (!HasEnough(usable.size(), {2, 20}, "values", study.notes)) return study;
   if (!FitScale(usable, *options.law, study)) return study;
   for (auto& value : usable) value = PlotAcross(study.law, value);
-  study.mean = {statistics::Mean(usable), "mean", kNaN, study.count, 0};
-  study.sd = {statistics::SampleStandardDeviation(usable), "sd", kNaN, study.count, 0};
+  const double mean = statistics::Mean(usable), sd = statistics::SampleStandardDeviation(usable);
+  const auto scale = PlotScaleOf(study.law);
+  study.mean = {scale.origin + scale.unit * mean, "mean", kNaN, study.count, 0};
+  study.sd = {scale.unit * sd, "sd", kNaN, study.count, 0};
   const bool both = options.sides == Sides::Both;
   const auto factor =
       both ? statistics::TwoSidedToleranceFactor : statistics::OneSidedToleranceFactor;
@@ -115,7 +117,7 @@ ToleranceStudy StudyTolerance(std::span<const double> values, const ToleranceOpt
         statistics::HoweToleranceFactor(study.count, options.content, options.confidence);
   }
   const auto limit = [&](double side) {
-    return ValueAcross(study.law, study.mean.value + side * study.factor * study.sd.value);
+    return ValueAcross(study.law, mean + side * study.factor * sd);
   };
   if (options.sides != Sides::Upper) study.lower = limit(-1.0);
   if (options.sides != Sides::Lower) study.upper = limit(1.0);

@@ -279,6 +279,7 @@ std::string FormattedSixpack(render::LawsDocument study, Analysis& run) {
     document.chart = RunChart(run.database, run.select, std::make_shared<CCProcessing>());
     document.pieces = StreamsOf(run, {}, document.chart.notes);
   }
+  if (run.format == "json") return render::SixpackJson(document);
   const auto view = render::MakeSixpackView(document, run.names);
   return run.format == "svg" ? render::RenderStudySvg(view) : render::RenderStudyHtml(view);
 }
@@ -303,8 +304,7 @@ int RunCapabilityCommand(const Arguments& arguments, Console& console) {
         if (empty) NoteEmpty(run, kLatest, document.notes);
         if (!asked.Any()) return {Formatted(document, run), empty};
         auto study = StudyOf(asked, std::move(document), run.database);
-        const bool is_picture = run.format == "svg" || run.format == "html";
-        if (!asked.sixpack || !is_picture) return {FormattedLaws(study, run), empty};
+        if (!asked.sixpack || run.format == "text") return {FormattedLaws(study, run), empty};
         return {FormattedSixpack(std::move(study), run), empty};
       });
 }

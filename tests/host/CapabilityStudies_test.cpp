@@ -157,6 +157,91 @@ TEST_F(CapabilityStudies, SixPlotsInOne) {
   EXPECT_EQ(one.out.find("nan"), std::string::npos);
 }
 
+TEST_F(CapabilityStudies, SixPlotsHaveTheirFiguresInJson) {
+  Import("flow-width.csv");
+  const auto chart = Json("chart --db q.db --max 0");
+  const auto found = Json("capability --db q.db --usl 2.2 --lsl 0.8 --sixpack");
+  const auto& six = found["Sixpack"];
+  ASSERT_GE(six["Graphs"].size(), 2U);
+  for (const std::size_t graph : {0U, 1U}) {
+    for (const char* const key : {"Type", "Points", "UCLs", "Cls", "LCLs"})
+      EXPECT_EQ(six["Graphs"][graph][key], chart["Graphs"][graph][key]) << graph << key;
+  }
+  ASSERT_EQ(six["Subgroups"].size(), six["Graphs"][0]["Points"].size());
+  EXPECT_EQ(six["Streams"], 1);
+  const auto& pieces = six["Pieces"];
+  ASSERT_EQ(pieces.size(), 25U);
+  EXPECT_EQ(pieces[24]["Number"], six["Subgroups"].size());
+  EXPECT_EQ(pieces[24]["ID"], six["Subgroups"].back());
+  double sum = 0.0;
+  for (const double value : pieces[24]["Values"]) sum += value;
+  const auto count = static_cast<double>(pieces[24]["Values"].size());
+  EXPECT_NEAR(pieces[24]["Mean"].get<double>(), sum / count, 1e-12);
+  EXPECT_NEAR(pieces[24]["Mean"].get<double>(), six["Graphs"][0]["Points"].back().get<double>(),
+              1e-12);
+  EXPECT_FALSE(Json("capability --db q.db --law normal").contains("Sixpack"));
+}
+
+TEST_F(CapabilityStudies, PiecesThatAreNotUsedAreHollowAndStreamsAreCounted) {
+  std::string lines = "part,process,test,subgroup,time,flag,value\n";
+  for (const char* part : {"A", "B"}) {
+    for (int day = 1; day <= 20; ++day) {
+      for (int piece = 0; piece < 3; ++piece) {
+        const auto number = std::to_string(day);
+        const std::string head = part + (",P,T," + number) + ",2024-01-" + (day < 10 ? "0" : "");
+        lines += head + number + (day == 7 ? ",disabled," : ",enabled,") +
+                 std::to_string(10 + (day * 7 + piece * 3) % 11) + "\n";
+      }
+    }
+  }
+  Write("v.csv", lines);
+  ASSERT_EQ(Run("import v.csv --db two.db").status, 0);
+  const std::string line = "capability --db two.db --state enabled,disabled --sixpack";
+  const auto six = Json(line)["Sixpack"];
+  EXPECT_EQ(six["Streams"], 2);
+  ASSERT_EQ(six["Pieces"].size(), 20U);
+  for (const auto& subgroup : six["Pieces"])
+    EXPECT_EQ(subgroup["Used"].get<bool>(), subgroup["Number"] != 7);
+  const auto picture = Run(line + " --format svg").out;
+  EXPECT_NE(picture.find("only the last of 2 streams"), std::string::npos);
+  const auto pieces = picture.find("Pieces of the newest subgroups");
+  ASSERT_NE(pieces, std::string::npos);
+  // Symbols come after the title of their plot: three pieces of one subgroup.
+  EXPECT_NE(picture.find("class=\"pu\"", pieces), std::string::npos);
+  const auto enabled =
+      Run("capability --db two.db --part A --state enabled --sixpack --format svg").out;
+  EXPECT_EQ(enabled.find("only the last of"), std::string::npos);
+  EXPECT_EQ(enabled.find("class=\"pu\""), std::string::npos);
+}
+
+TEST_F(CapabilityStudies, MeansOfPiecesAreNotJoinedAcrossPhases) {
+  const auto lines = [&] {
+    const auto picture = Run("capability --db q.db --sixpack --format svg");
+    EXPECT_EQ(picture.status, 0) << picture.err;
+    const auto from = picture.out.find("Pieces of the newest subgroups"),
+               to = picture.out.find("Limits and 6 sigmas");
+    EXPECT_LT(from, to);
+    int count = 0;
+    for (auto at = picture.out.find("class=\"d\"", from); at < to;
+         at = picture.out.find("class=\"d\"", at + 1))
+      ++count;
+    return count;
+  };
+  Import("flow-width.csv");
+  EXPECT_EQ(lines(), 1);
+  // The newest 25 subgroups are 13 of the new phase and 12 before it.
+  ASSERT_EQ(Run("phase add --db q.db --name new --start 2024-03-05T16:00 --reason 'a new tool' "
+                "--by Ann")
+                .status,
+            0);
+  EXPECT_EQ(lines(), 2);
+  const auto found = Json("capability --db q.db --sixpack");
+  const auto& pieces = found["Sixpack"]["Pieces"];
+  ASSERT_EQ(pieces.size(), 25U);
+  EXPECT_EQ(pieces[11]["Phase"], 0);
+  EXPECT_NE(pieces[12]["Phase"], 0);
+}
+
 TEST_F(CapabilityStudies, MisuseOfCapability) {
   Import("flow-width.csv");
   const std::string line = "capability --db q.db ";

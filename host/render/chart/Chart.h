@@ -267,6 +267,7 @@ std::string ProcessingText(const CCProcessing& processing, const TextOptions& op
 
 // Members of an open object.
 void WriteProcessing(JsonWriter& json, const CCProcessing& processing);
+void WriteGraphs(JsonWriter& json, const ChartDocument& document);
 
 // What the renderers draw of a chart: the limits in force with the marks against them, titled by
 // what was asked for. Moves the points out of the document, which is large where they are many.

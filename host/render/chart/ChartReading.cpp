@@ -343,6 +343,11 @@ void WriteProcessing(JsonWriter& json, const CCProcessing& processing) {
                processing.AQLProducerRisk());
 }
 
+void WriteGraphs(JsonWriter& json, const ChartDocument& document) {
+  json.Objects<Spread::Blocks>("Graphs", document.chart.graphs,
+                               [&](const GraphRead& graph) { WriteGraph(json, graph, document); });
+}
+
 std::string ProcessingText(const CCProcessing& processing, const TextOptions& options) {
   return SettingsText("CCProcessing",
                       JsonDocument([&](auto& json) { WriteProcessing(json, processing); }),
@@ -358,8 +363,7 @@ std::string ChartJson(const ChartDocument& document, const Names& names) {
                  chart.subgroups.total_groups, "MeanEstimate", chart.mean_estimate, "SPEstimate",
                  chart.sp_estimate, "SWEstimate", chart.sw_estimate);
     WriteSubgroups(json, chart.subgroups, names);
-    json.Objects<Spread::Blocks>(
-        "Graphs", chart.graphs, [&](const GraphRead& graph) { WriteGraph(json, graph, document); });
+    WriteGraphs(json, document);
     const bool known = chart.tables_known;
     WriteRows(json, "SpecLims", chart.spec_lims, known);
     WriteRows(json, "CtrlLims", chart.ctrl_lims, known);

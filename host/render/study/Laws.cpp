@@ -367,7 +367,7 @@ Plot ProbabilityPlotOf(const LawFigures& law, const studies::ProbabilityPlot& da
   return ProbabilityPlotDrawing(law, data).Draw(limits);
 }
 
-std::string LawsJson(const LawsDocument& document) {
+std::string LawsJson(const LawsDocument& document, const std::function<void(JsonWriter&)>& more) {
   return CapabilityJson(WithNotes(document), [&](JsonWriter& json) {
     WriteOptions(json, document.options);
     if (document.laws || document.quantiles) WriteDistribution(json, document);
@@ -386,6 +386,7 @@ std::string LawsJson(const LawsDocument& document) {
     }
     if (document.between_within) WriteBetweenWithin(json, *document.between_within);
     if (document.transformed) WriteTransformed(json, *document.transformed);
+    if (more) more(json);
   });
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <functional>
 #include <optional>
 
 #include "host/render/capability/Capability.h"
@@ -21,7 +22,9 @@ struct LawsDocument {
   std::optional<studies::BetweenWithinStudy> between_within = {};
   std::optional<studies::TransformedStudy> transformed = {};
 };
-std::string LawsJson(const LawsDocument& document);
+// more   writes further members
+std::string LawsJson(const LawsDocument& document,
+                     const std::function<void(JsonWriter&)>& more = {});
 CapabilityView MakeLawsView(const LawsDocument& document, const Names& names);
 
 // Members of a fit: curve, parameters, likelihood, the test.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <numeric>
 
 #include "host/render/core/Numbers.h"
 #include "host/render/core/PlainText.h"
@@ -71,35 +72,61 @@ Plot GraphOf(const ChartView& chart, const GraphView& graph) {
   return plot;
 }
 
-// The pieces of the newest subgroups of the last stream, each over the number of its subgroup.
+// A subgroup with its pieces.
+struct PiecesView {
+  std::size_t number = 0;  // in its stream, from 1
+  std::int32_t id = 0, phase = 0;
+  bool is_used = true, begins_stretch = false;
+  std::span<const double> values;
+  double mean = platform::kNaN;
+};
+
+// The newest ones of the last stream.
+std::vector<PiecesView> NewestPieces(const studies::StudyData& data) {
+  std::vector<PiecesView> subgroups;
+  if (data.Empty()) return subgroups;
+  for (const auto& stretch : data.streams.back().stretches) {
+    for (std::size_t i = 0; i < stretch.points.size(); ++i) {
+      const auto values = stretch.PiecesOf(i);
+      const double sum = std::accumulate(values.begin(), values.end(), 0.0);
+      subgroups.push_back({subgroups.size() + 1,
+                           i < stretch.subgroups.size() ? stretch.subgroups[i] : 0,
+                           stretch.phase.id, stretch.IsUsed(i), i == 0, values,
+                           sum / static_cast<double>(values.size())});
+    }
+  }
+  if (subgroups.size() > kNewest) {
+    subgroups.erase(subgroups.begin(), subgroups.end() - static_cast<std::ptrdiff_t>(kNewest));
+  }
+  return subgroups;
+}
+
+// Each piece over the number of its subgroup.
 Plot PiecesOf(const studies::StudyData& data) {
   const std::string title = "Pieces of the newest subgroups";
-  if (data.Empty()) return Empty(title);
-  std::vector<std::span<const double>> subgroups;
-  for (const auto& stretch : data.streams.back().stretches)
-    for (std::size_t i = 0; i < stretch.points.size(); ++i)
-      subgroups.push_back(stretch.PiecesOf(i));
-  const auto first = subgroups.size() > kNewest ? subgroups.size() - kNewest : 0;
+  const auto subgroups = NewestPieces(data);
+  if (subgroups.empty()) return Empty(title);
   Plot plot;
   plot.title = title;
+  if (data.streams.size() > 1)
+    plot.caption = "only the last of " + std::to_string(data.streams.size()) + " streams";
   plot.height = kHeight;
   plot.x.title = "subgroup";
-  PlotSymbols symbols;
-  symbols.look.size = 2.4;
-  PlotLine means{"d"};
-  for (auto i = first; i < subgroups.size(); ++i) {
-    const auto at = static_cast<double>(i + 1);
-    double sum = 0.0;
-    for (const double value : subgroups[i]) {
-      symbols.x.push_back(at);
-      symbols.y.push_back(value);
-      sum += value;
-    }
-    means.x.push_back(at);
-    means.y.push_back(sum / static_cast<double>(subgroups[i].size()));
+  PlotSymbols used, left;
+  used.look.size = left.look.size = 2.4;
+  left.look.style = "pu";
+  for (const auto& subgroup : subgroups) {
+    const auto at = static_cast<double>(subgroup.number);
+    auto& to = subgroup.is_used ? used : left;
+    to.x.insert(to.x.end(), subgroup.values.size(), at);
+    to.y.insert(to.y.end(), subgroup.values.begin(), subgroup.values.end());
+    // Means of different stretches are never joined.
+    if (plot.lines.empty() || subgroup.begins_stretch) plot.lines.push_back({"d"});
+    plot.lines.back().x.push_back(at);
+    plot.lines.back().y.push_back(subgroup.mean);
   }
-  plot.lines.push_back(std::move(means));
-  plot.symbols.push_back(std::move(symbols));
+  for (auto* const symbols : {&used, &left})
+    if (!symbols->x.empty()) plot.symbols.push_back(std::move(*symbols));
   return plot;
 }
 
@@ -201,6 +228,22 @@ Plot CapabilityOf(const CapabilityView& view, const CapabilityRead& read) {
 }
 
 }  // namespace
+
+std::string SixpackJson(const SixpackDocument& document) {
+  return LawsJson(document.capability, [&](JsonWriter& json) {
+    json.Object("Sixpack", [&] {
+      std::vector<std::int32_t> subgroups;
+      for (const auto& row : document.chart.chart.subgroups.rows) subgroups.push_back(row.sgrp);
+      json.Member("Subgroups", subgroups);
+      WriteGraphs(json, document.chart);
+      json.Members("Streams", document.pieces.streams.size());
+      json.Objects("Pieces", NewestPieces(document.pieces), [&](const PiecesView& subgroup) {
+        json.Members("Number", subgroup.number, "ID", subgroup.id, "Phase", subgroup.phase, "Used",
+                     subgroup.is_used, "Mean", subgroup.mean, "Values", subgroup.values);
+      });
+    });
+  });
+}
 
 StudyView MakeSixpackView(const SixpackDocument& document, const Names& names) {
   const auto capability = MakeLawsView(document.capability, names);

@@ -14,7 +14,9 @@ struct SixpackDocument {
   studies::StudyData pieces;
 };
 // Three rows of two plots: graph 1 and the histogram, graph 2 and the probability plot, the pieces
-// and the limits beside six sigmas. Nothing is in it that chart and analysis do not have.
+// and the limits beside six sigmas. Nothing is in it that the JSON document does not have.
 StudyView MakeSixpackView(const SixpackDocument& document, const Names& names);
+// The capability document, with graphs and pieces in a member of its own.
+std::string SixpackJson(const SixpackDocument& document);
 
 }  // namespace orvspc::render

@@ -57,6 +57,88 @@ TEST(FitLaw, ManyValuesAreFittedAsFew) {
   }
 }
 
+TEST(FitLaw, AMeanFarAboveTheSpreadIsNoObstacle) {
+  const std::pair<double, double> kPlaces[] = {{10.0, 1.0}, {100.0, 0.002}, {1000.0, 0.003},
+                                               {5e4, 0.02}, {1e6, 0.1},     {1e7, 0.5}};
+  for (const auto& [mean, sd] : kPlaces) {
+    std::vector<double> even, skewed;
+    for (int i = 0; i < 100; ++i) {
+      const double z = NormalQuantile((i + 0.5) / 100.0);
+      even.push_back(mean + sd * z);
+      skewed.push_back(mean + sd * std::exp(0.4 * z));
+    }
+    for (const auto& law : kLawCases) {
+      const auto& family = FamilyOf(law.kind);
+      if (family.kernel == Kernel::Exponential) continue;
+      const LawSample sample(family.has_threshold ? skewed : even);
+      EXPECT_EQ(FitLaw(sample, law.kind).outcome, LawOutcome::Fitted)
+          << static_cast<int>(law.kind) << " at " << mean;
+    }
+    if (mean < 100.0) continue;
+    // There gamma and lognormal laws are normal ones.
+    const LawSample sample(even);
+    const auto normal = FitLaw(sample, Law::Normal);
+    for (const auto kind : {Law::Lognormal, Law::Gamma}) {
+      const auto fit = FitLaw(sample, kind);
+      EXPECT_NEAR(fit.log_likelihood, normal.log_likelihood, 1e-3) << mean;
+      EXPECT_NEAR(fit.law.Quantile(0.00135), normal.law.Quantile(0.00135), 0.02 * sd) << mean;
+    }
+  }
+}
+
+TEST(FitLaw, AGammaLawOfALargeShapeKeepsItsDigits) {
+  // Computed with 70 digits.
+  struct Expected {
+    double base, step, shape, log_likelihood, a2, low, low_error, median_error;
+  };
+  constexpr Expected kExpected[] = {
+      {1000.0, 1.0 / 1024.0, 28597527271.996667, 77.943583910461692, 0.262644640818859,
+       999.98226009050362, 0.00302621371092473, 0.00129040522001312},
+      {1e7, 1.0 / 16.0, 698181818181817.45, -9.3929608400679412, 0.262644640809216,
+       9999998.8646398627, 0.193679953421681, 0.0825859340804263}};
+  for (const auto& expected : kExpected) {
+    std::vector<double> values;
+    for (int i = -10; i <= 10; ++i) values.push_back(expected.base + i * expected.step);
+    const LawSample sample(values);
+    const auto fit = FitLaw(sample, Law::Gamma);
+    ASSERT_EQ(fit.outcome, LawOutcome::Fitted);
+    EXPECT_NEAR(fit.law.Location(), expected.shape, 1e-12 * expected.shape);
+    EXPECT_NEAR(fit.log_likelihood, expected.log_likelihood, 1e-11);
+    EXPECT_NEAR(AndersonDarling(sample, fit.law), expected.a2, 1e-8);
+    EXPECT_NEAR(fit.law.Quantile(0.00135), expected.low, 1e-7 * expected.step);
+    const auto covariance = CovarianceOf(sample, fit);
+    EXPECT_NEAR(fit.law.QuantileError(covariance, 0.00135), expected.low_error,
+                1e-10 * expected.low_error);
+    EXPECT_NEAR(fit.law.QuantileError(covariance, 0.5), expected.median_error,
+                1e-10 * expected.median_error);
+  }
+}
+
+TEST(FittedLaw, AGammaLawOfALargeShapeHasItsTails) {
+  const FittedLaw law(Law::Gamma, 1e12, 1.0);
+  struct Expected {
+    double x, below, above, density;  // computed with 70 digits
+  };
+  constexpr Expected kExpected[] = {
+      {1e12 - 2e6, -3.783186706901567, -0.02301285408107471, 5.399093051910989e-8},
+      {1e12, -0.6931469145984604, -0.6931474465215009, 3.989422804013994e-7},
+      {1e12 + 3e6, -0.001350821799010118, -6.60771746660087, 4.431875003038081e-9}};
+  for (const auto& expected : kExpected) {
+    const auto tails = law.TailsAt(expected.x);
+    EXPECT_NEAR(tails.below, expected.below, 1e-12 * std::abs(expected.below));
+    EXPECT_NEAR(tails.above, expected.above, 1e-12 * std::abs(expected.above));
+    EXPECT_NEAR(law.Density(expected.x), expected.density, 1e-12 * expected.density);
+  }
+  // The two ways to a tail meet.
+  for (const double z : {-5.0, -1.0, 0.0, 2.0, 5.0}) {
+    const double x = 1e8 + z * 1e4;
+    const auto below = FittedLaw(Law::Gamma, 1e8, 1.0).TailsAt(x);
+    const auto above = FittedLaw(Law::Gamma, 1e8 * (1.0 + 1e-15), 1.0).TailsAt(x);
+    EXPECT_NEAR(below.below, above.below, 1e-10 * std::abs(below.below)) << z;
+    EXPECT_NEAR(below.above, above.above, 1e-10 * std::abs(below.above)) << z;
+  }
+}
+
 TEST(FittedLaw, TailsAndQuantilesAgree) {
   for (const auto& law : kLawCases) {
     const auto fitted = FittedLaw::Of(law.kind, law.parameters);
@@ -138,6 +220,10 @@ TEST(BoxCox, FindsTheTransformOfASample) {
   EXPECT_DOUBLE_EQ(InverseBoxCox(BoxCox(3.7, -0.4), -0.4), 3.7);
   EXPECT_TRUE(std::isnan(BoxCox(0.0, 0.5)));
   EXPECT_TRUE(std::isnan(InverseBoxCox(3.0, -0.4)));
+  // Over a centre next to the value nothing is lost: 1e-9 (1 - 3e-9).
+  EXPECT_NEAR(BoxCox(1000.0 * (1.0 + 0x1p-30), -5.0, 1000.0), 0x1p-30 * (1.0 - 3.0 * 0x1p-30),
+              1e-15 * 0x1p-20);
+  EXPECT_DOUBLE_EQ(InverseBoxCox(BoxCox(997.0, -5.0, 1000.0), -5.0, 1000.0), 997.0);
 }
 
 }  // namespace

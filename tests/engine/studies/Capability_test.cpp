@@ -407,6 +407,33 @@ TEST(StudyTransformed, IsTheAnalysisOfTransformedValues) {
   }
 }
 
+TEST(StudyTransformed, BoxCoxIndicesAreTheSameInAnyUnit) {
+  const auto study = [](double unit) {
+    std::vector<double> values;
+    for (int i = 0; i < 100; ++i)
+      values.push_back(unit * (991.0 - 8.7 * std::log1p(-((37 * i % 100) + 0.5) / 100.0)));
+    IndexOptions options;
+    options.limits = {960.0 * unit, 1040.0 * unit};
+    LawOptions how;
+    how.laws = {Law::BoxCox};
+    how.simulates = false;
+    const auto sample = CapabilitySampleOf(values, std::vector<std::int32_t>(25, 4), "pooled");
+    return StudyTransformed(sample, StudyLaws(values, how).laws[0], options);
+  };
+  const auto kilograms = study(1e-3), grams = study(1.0);
+  for (const char* const name : {"Cp", "Cpk", "Cpu", "Cpl"}) {
+    const auto a = Named(kilograms.indices, name), b = Named(grams.indices, name);
+    EXPECT_GT(a.value, 1.0) << name;
+    EXPECT_NEAR(a.value, b.value, 1e-9) << name;
+    EXPECT_NEAR(a.lower, b.lower, 1e-9) << name;
+  }
+  // What is shown beside them is of (x^-5 - 1)/-5.
+  EXPECT_NEAR(kilograms.mean, -0.0005417221090381243, 1e-14);
+  EXPECT_NEAR(kilograms.limits.lower, (std::pow(0.96, -5.0) - 1.0) / -5.0, 1e-14);
+  EXPECT_NEAR(kilograms.limits.upper, (std::pow(1.04, -5.0) - 1.0) / -5.0, 1e-14);
+  EXPECT_NEAR(grams.within.value, 1e-15 * kilograms.within.value, 1e-25 * kilograms.within.value);
+}
+
 TEST(StudyTransformed, ValuesAndLimitsWithoutATransform) {
   const std::vector<double> values = {1, 2, 3, 4, 5, 6};
   const auto sample = CapabilitySampleOf(values, std::vector<std::int32_t>(3, 2), "pooled");

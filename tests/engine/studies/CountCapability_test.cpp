@@ -102,6 +102,29 @@ TEST(StudyCountCapability, CumulatesAndFindsSignals) {
   EXPECT_DOUBLE_EQ(study.cumulated[24], 0.05);
 }
 
+TEST(StudyCountCapability, SubgroupsWithoutASizeAreNamed) {
+  auto stretch = Counts(std::vector<double>(25, 5.0), std::vector<double>(25, 100.0));
+  stretch.sizes.assign(25, 0.0);
+  const auto none = StudyCountCapability(stretch, Defects());
+  EXPECT_EQ(none.subgroups, 0);
+  EXPECT_TRUE(std::isnan(none.rate.value));
+  EXPECT_FALSE(Has(none.notes, "too-few"));
+  ASSERT_TRUE(Has(none.notes, "no-size"));
+  EXPECT_EQ(none.notes[0].text, "25 subgroups have no size, so there is no rate of them.");
+  // The others have one.
+  stretch.sizes.assign(25, 100.0);
+  stretch.sizes[3] = 0.0;
+  const auto most = StudyCountCapability(stretch, Defects());
+  EXPECT_EQ(most.subgroups, 24);
+  EXPECT_DOUBLE_EQ(most.rate.value, 0.05);
+  ASSERT_TRUE(Has(most.notes, "no-size"));
+  EXPECT_EQ(most.notes[0].text, "1 subgroup has no size, so there is no rate of it.");
+  // Not those that are not used.
+  stretch.used.assign(25, 1);
+  stretch.used[3] = 0;
+  EXPECT_FALSE(Has(StudyCountCapability(stretch, Defects()).notes, "no-size"));
+}
+
 TEST(StudyCountCapability, WithoutLimitsNothingIsKnownOfStability) {
   auto stretch = Counts(std::vector<double>(25, 5.0), std::vector<double>(25, 100.0));
   stretch.centre.assign(25, kNaN);

@@ -149,6 +149,39 @@ TEST(StudyLaws, BoxCoxIndicesAreThoseOfTransformedLimits) {
   EXPECT_TRUE(Has(study.notes, "limit-not-transformed"));
 }
 
+TEST(StudyLaws, BoxCoxIsTheSameInAnyUnit) {
+  // The documented mean and deviation in kg, g and mg; everything computed with 60 digits.
+  struct Expected {
+    double unit, mean, sd;
+  };
+  constexpr Expected kExpected[] = {{1e-3, -0.0005417221090381243, 0.0082311302667569205},
+                                    {1.0, 0.1999999999999998, 8.2311302667569205e-18},
+                                    {1e3, 0.2, 8.2311302667569205e-33}};
+  for (const auto& [unit, mean, sd] : kExpected) {
+    std::vector<double> values;
+    for (int i = 0; i < 100; ++i)
+      values.push_back(unit * (991.0 - 8.7 * std::log1p(-(i + 0.5) / 100.0)));
+    LawOptions options;
+    options.simulates = false;
+    options.limits = {960.0 * unit, 1040.0 * unit};
+    const auto figures = FitOf(values, Law::BoxCox, options);
+    const auto parameters = Values(figures);
+    ASSERT_EQ(parameters.size(), 3U);
+    EXPECT_EQ(parameters[0], -5.0);
+    EXPECT_NEAR(parameters[1], mean, 1e-15);
+    EXPECT_NEAR(parameters[2], sd, 1e-11 * sd);
+    EXPECT_NEAR(figures.ad, 4.0455195995656, 1e-9);
+    EXPECT_NEAR(figures.indices.pp, 1.63811408721551, 1e-11);
+    EXPECT_NEAR(figures.indices.ppu, 1.46420963607685, 1e-11);
+    EXPECT_NEAR(figures.indices.ppl, 1.81201853835418, 1e-11);
+    EXPECT_NEAR(figures.median.value, unit * 999.45915653454442, unit * 1e-9);
+    EXPECT_NEAR(RefittedIndices(figures, values, options).ppk, 1.46420963607685, 1e-11);
+    const auto scale = PlotScaleOf(figures);
+    EXPECT_NEAR(scale.origin, mean, 1e-15);
+    EXPECT_NEAR(ValueAcross(figures, PlotAcross(figures, 970.0 * unit)), 970.0 * unit, 1e-9 * unit);
+  }
+}
+
 TEST(StudyLaws, ALawThatDoesNotHoldAllValuesIsRefusedAndOthersGoOn) {
   LawOptions options;
   options.laws = {Law::Weibull, Law::Normal};

@@ -111,6 +111,25 @@ TEST(StudyTolerance, BoxCoxAndJohnsonHoldWhatTheyAreOf) {
   }
 }
 
+TEST(StudyTolerance, BoxCoxLimitsAreTheSameInAnyUnit) {
+  ToleranceOptions options;
+  options.law = Law::BoxCox;
+  const auto study = [&](double unit) {
+    std::vector<double> values;
+    for (int i = 0; i < 100; ++i)
+      values.push_back(unit * (991.0 - 8.7 * std::log1p(-(i + 0.5) / 100.0)));
+    return StudyTolerance(values, options);
+  };
+  const auto kilograms = study(1e-3), grams = study(1.0);
+  EXPECT_NEAR(grams.lower, 1e3 * kilograms.lower, 1e-8);
+  EXPECT_NEAR(grams.upper, 1e3 * kilograms.upper, 1e-8);
+  // Mean and deviation are those of (x^-5 - 1)/-5.
+  EXPECT_NEAR(kilograms.mean.value, -0.0005417221090381243, 1e-14);
+  EXPECT_NEAR(grams.sd.value, 8.2311302667569205e-18, 1e-27);
+  const double edge = grams.factor * 0.0082311302667569205;
+  EXPECT_NEAR(kilograms.lower, std::pow(1.0 - 5.0 * (-0.0005417221090381243 - edge), -0.2), 1e-11);
+}
+
 TEST(StudyTolerance, WithoutALawLimitsAreValues) {
   std::vector<double> values;
   for (int i = 1; i <= 93; ++i) values.push_back(94 - i);
