@@ -85,7 +85,7 @@ TEST(StudyCountCapability, CumulatesAndFindsSignals) {
   sizes.push_back(100.0);
   auto stretch = Counts(counts, sizes);
   auto study = StudyCountCapability(stretch, {});
-  EXPECT_FALSE(study.stable);
+  EXPECT_EQ(study.stable, false);
   EXPECT_TRUE(Has(study.notes, "not-stable"));
   EXPECT_EQ(study.signals.back(), 1);
   EXPECT_DOUBLE_EQ(study.cumulated[0], 0.05);

@@ -736,7 +736,8 @@ TEST(JoinTests, OneTestIsLeftOut) {
   EXPECT_THROW(JoinTests(measured.data, measured.numbers), std::invalid_argument);
 }
 
-// Values of two tests count once, and what is older than the newest does not lack anything.
+// Values of two tests count once, and what is older than the newest does not lack anything. A phase
+// that gives limits is kept, and not shown.
 TEST(JoinTests, TheNewestAreJointSubgroups) {
   Measured measured;
   for (const std::int32_t part : {1, 2}) {
@@ -758,17 +759,21 @@ TEST(JoinTests, TheNewestAreJointSubgroups) {
   KeepNewest(joined, 8);
   ASSERT_EQ(joined.data.streams.size(), 2U);
   const auto& stretches = joined.data.streams[0].stretches;
-  ASSERT_EQ(stretches.size(), 1U);
-  EXPECT_EQ(stretches[0].phase.id, 3);
-  EXPECT_EQ(stretches[0].limits_of, 0U);
-  EXPECT_EQ(stretches[0].subgroups, (std::vector<std::int32_t>{20, 22, 23}));
-  EXPECT_EQ(stretches[0].used, (std::vector<std::uint8_t>{1, 0, 1}));
+  ASSERT_EQ(stretches.size(), 2U);
+  EXPECT_FALSE(stretches[0].is_shown);
+  EXPECT_EQ(stretches[0].phase.id, 1);
+  EXPECT_TRUE(stretches[1].is_shown);
+  EXPECT_EQ(stretches[1].phase.id, 3);
+  EXPECT_EQ(stretches[1].limits_of, 0U);
+  EXPECT_EQ(stretches[1].subgroups, (std::vector<std::int32_t>{20, 22, 23}));
+  EXPECT_EQ(stretches[1].used, (std::vector<std::uint8_t>{1, 0, 1}));
   const auto& other = joined.data.streams[1].stretches;
-  ASSERT_EQ(other.size(), 2U);
-  EXPECT_EQ(other[0].subgroups, (std::vector<std::int32_t>{16, 17}));
-  EXPECT_EQ(other[0].limits_of, 0U);
-  EXPECT_EQ(other[1].limits_of, 1U);  // its own, for want of that of the first
-  const auto pieces = other[0].PiecesOf(0);
+  ASSERT_EQ(other.size(), 3U);
+  EXPECT_FALSE(other[0].is_shown);
+  EXPECT_EQ(other[1].subgroups, (std::vector<std::int32_t>{16, 17}));
+  EXPECT_EQ(other[1].limits_of, 1U);
+  EXPECT_EQ(other[2].limits_of, 0U);
+  const auto pieces = other[1].PiecesOf(0);
   EXPECT_EQ(std::vector<double>(pieces.begin(), pieces.end()),
             (std::vector<double>{1116, 1216, 16, 16}));
   ASSERT_EQ(joined.left.size(), 2U);
