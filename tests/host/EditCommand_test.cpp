@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <regex>
 #include <sstream>
 #include <string>
 
@@ -35,6 +36,10 @@ class EditCommand : public ProgramTest {
     EXPECT_EQ(run.status, 0) << run.err;
     return run.out;
   }
+  // Without the numbers of subgroups, which another database gives otherwise.
+  std::string Picture(const std::string& database) {
+    return std::regex_replace(Chart(database, "svg"), std::regex("<title>#[0-9]+ "), "<title>");
+  }
   // Of the log.
   std::int64_t LatestEntry() {
     std::istringstream head(Run("log --db q.db --head").out);
@@ -56,15 +61,15 @@ TEST_F(EditCommand, AChartAfterDeletingIsThatAfterDisablingAndThatOfWhoNeverHadI
   Make("deleted.db", true);
   Make("disabled.db", true);
   Make("never.db", false);
-  const auto before = Chart("deleted.db", "svg");
+  const auto before = Picture("deleted.db");
   const std::string which = " --label 17 --reason 'typed wrongly' --db ";
   ASSERT_EQ(Run("edit delete" + which + "deleted.db").status, 0);
   ASSERT_EQ(Run("edit flag --to disabled" + which + "disabled.db").status, 0);
-  const auto picture = Chart("never.db", "svg");
+  const auto picture = Picture("never.db");
   EXPECT_NE(before, picture);
   const auto json = Chart("never.db", "json");
   for (const std::string database : {"deleted.db", "disabled.db"}) {
-    EXPECT_EQ(Chart(database, "svg"), picture) << database;
+    EXPECT_EQ(Picture(database), picture) << database;
     const auto other = Chart(database, "json");
     for (const std::string key : {"Graphs", "Streams"}) {
       EXPECT_EQ(Member(other, key), Member(json, key)) << database;

@@ -13,24 +13,24 @@ namespace {
 
 class StudyBases : public ProgramTest {
  protected:
-  // Two days of hourly subgroups of two parts and two tests; the second day lies higher.
+  // Three days of hourly subgroups of two parts and two tests; the third day lies higher.
   StudyBases() {
     std::string values = "part,process,test,subgroup,time,value\n";
     std::string counts = "part,process,test,subgroup,time,count,size,test-type\n";
-    for (int i = 0; i < 48; ++i) {
-      const int hour = i % 24;
+    for (int i = 0; i < 72; ++i) {
+      const int hour = i % 24, late = i / 48;
       const auto at = std::to_string(i + 1) + ",2024-01-0" + std::to_string(1 + i / 24) + "T" +
                       (hour < 10 ? "0" : "") + std::to_string(hour) + ":00:00,";
       for (const std::string part : {"A", "B"}) {
         for (const std::string test : {"X", "Y"}) {
           const int hundredths = (part == "B" ? 1500 : 1000) + i * 7 % 11 * 10 +
-                                 (test == "Y" ? i * 5 % 13 * 5 : 0) + i / 24 * (50 + i % 5 * 20);
+                                 (test == "Y" ? i * 5 % 13 * 5 : 0) + late * (50 + i % 5 * 20);
           values += part + ",P," + test + "," + at + std::to_string(hundredths / 100) + "." +
                     std::to_string(100 + hundredths % 100).substr(1) + "\n";
         }
       }
       counts +=
-          "A,P,Bad," + at + std::to_string(5 + i * 7 % 11 + i / 24 * (i % 9)) + ",100,defectives\n";
+          "A,P,Bad," + at + std::to_string(5 + i * 7 % 11 + late * (i % 9)) + ",100,defectives\n";
     }
     Write("v.csv", values);
     Write("c.csv", counts);
@@ -43,15 +43,16 @@ class StudyBases : public ProgramTest {
     EXPECT_EQ(added.status, 0) << added.err;
   }
 
-  // Of each study what its limits are made of is the same where only the second day is shown, by
+  // Of each study what its limits are made of is the same where only the third day is shown, by
   // its first time or by the number of its subgroups.
-  void ExpectTheSame(const std::string& phase_of_all, const std::string& newest_of_all) {
+  void ExpectTheSame(std::size_t phases) {
     const struct {
       std::string study, newest;
-      std::vector<std::string> keys;  // "#" is the place of the newest point
+      std::vector<std::string> keys;  // "#": of the newest point
     } rows[] = {
-        {"short-run --test X", "48", {"Nominals#", "UCL#", "UCL2#", "Sigma.Value"}},
-        {"short-run --kind z --test X", "48", {"Points#", "UCL2#"}},
+        {"short-run --test X", "48", {"Nominals#", "Mean.Value"}},
+        {"short-run --part A --test X", "24", {"Nominals#", "UCL#", "UCL2#", "Sigma.Value"}},
+        {"short-run --kind z --part A --test X", "24", {"Points#", "UCL2#"}},
         {"group --test X", "48", {"Mean.Value", "Sigma.Value"}},
         {"t2 --part A", "24", {"T2#", "UCL#", "Center[0].Value", "Center[1].Value"}},
         {"mewma --part A", "24", {"UCL#", "Center[0].Value", "Covariance.Value[0][1]"}},
@@ -64,19 +65,21 @@ class StudyBases : public ProgramTest {
         EXPECT_EQ(outcome.status, 0) << row.study << outcome.err;
         return ParseJson(outcome.out);
       };
+      const auto value = [](const ParsedJson& json, std::string key) {
+        const bool is_of_newest = key.ends_with("#");
+        if (is_of_newest) key.pop_back();
+        const auto& found = json.At("Streams[0].Phases").elements.back().At(key);
+        return is_of_newest && !found.elements.empty() ? found.elements.back() : found;
+      };
       const auto all = read("");
-      for (const auto& options : {std::string(" --since 2024-01-02"), " --max " + row.newest}) {
+      EXPECT_EQ(all.At("Streams[0].Phases").elements.size(), phases) << row.study;
+      for (const auto& options : {std::string(" --since 2024-01-03"), " --max " + row.newest}) {
         const auto later = read(options);
         EXPECT_EQ(later.At("Streams[0].Phases").elements.size(), 1U) << row.study << options;
-        for (auto key : row.keys) {
-          auto of_all = "Streams[0].Phases[" + phase_of_all + "]." + key;
-          key = "Streams[0].Phases[0]." + key;
-          if (key.ends_with("#")) {
-            of_all.replace(of_all.size() - 1, 1, "[" + newest_of_all + "]");
-            key.replace(key.size() - 1, 1, "[23]");
-          }
-          EXPECT_EQ(all.At(of_all).kind, ParsedJson::Kind::Number) << row.study << of_all;
-          EXPECT_EQ(later.At(key).number, all.At(of_all).number) << row.study << options << key;
+        for (const auto& key : row.keys) {
+          const auto expected = value(all, key);
+          EXPECT_EQ(expected.kind, ParsedJson::Kind::Number) << row.study << key;
+          EXPECT_EQ(value(later, key).number, expected.number) << row.study << options << key;
         }
       }
     }
@@ -84,13 +87,13 @@ class StudyBases : public ProgramTest {
 };
 
 TEST_F(StudyBases, AFrozenPhaseKeepsItsLimitsWhereItsFirstPointsAreNotShown) {
-  AddPhase("--freeze-after 24");
-  ExpectTheSame("0", "47");
+  AddPhase("--freeze-after 48");
+  ExpectTheSame(1);
 }
 
 TEST_F(StudyBases, AfterAPhaseItsLimitsHoldThoughItIsNotShown) {
-  AddPhase("--end 2024-01-02");
-  ExpectTheSame("1", "23");
+  AddPhase("--end 2024-01-03");
+  ExpectTheSame(2);
 }
 
 }  // namespace
