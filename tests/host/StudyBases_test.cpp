@@ -13,12 +13,12 @@ namespace {
 
 class StudyBases : public ProgramTest {
  protected:
-  // Three days of hourly subgroups of two parts and two tests; the third day lies higher.
+  // Four days of hourly subgroups of two parts and two tests; the last day lies higher.
   StudyBases() {
     std::string values = "part,process,test,subgroup,time,value\n";
     std::string counts = "part,process,test,subgroup,time,count,size,test-type\n";
-    for (int i = 0; i < 72; ++i) {
-      const int hour = i % 24, late = i / 48;
+    for (int i = 0; i < 96; ++i) {
+      const int hour = i % 24, late = i / 72;
       const auto at = std::to_string(i + 1) + ",2024-01-0" + std::to_string(1 + i / 24) + "T" +
                       (hour < 10 ? "0" : "") + std::to_string(hour) + ":00:00,";
       for (const std::string part : {"A", "B"}) {
@@ -43,7 +43,7 @@ class StudyBases : public ProgramTest {
     EXPECT_EQ(added.status, 0) << added.err;
   }
 
-  // Of each study what its limits are made of is the same where only the third day is shown, by
+  // Of each study what its limits are made of is the same where only the last day is shown, by
   // its first time or by the number of its subgroups.
   void ExpectTheSame(std::size_t phases) {
     const struct {
@@ -73,7 +73,7 @@ class StudyBases : public ProgramTest {
       };
       const auto all = read("");
       EXPECT_EQ(all.At("Streams[0].Phases").elements.size(), phases) << row.study;
-      for (const auto& options : {std::string(" --since 2024-01-03"), " --max " + row.newest}) {
+      for (const auto& options : {std::string(" --since 2024-01-04"), " --max " + row.newest}) {
         const auto later = read(options);
         EXPECT_EQ(later.At("Streams[0].Phases").elements.size(), 1U) << row.study << options;
         for (const auto& key : row.keys) {
@@ -87,12 +87,12 @@ class StudyBases : public ProgramTest {
 };
 
 TEST_F(StudyBases, AFrozenPhaseKeepsItsLimitsWhereItsFirstPointsAreNotShown) {
-  AddPhase("--freeze-after 48");
+  AddPhase("--freeze-after 72");
   ExpectTheSame(1);
 }
 
 TEST_F(StudyBases, AfterAPhaseItsLimitsHoldThoughItIsNotShown) {
-  AddPhase("--end 2024-01-03");
+  AddPhase("--end 2024-01-04");
   ExpectTheSame(2);
 }
 

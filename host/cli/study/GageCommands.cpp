@@ -155,7 +155,7 @@ int RunGage(const Arguments& arguments, Console& console) {
 }
 
 std::optional<std::string> PieceOf(const Arguments& arguments, StudyOptions& options) {
-  const auto piece = arguments.Value(kStudied);
+  auto piece = arguments.Value(kStudied);
   options.Add("Piece", piece.value_or(""), piece.has_value());
   return piece;
 }
