@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/render/core/Numbers.h"
 #include "host/render/study/StudyDocument.h"
 
 // What plots of stretches are made of: one place a subgroup, phases side by side.
