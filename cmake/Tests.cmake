@@ -6,29 +6,18 @@ find_package(GTest REQUIRED)
 
 orvspc_library(test_fake DIR tests/fake BASE . PRIVATE LINK orvspc_frame orvspc_engine_dom)
 
-# Not optimised, since a test runs once and most of them wait for the code that they call.
+# Not optimised, since a test runs once and most of them wait for the code that they call. With
+# ORVSPC_SANITIZE_TESTS off a sanitizer watches that code alone, and still every allocation.
 set(test_options "$<$<CONFIG:Debug>:-O0;-g1>")
+if(ORVSPC_SANITIZE AND NOT ORVSPC_SANITIZE_TESTS)
+  list(APPEND test_options -fno-sanitize=all)
+endif()
 set(test_definitions ORVSPC_TESTS_DIR="${PROJECT_SOURCE_DIR}/tests")
 
-# A program of tests, compiled from its sources; with ORVSPC_TEST_OBJECTS as that build has compiled
-# it, which is brought up to date first. A sanitizer then watches the code that is tested and every
-# allocation, and half of all compiling is spared.
 function(orvspc_test_executable name)
   cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})
-  if(ORVSPC_TEST_OBJECTS)
-    set(list ${ORVSPC_TEST_OBJECTS}/test_objects/${name}.txt)
-    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})
-    file(STRINGS ${list} objects)
-    add_executable(${name} ${objects})
-    set_target_properties(${name} PROPERTIES LINKER_LANGUAGE CXX)
-    set_property(GLOBAL APPEND PROPERTY orvspc_test_objects ${objects})
-    add_dependencies(${name} test_objects)
-  else()
-    add_executable(${name} ${arg_SOURCES})
-    orvspc_unity(${name})
-    file(GENERATE OUTPUT ${PROJECT_BINARY_DIR}/test_objects/${name}.txt
-         CONTENT "$<JOIN:$<TARGET_OBJECTS:${name}>,\n>\n")
-  endif()
+  add_executable(${name} ${arg_SOURCES})
+  orvspc_unity(${name})
   target_link_libraries(${name} PRIVATE ${arg_LINK} GTest::gtest GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_options(${name} PRIVATE ${test_options})
@@ -109,7 +98,7 @@ foreach(dir engine engine/chunks engine/store engine/audit engine/charts engine/
   orvspc_tests(${dir} orvspc_embedded)
 endforeach()
 orvspc_tests(engine/studies orvspc_studies orvspc_embedded)
-if(ORVSPC_SLOW_TESTS AND NOT ORVSPC_TEST_OBJECTS)
+if(ORVSPC_SLOW_TESTS)
   target_sources(test_engine_studies_slow PRIVATE
                  ${PROJECT_SOURCE_DIR}/tests/engine/studies/simulated_runs.cpp)
 endif()
@@ -121,9 +110,7 @@ foreach(dir host script threads)
   orvspc_tests(${dir} orvspc_cli)
 endforeach()
 # Of the component for Windows, what is plain C++.
-if(NOT ORVSPC_TEST_OBJECTS)
-  target_sources(test_host PRIVATE ${PROJECT_SOURCE_DIR}/host/windows/engine/Objects.cpp)
-endif()
+target_sources(test_host PRIVATE ${PROJECT_SOURCE_DIR}/host/windows/engine/Objects.cpp)
 
 # Failures of a server, which tests/postgres/run.sh stops and starts on the way: no test of ctest.
 if(ORVSPC_POSTGRESQL)
@@ -138,14 +125,6 @@ if(ORVSPC_POSTGRESQL)
     orvspc_test_executable(test_postgres_slow SOURCES ${slow} LINK ${link})
     target_compile_definitions(test_postgres_slow PRIVATE ORVSPC_POSTGRESQL)
   endif()
-endif()
-
-if(ORVSPC_TEST_OBJECTS)
-  get_property(objects GLOBAL PROPERTY orvspc_test_objects)
-  list(TRANSFORM objects REPLACE "^${ORVSPC_TEST_OBJECTS}/" "" OUTPUT_VARIABLE named)
-  add_custom_target(test_objects
-                    COMMAND ${CMAKE_COMMAND} --build ${ORVSPC_TEST_OBJECTS} --target ${named}
-                    BYPRODUCTS ${objects} USES_TERMINAL)
 endif()
 
 # The floors, checked by the linker: a program of every object of a floor and of the floors before

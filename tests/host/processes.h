@@ -131,7 +131,7 @@ class Processes : public testing::Test {
     try {
       std::mt19937 random(static_cast<unsigned>(number) + 1);
       std::optional<QualityDatabase> database;
-      while (Clock::now() < end && !board.is_over) {
+      while ((Clock::now() < end || own.turns == 0) && !board.is_over) {
         if (!database || own.turns % crowd.turns_of_opening == 0) {
           database.reset();
           database = QualityDatabase::Open(path_);
