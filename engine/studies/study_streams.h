@@ -99,8 +99,8 @@ inline void PutBases(std::vector<Base> bases, std::vector<Stretch>& stretches) {
 }
 
 // Puts what the run took its limits from before the stretches that have them. read(whole) reads all
-// streams of a time into something with `data`; added(of, i, p, s) is told of each stretch p of its
-// stream i that comes to stream s.
+// streams of a time into something with `data`; added(of, i, p, s) is called for each stretch p of
+// its stream i that comes to stream s.
 template <class Run, class Read, class Added>
 void AddBases(const Run& run, StudyData& data, Read read, Added added) {
   std::map<typename Run::Whole, decltype(read(typename Run::Whole()))> known;

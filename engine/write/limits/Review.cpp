@@ -96,7 +96,7 @@ int DecimalsOfCentre(int of_values, bool is_rate, bool is_endless, double distan
   return std::clamp(decimals, 0, 10);
 }
 
-// word: of the chart that the run has made. scale: decimals by the specification.
+// word: of the chart that the run has made. scale: decimals by the specification limits.
 template <class Run>
 void Read(Run& run, std::int32_t word, std::optional<int> scale, Judged& out) {
   const auto& rows = run.Rows();

@@ -183,7 +183,7 @@ TEST_F(ReviewTest, TheCentreHasOneDecimalMoreThanTheValues) {
   Add(8, 105.0);
   const auto since = " since " + platform::IsoText(TimeAt(30)) + "; ";
   EXPECT_NE(Review().at(0).text.find("8 points above 100.1093" + since), std::string::npos);
-  // The specification says how many they have.
+  // The specification limits say how many they have.
   Import("part,test,usl,lsl,scale\nA,singles,110,90,1\n", ImportKind::Limits);
   EXPECT_NE(Review().at(0).text.find("8 points above 100.11" + since), std::string::npos);
 }
