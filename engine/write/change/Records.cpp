@@ -492,7 +492,7 @@ std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
   const LaterNames names(db, entry);
   const auto old = BeforeEntry(db, entry, names);
   const auto stored = NeededSubgroup(db, old.subgroup);
-  const auto now = ReadRecords(db, stored, old.test);
+  auto now = ReadRecords(db, stored, old.test);
   if (expected) {
     CheckVersion(db, VersionOf(db, stored, old.test),
                  "#" + std::to_string(old.subgroup) + " " + NameOfTest(db, old.test), expected);
@@ -509,6 +509,7 @@ std::vector<StoredRecord> Restore(log::Writing& writing, std::int64_t entry,
     back.time = time;
     back.label = old.record.label;
     changed = MoveSubgroup(writing, stored, back);
+    now = ReadRecords(db, NeededSubgroup(db, old.subgroup), old.test);
   } else if (now.empty()) {
     // Former releases could lose sight of a subgroup without values, and store another like it.
     NeedPlace(db, {stored.id, stored.part, stored.process, stored.time, stored.label});

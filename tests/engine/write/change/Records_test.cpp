@@ -375,6 +375,21 @@ TEST_F(ChangeTest, ADeletedSubgroupLeavesItsLabelAndTime) {
   EXPECT_EQ(Digest(), digest);
 }
 
+TEST_F(ChangeTest, WhatARestoredRecordWasIsWhatItsMoveLeft) {
+  const auto flagged = Data().ChangeFlag({5}, test_, sfDisabled, Why()).at(0).version;
+  SubgroupChange change;
+  change.time = 1'600'000'000;
+  Data().ChangeSubgroups({5}, {}, change, Why());
+  Data().Restore(flagged, Why());
+  const auto before = log::ReadJson(Latest("before"));
+  EXPECT_EQ(before["changed"], Head() - 2) << "the move of this test, before that of the other";
+  EXPECT_EQ(before["time"], TimeOf(5));
+  EXPECT_EQ(before["flag"], sfDisabled);
+  Data().Restore(Head(), Why());
+  EXPECT_EQ(Data().FindSubgroups("A", "P", "5", *platform::ParseIsoTime(TimeOf(5))), std::vector{5})
+      << "it changed the flag, so it moves nothing";
+}
+
 TEST_F(ChangeTest, WhoAndWhereChangeByName) {
   SubgroupChange change;
   change.context = {{"lot", "L1"}};
