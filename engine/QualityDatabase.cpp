@@ -115,6 +115,16 @@ bool MakeTables(const std::string& address, const std::function<void(QualityData
   return made;
 }
 
+// Whether the address is that of a database without tables.
+bool IsEmptyServer(const std::string& path) {
+  if (!sql::IsAddress(path)) return false;
+  try {
+    return !store::HasTables(*store::OpenToFill(path), path);
+  } catch (...) {
+    sql::RethrowAsExternal(sql::WithoutPasswords(path), store::kHostCall);
+  }
+}
+
 // Makes the database unless there is one, which is false.
 bool MakeNew(const std::string& path, const std::function<void(QualityDatabase&)>& fill,
              const std::string& like = {}) {
@@ -304,6 +314,40 @@ ImportReport QualityDatabase::ImportInto(const std::string& path, const std::str
   };
   OpenOrCreate(path, fill);
   return report;
+}
+
+void QualityDatabase::RecordWith(const std::string& path,
+                                 const std::function<void(record::Recorder&)>& work) {
+  if (IsEmptyServer(path)) {
+    record::Recorder recorder(path);
+    return work(recorder);
+  }
+  OpenOrCreate(path, [&](const QualityDatabase& database) { work(*database.recorder_); });
+}
+
+std::vector<Recorded> QualityDatabase::RecordInto(const std::string& path,
+                                                  std::span<const NewRecord> records,
+                                                  const Actor& actor, NewNames names) {
+  std::vector<Recorded> recorded;
+  RecordWith(
+      path, [&](record::Recorder& recorder) { recorded = recorder.Record(records, actor, names); });
+  return recorded;
+}
+
+BatchRecorded QualityDatabase::RecordBatchInto(const std::string& path,
+                                               std::span<const NewRecord> records,
+                                               const Actor& actor, const BatchOptions& options) {
+  struct NothingIsStored {};
+  BatchRecorded recorded;
+  try {
+    RecordWith(path, [&](record::Recorder& recorder) {
+      recorded = recorder.RecordBatch(records, actor, options);
+      if (recorded.refused.size() == records.size()) throw NothingIsStored();
+    });
+  } catch (const NothingIsStored&) {
+    // No database is made.
+  }
+  return recorded;
 }
 
 void WatchUpgrades(std::function<void(const std::string&, int)> watch) {

@@ -384,7 +384,7 @@ class QualityDatabase {
   //
   // fill     as of Create; it is called again where somebody else made the database meanwhile
   // After a failure of fill there is no new file, and nothing of it in one that was there already
-  // but what it stored itself.
+  // but what it stored itself. On a server the tables are made before, and stay.
   static QualityDatabase OpenOrCreate(const std::string& path,
                                       const std::function<void(QualityDatabase&)>& fill);
 
@@ -392,6 +392,14 @@ class QualityDatabase {
   // leaves no new database, and no tables in an empty one of a server.
   static ImportReport ImportInto(const std::string& path, const std::string& file, ImportKind kind,
                                  const ImportOptions& options = {});
+
+  // RecordSubgroup and a batch into the database of that name, which is made if there is none. Where
+  // nothing is stored there is no new database, and there are no tables in an empty one of a server.
+  static std::vector<Recorded> RecordInto(const std::string& path,
+                                          std::span<const NewRecord> records, const Actor& actor,
+                                          NewNames names = NewNames::Refuse);
+  static BatchRecorded RecordBatchInto(const std::string& path, std::span<const NewRecord> records,
+                                       const Actor& actor, const BatchOptions& options = {});
 
   // Copies what the database holds into one that is made, or that is there and holds nothing yet;
   // identifiers stay. The log comes along and gets an entry that names this database and its newest
@@ -716,6 +724,9 @@ class QualityDatabase {
   LogCheck VerifyLog(const LogCheckOptions& options = {}) const;
 
  private:
+  static void RecordWith(const std::string& path,
+                         const std::function<void(engine::record::Recorder&)>& work);
+
   std::shared_ptr<EmbeddedDatabase> database_;
   std::shared_ptr<engine::record::Recorder> recorder_;
 };
