@@ -60,17 +60,16 @@ std::optional<std::int32_t> FindId(EmbeddedDatabase& database, std::string_view 
   });
 }
 
-void WriteLogged(EmbeddedDatabase& database, const Actor& actor, const std::string& reason,
-                 const std::function<void(log::Writing&)>& work) {
-  const auto store = store::SqlStoreOf(database);
-  store::Guarded(*store, [&] { store->Write(actor, reason, work); });
-}
+std::string ObjectOfPhase(std::int32_t id) { return "phase " + std::to_string(id); }
 
-// Empty: there is none.
-std::optional<Phase> PhaseIn(sql::Connection& db, std::int32_t id) {
+// As it is before a change, for which it has to have the version that is expected. Empty: there is
+// none, which the change refuses.
+std::optional<Phase> SeenPhase(sql::Connection& db, std::int32_t id, const ChangeOptions& options) {
   const auto phases = store::ReadPhases(db);
   const auto found = std::ranges::find(phases, id, &Phase::id);
-  return found == phases.end() ? std::nullopt : std::optional(*found);
+  if (found == phases.end()) return std::nullopt;
+  change::CheckVersion(db, ObjectOfPhase(id), "phase \"" + found->name + "\"", options.expected);
+  return *found;
 }
 
 // The latest entry of the log has changed what a phase separates or leaves out from a time on.
@@ -870,29 +869,34 @@ std::vector<Phase> QualityDatabase::Phases() const {
                      [](store::SqlStore& store, sql::Connection&) { return store.Cache().phases; });
 }
 
-Phase QualityDatabase::AddPhase(const Phase& phase, const Actor& actor, const std::string& reason) {
+Phase QualityDatabase::AddPhase(const Phase& phase, const ChangeOptions& options) {
   Phase added;
-  WriteLogged(*database_, actor, reason, [&](log::Writing& writing) {
+  Change(*database_, options, [&](log::Writing& writing) {
     added = write::AddPhase(writing, phase);
     JudgePhase(writing, added, added.start);
   });
   return added;
 }
 
-void QualityDatabase::EndPhase(std::int32_t id, std::int32_t finish, const Actor& actor,
-                               const std::string& reason) {
-  WriteLogged(*database_, actor, reason, [&](log::Writing& writing) {
-    const auto before = PhaseIn(writing.Db(), id);
+void QualityDatabase::EndPhase(std::int32_t id, std::int32_t finish, const ChangeOptions& options) {
+  Change(*database_, options, [&](log::Writing& writing) {
+    const auto before = SeenPhase(writing.Db(), id, options);
     write::EndPhase(writing, id, finish);
     if (before) JudgePhase(writing, *before, std::min(finish, before->finish.value_or(finish)));
   });
 }
 
-void QualityDatabase::RemovePhase(std::int32_t id, const Actor& actor, const std::string& reason) {
-  WriteLogged(*database_, actor, reason, [&](log::Writing& writing) {
-    const auto before = PhaseIn(writing.Db(), id);
+void QualityDatabase::RemovePhase(std::int32_t id, const ChangeOptions& options) {
+  Change(*database_, options, [&](log::Writing& writing) {
+    const auto before = SeenPhase(writing.Db(), id, options);
     write::RemovePhase(writing, id);
     if (before) JudgePhase(writing, *before, before->start);
+  });
+}
+
+std::int64_t QualityDatabase::PhaseVersion(std::int32_t id) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    return change::VersionOf(db, ObjectOfPhase(id));
   });
 }
 
