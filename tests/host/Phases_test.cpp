@@ -253,7 +253,7 @@ TEST_F(PhaseCommandTest, TheListHasTheVersionThatAnEndExpects) {
   AddThree();
   const auto version = [&] {
     const auto json = ParseJson(Run("phase list --db q.db --format json").out);
-    return json.At("phase[2]").At("Version").text;
+    return std::to_string(static_cast<std::int64_t>(json.At("phase[2]").At("Version").number));
   };
   const auto end = [&](const std::string& time, const std::string& expected) {
     return Run("phase end C --reason worn --db q.db --end " + time + " --expect " + expected);
