@@ -60,17 +60,16 @@ std::optional<std::int32_t> FindId(EmbeddedDatabase& database, std::string_view 
   });
 }
 
-void WriteLogged(EmbeddedDatabase& database, const Actor& actor, const std::string& reason,
-                 const std::function<void(log::Writing&)>& work) {
-  const auto store = store::SqlStoreOf(database);
-  store::Guarded(*store, [&] { store->Write(actor, reason, work); });
-}
+std::string ObjectOfPhase(std::int32_t id) { return "phase " + std::to_string(id); }
 
-// Empty: there is none.
-std::optional<Phase> PhaseIn(sql::Connection& db, std::int32_t id) {
+// As it is before a change, for which it has to have the version that is expected. Empty: there is
+// none, which the change refuses.
+std::optional<Phase> SeenPhase(sql::Connection& db, std::int32_t id, const ChangeOptions& options) {
   const auto phases = store::ReadPhases(db);
   const auto found = std::ranges::find(phases, id, &Phase::id);
-  return found == phases.end() ? std::nullopt : std::optional(*found);
+  if (found == phases.end()) return std::nullopt;
+  change::CheckVersion(db, ObjectOfPhase(id), "phase \"" + found->name + "\"", options.expected);
+  return *found;
 }
 
 // The latest entry of the log has changed what a phase separates or leaves out from a time on.
@@ -113,6 +112,16 @@ bool MakeTables(const std::string& address, const std::function<void(QualityData
     fill(database);
   }
   return made;
+}
+
+// Whether the address is that of a database without tables.
+bool IsEmptyServer(const std::string& path) {
+  if (!sql::IsAddress(path)) return false;
+  try {
+    return !store::HasTables(*store::OpenToFill(path), path);
+  } catch (...) {
+    sql::RethrowAsExternal(sql::WithoutPasswords(path), store::kHostCall);
+  }
 }
 
 // Makes the database unless there is one, which is false.
@@ -304,6 +313,40 @@ ImportReport QualityDatabase::ImportInto(const std::string& path, const std::str
   };
   OpenOrCreate(path, fill);
   return report;
+}
+
+void QualityDatabase::RecordWith(const std::string& path,
+                                 const std::function<void(record::Recorder&)>& work) {
+  if (IsEmptyServer(path)) {
+    record::Recorder recorder(path);
+    return work(recorder);
+  }
+  OpenOrCreate(path, [&](const QualityDatabase& database) { work(*database.recorder_); });
+}
+
+std::vector<Recorded> QualityDatabase::RecordInto(const std::string& path,
+                                                  std::span<const NewRecord> records,
+                                                  const Actor& actor, NewNames names) {
+  std::vector<Recorded> recorded;
+  RecordWith(
+      path, [&](record::Recorder& recorder) { recorded = recorder.Record(records, actor, names); });
+  return recorded;
+}
+
+BatchRecorded QualityDatabase::RecordBatchInto(const std::string& path,
+                                               std::span<const NewRecord> records,
+                                               const Actor& actor, const BatchOptions& options) {
+  struct NothingIsStored {};
+  BatchRecorded recorded;
+  try {
+    RecordWith(path, [&](record::Recorder& recorder) {
+      recorded = recorder.RecordBatch(records, actor, options);
+      if (recorded.refused.size() == records.size()) throw NothingIsStored();
+    });
+  } catch (const NothingIsStored&) {
+    // No database is made.
+  }
+  return recorded;
 }
 
 void WatchUpgrades(std::function<void(const std::string&, int)> watch) {
@@ -826,29 +869,34 @@ std::vector<Phase> QualityDatabase::Phases() const {
                      [](store::SqlStore& store, sql::Connection&) { return store.Cache().phases; });
 }
 
-Phase QualityDatabase::AddPhase(const Phase& phase, const Actor& actor, const std::string& reason) {
+Phase QualityDatabase::AddPhase(const Phase& phase, const ChangeOptions& options) {
   Phase added;
-  WriteLogged(*database_, actor, reason, [&](log::Writing& writing) {
+  Change(*database_, options, [&](log::Writing& writing) {
     added = write::AddPhase(writing, phase);
     JudgePhase(writing, added, added.start);
   });
   return added;
 }
 
-void QualityDatabase::EndPhase(std::int32_t id, std::int32_t finish, const Actor& actor,
-                               const std::string& reason) {
-  WriteLogged(*database_, actor, reason, [&](log::Writing& writing) {
-    const auto before = PhaseIn(writing.Db(), id);
+void QualityDatabase::EndPhase(std::int32_t id, std::int32_t finish, const ChangeOptions& options) {
+  Change(*database_, options, [&](log::Writing& writing) {
+    const auto before = SeenPhase(writing.Db(), id, options);
     write::EndPhase(writing, id, finish);
     if (before) JudgePhase(writing, *before, std::min(finish, before->finish.value_or(finish)));
   });
 }
 
-void QualityDatabase::RemovePhase(std::int32_t id, const Actor& actor, const std::string& reason) {
-  WriteLogged(*database_, actor, reason, [&](log::Writing& writing) {
-    const auto before = PhaseIn(writing.Db(), id);
+void QualityDatabase::RemovePhase(std::int32_t id, const ChangeOptions& options) {
+  Change(*database_, options, [&](log::Writing& writing) {
+    const auto before = SeenPhase(writing.Db(), id, options);
     write::RemovePhase(writing, id);
     if (before) JudgePhase(writing, *before, before->start);
+  });
+}
+
+std::int64_t QualityDatabase::PhaseVersion(std::int32_t id) const {
+  return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
+    return change::VersionOf(db, ObjectOfPhase(id));
   });
 }
 

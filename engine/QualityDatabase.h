@@ -384,7 +384,7 @@ class QualityDatabase {
   //
   // fill     as of Create; it is called again where somebody else made the database meanwhile
   // After a failure of fill there is no new file, and nothing of it in one that was there already
-  // but what it stored itself.
+  // but what it stored itself. On a server the tables are made before, and stay.
   static QualityDatabase OpenOrCreate(const std::string& path,
                                       const std::function<void(QualityDatabase&)>& fill);
 
@@ -392,6 +392,15 @@ class QualityDatabase {
   // leaves no new database, and no tables in an empty one of a server.
   static ImportReport ImportInto(const std::string& path, const std::string& file, ImportKind kind,
                                  const ImportOptions& options = {});
+
+  // RecordSubgroup and a batch into the database of that name, which is made if there is none.
+  // Where nothing is stored there is no new database, and there are no tables in an empty one of a
+  // server.
+  static std::vector<Recorded> RecordInto(const std::string& path,
+                                          std::span<const NewRecord> records, const Actor& actor,
+                                          NewNames names = NewNames::Refuse);
+  static BatchRecorded RecordBatchInto(const std::string& path, std::span<const NewRecord> records,
+                                       const Actor& actor, const BatchOptions& options = {});
 
   // Copies what the database holds into one that is made, or that is there and holds nothing yet;
   // identifiers stay. The log comes along and gets an entry that names this database and its newest
@@ -605,11 +614,22 @@ class QualityDatabase {
   // part, process, test  identifiers; 0: any
   // Refusals             no name or reason, an end that is not after the start, limits frozen after
   //                      1 point, another phase that overlaps in a stream
-  Phase AddPhase(const Phase& phase, const Actor& actor, const std::string& reason);
+  Phase AddPhase(const Phase& phase, const ChangeOptions& options);
+  Phase AddPhase(const Phase& phase, const Actor& actor, const std::string& reason) {
+    return AddPhase(phase, {actor, reason});
+  }
   // Gives a phase another end, after its start.
+  void EndPhase(std::int32_t id, std::int32_t finish, const ChangeOptions& options);
   void EndPhase(std::int32_t id, std::int32_t finish, const Actor& actor,
-                const std::string& reason);
-  void RemovePhase(std::int32_t id, const Actor& actor, const std::string& reason);
+                const std::string& reason) {
+    EndPhase(id, finish, {actor, reason});
+  }
+  void RemovePhase(std::int32_t id, const ChangeOptions& options);
+  void RemovePhase(std::int32_t id, const Actor& actor, const std::string& reason) {
+    RemovePhase(id, {actor, reason});
+  }
+  // The latest entry of the log about a phase, which ChangeOptions expects; 0: none.
+  std::int64_t PhaseVersion(std::int32_t id) const;
   // Lets analyses of this open database take all phases but excluded ones together, as if there
   // were none; with false each by itself again.
   void JoinPhases(bool join);
@@ -716,6 +736,9 @@ class QualityDatabase {
   LogCheck VerifyLog(const LogCheckOptions& options = {}) const;
 
  private:
+  static void RecordWith(const std::string& path,
+                         const std::function<void(engine::record::Recorder&)>& work);
+
   std::shared_ptr<EmbeddedDatabase> database_;
   std::shared_ptr<engine::record::Recorder> recorder_;
 };

@@ -114,6 +114,8 @@ inline constexpr Versioned kVersioned[] = {
     {"alarm", "ack", "the alarm"},
     {"alarm", "close", "the alarm"},
     {"alarm", "reopen", "the alarm"},
+    {"phase", "end", "the phase"},
+    {"phase", "remove", "the phase"},
     {"set", "", "the setting"}};
 
 // Which subgroup: options beside "#4711".

@@ -72,14 +72,15 @@ Phase ScopeOf(const Arguments& arguments, const QualityDatabase& database) {
   return phase;
 }
 
-void Add(const Arguments& arguments, QualityDatabase& database) {
+// Each returns the number of the phase that it changes.
+std::int32_t Add(const Arguments& arguments, QualityDatabase& database) {
   auto phase = ScopeOf(arguments, database);
   phase.name = arguments.Required(kName);
   phase.start = TimeOf(kStart, arguments.Required(kStart));
   if (const auto end = arguments.Value(kEnd)) phase.finish = TimeOf(kEnd, *end);
   phase.kind = arguments.Get(kKind);
   phase.freeze_after = arguments.Get(kFreezeAfter).value_or(0);
-  database.AddPhase(phase, ActorOf(arguments), ReasonOf(arguments));
+  return database.AddPhase(phase, ChangeOptionsOf(arguments)).id;
 }
 
 // By identifier, or by a name that one phase alone has in the streams that are named.
@@ -106,7 +107,7 @@ Phase Named(const Arguments& arguments, const QualityDatabase& database) {
                 "; \"orvspc phase list\" shows their numbers");
 }
 
-void End(const Arguments& arguments, QualityDatabase& database) {
+std::int32_t End(const Arguments& arguments, QualityDatabase& database) {
   const auto end = arguments.Value(kEnd);
   const auto time = end ? TimeOf(kEnd, *end) : static_cast<std::int32_t>(CurrentTime());
   const auto phase = Named(arguments, database);
@@ -114,11 +115,14 @@ void End(const Arguments& arguments, QualityDatabase& database) {
     throw Refusal("phase " + Quoted(phase.name) + " ended " + TimeText(*phase.finish) +
                   "; --end changes that");
   }
-  database.EndPhase(phase.id, time, ActorOf(arguments), ReasonOf(arguments));
+  database.EndPhase(phase.id, time, ChangeOptionsOf(arguments));
+  return phase.id;
 }
 
-void Remove(const Arguments& arguments, QualityDatabase& database) {
-  database.RemovePhase(Named(arguments, database).id, ActorOf(arguments), ReasonOf(arguments));
+std::int32_t Remove(const Arguments& arguments, QualityDatabase& database) {
+  const auto id = Named(arguments, database).id;
+  database.RemovePhase(id, ChangeOptionsOf(arguments));
+  return id;
 }
 
 std::vector<Phase> Listed(const Arguments& arguments, const QualityDatabase& database) {
@@ -154,7 +158,8 @@ std::string JsonOf(const std::vector<Phase>& phases, const QualityDatabase& data
       json.NullMember("End");
     }
     json.Members("Kind", WordOf(phase.kind), "FreezeAfter", phase.freeze_after, "Reason",
-                 phase.reason, "Who", phase.who, "Made", render::IsoTime(phase.made));
+                 phase.reason, "Who", phase.who, "Made", render::IsoTime(phase.made), "Version",
+                 database.PhaseVersion(phase.id));
   });
   json.EndObject();
   return json.Text();
@@ -184,11 +189,14 @@ render::Table TableOf(const std::vector<Phase>& phases, const QualityDatabase& d
 
 struct Verb {
   const char* word;
-  std::size_t words;                                   // that it takes, itself among them
-  void (*change)(const Arguments&, QualityDatabase&);  // null: it lists
+  std::size_t words;                                           // that it takes, itself among them
+  const char* done;                                            // to the phase
+  std::int32_t (*change)(const Arguments&, QualityDatabase&);  // null: it lists
 };
-constexpr Verb kVerbs[] = {
-    {"add", 1, Add}, {"end", 2, End}, {"list", 1, nullptr}, {"remove", 2, Remove}};
+constexpr Verb kVerbs[] = {{"add", 1, "added", Add},
+                           {"end", 2, "ended", End},
+                           {"list", 1, "", nullptr},
+                           {"remove", 2, "removed", Remove}};
 
 int RunPhaseCommand(const Arguments& arguments, Console& console) {
   std::vector<std::string> verbs;
@@ -206,7 +214,10 @@ int RunPhaseCommand(const Arguments& arguments, Console& console) {
   const auto format = OutputFormat(arguments, {"text", "json"});
   auto database = QualityDatabase::Open(arguments.Required(kDatabase));
   if (verb->change != nullptr) {
-    verb->change(arguments, database);
+    const auto id = verb->change(arguments, database);
+    if (arguments.Has(kDryRun)) {
+      console.out << "phase " << id << " would be " << verb->done << "\n";
+    }
     return 0;
   }
   const auto phases = Listed(arguments, database);
@@ -223,26 +234,27 @@ int RunPhaseCommand(const Arguments& arguments, Console& console) {
 }  // namespace
 
 Command PhaseCommand() {
-  return {"phase",
-          "--db FILE add|end|list|remove [PHASE] [OPTIONS]",
-          "Phases of a process, each with limits of its own",
-          "add     needs --name, --start and --reason; without --end the phase goes on\n"
-          "end     gives PHASE, its number or name, an end\n"
-          "list    shows phases, with --part, --process and --test those of these streams\n"
-          "remove  takes PHASE away; the values stay\n"
-          "A phase holds for every stream that fits its part, process and test. Two phases of a "
-          "stream never overlap. Between phases no phase holds: charts begin anew there, with the "
-          "limits of the phase before.\n"
-          "Formats of the list: text, json.",
-          "orvspc phase --db q.db add --part Ring --test Diameter --name \"Tool B\" "
-          "--start 2024-02-01 --reason \"new tool\"",
-          Together(std::vector<Option>{kDatabase, kPart, kProcess, kTest, kName, kStart, kEnd,
-                                       kKind, kFreezeAfter, kBy, kStation, kReason},
-                   kOutputOptions),
-          RunPhaseCommand,
-          2,
-          nullptr,
-          [](const Arguments& arguments) { return arguments.Positional()[0] != "list"; }};
+  return {
+      "phase",
+      "--db FILE add|end|list|remove [PHASE] [OPTIONS]",
+      "Phases of a process, each with limits of its own",
+      "add     needs --name, --start and --reason; without --end the phase goes on\n"
+      "end     gives PHASE, its number or name, an end\n"
+      "list    shows phases, with --part, --process and --test those of these streams\n"
+      "remove  takes PHASE away; the values stay\n"
+      "A phase holds for every stream that fits its part, process and test. Two phases of a "
+      "stream never overlap. Between phases no phase holds: charts begin anew there, with the "
+      "limits of the phase before.\n"
+      "Formats of the list: text, json.",
+      "orvspc phase --db q.db add --part Ring --test Diameter --name \"Tool B\" "
+      "--start 2024-02-01 --reason \"new tool\"",
+      Together(std::vector<Option>{kDatabase, kPart, kProcess, kTest, kName, kStart, kEnd, kKind,
+                                   kFreezeAfter, kBy, kStation, kReason, kExpect, kDryRun},
+               kOutputOptions),
+      RunPhaseCommand,
+      2,
+      nullptr,
+      [](const Arguments& arguments) { return arguments.Positional()[0] != "list"; }};
 }
 
 }  // namespace orvspc::cli

@@ -132,12 +132,26 @@ class Target {
     database_.emplace(OpenDatabase(path_, may_be_new));
   }
 
-  bool IsOpen() const { return database_.has_value(); }
+  // Once something was stored.
   QualityDatabase& Database() { return *database_; }
-  // Calls store with the database. It may be called again while the database is not open.
-  void Store(const std::function<void(QualityDatabase&)>& store) {
-    if (IsOpen()) return store(*database_);
-    database_.emplace(QualityDatabase::OpenOrCreate(path_, store));
+  Recorded Record(const NewRecord& record, const Actor& actor, NewNames names) {
+    if (database_) return database_->Record(record, actor, names);
+    auto recorded = QualityDatabase::RecordInto(path_, {&record, 1}, actor, names);
+    database_.emplace(QualityDatabase::Open(path_));
+    return std::move(recorded.front());
+  }
+  BatchRecorded Record(std::vector<NewRecord> records, const Actor& actor,
+                       const BatchOptions& options) {
+    if (!database_) {
+      auto recorded = QualityDatabase::RecordBatchInto(path_, records, actor, options);
+      if (recorded.refused.size() < records.size()) {
+        database_.emplace(QualityDatabase::Open(path_));
+      }
+      return recorded;
+    }
+    auto batch = database_->Begin(actor, options);
+    for (auto& record : records) batch.Add(std::move(record));
+    return batch.Commit();
   }
 
  private:
@@ -148,10 +162,7 @@ class Target {
 int RecordOne(Target& target, const Arguments& arguments, Console& console) {
   const auto record = RecordOf(arguments);
   const auto names = arguments.Has(kCreate) ? NewNames::Create : NewNames::Refuse;
-  Recorded recorded;
-  target.Store([&](QualityDatabase& database) {
-    recorded = database.Record(record, ActorOf(arguments), names);
-  });
+  const auto recorded = target.Record(record, ActorOf(arguments), names);
   for (const auto& note : recorded.notes) {
     console.err << render::PlainText("note: " + note.Sentence()) << "\n";
   }
@@ -236,11 +247,7 @@ class Lines {
     for (auto& each : waiting_) {
       if (!each.record) continue;
       try {
-        Recorded recorded;
-        target_.Store([&](QualityDatabase& database) {
-          recorded = database.Record(*each.record, actor_, names_);
-        });
-        each.answer = Answer(each.key, recorded);
+        each.answer = Answer(each.key, target_.Record(*each.record, actor_, names_));
       } catch (const Refused& refused) {
         each.answer = Answer(each.key, refused);
       }
@@ -252,24 +259,16 @@ class Lines {
     options.names = names_;
     options.skip_refused = true;
     std::vector<Waiting*> sent;
+    std::vector<NewRecord> records;
     for (auto& each : waiting_) {
-      if (each.record) sent.push_back(&each);
+      if (!each.record) continue;
+      sent.push_back(&each);
+      records.push_back(std::move(*each.record));
     }
     if (sent.empty()) return;
     BatchRecorded stored;
-    struct NothingIsStored {};
     try {
-      target_.Store([&, may_move = target_.IsOpen()](QualityDatabase& database) {
-        auto batch = database.Begin(actor_, options);
-        for (auto* const each : sent) {
-          auto record = may_move ? std::move(*each->record) : *each->record;
-          batch.Add(std::move(record));
-        }
-        stored = batch.Commit();
-        if (!may_move && stored.refused.size() == sent.size()) throw NothingIsStored();
-      });
-    } catch (const NothingIsStored&) {
-      // No database is made.
+      stored = target_.Record(std::move(records), actor_, options);
     } catch (const Refused& refused) {
       // Of who records, which all of them share.
       for (auto* const each : sent) each->answer = Answer(each->key, refused);

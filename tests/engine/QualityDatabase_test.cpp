@@ -466,6 +466,34 @@ TEST_F(QualityDatabaseTest, ImportIntoAddsToADatabaseThatIsThere) {
   EXPECT_EQ(QualityDatabase::Open(Path()).Streams().size(), 2U);
 }
 
+TEST_F(QualityDatabaseTest, RecordIntoMakesADatabaseWithTheFirstRecordThatIsStored) {
+  const auto opens = [&] { return FailureOf([&] { QualityDatabase::Open(Path()); }).empty(); };
+  NewRecord good, bad;
+  for (auto* const record : {&good, &bad}) {
+    record->part = "Ring";
+    record->process = "Press";
+    record->test = "Width";
+    record->pieces.push_back({record == &good ? 1.0 : 1e301, 0, 0, "", "", ""});
+  }
+  const Actor ann{"Ann", ""};
+  EXPECT_THROW(QualityDatabase::RecordInto(Path(), {&bad, 1}, ann, NewNames::Create), Refused);
+  EXPECT_FALSE(opens());
+  BatchOptions options;
+  options.names = NewNames::Create;
+  options.skip_refused = true;
+  EXPECT_EQ(QualityDatabase::RecordBatchInto(Path(), {&bad, 1}, ann, options).refused.size(), 1U);
+  EXPECT_FALSE(opens());
+  const std::vector records{bad, good};
+  const auto batch = QualityDatabase::RecordBatchInto(Path(), records, ann, options);
+  EXPECT_EQ(batch.refused.size(), 1U);
+  EXPECT_TRUE(batch.refused.contains(0));
+  EXPECT_EQ(batch.records.at(1).subgroup, 1);
+  EXPECT_EQ(QualityDatabase::RecordInto(Path(), {&good, 1}, ann).at(0).subgroup, 2);
+  const auto streams = QualityDatabase::Open(Path()).Streams();
+  ASSERT_EQ(streams.size(), 1U);
+  EXPECT_EQ(streams[0].subgroups, 2);
+}
+
 TEST_F(QualityDatabaseTest, AFileThatAnotherProgramMadeMeanwhileStays) {
   const auto file = CsvFile(kValues);
   const auto reason = FailureOf([&] {

@@ -233,6 +233,43 @@ TEST_F(PhaseCommandTest, PhasesAreAddedListedEndedAndRemoved) {
   EXPECT_NE(Run("phase list --db q.db").out.find("(none)"), std::string::npos);
 }
 
+TEST_F(PhaseCommandTest, ADryRunSaysWhatWouldBeDoneAndDoesNothing) {
+  AddThree();
+  const auto list = [&] { return Run("phase list --db q.db --format json").out; };
+  const auto before = list();
+  const auto dry = [&](const std::string& arguments) {
+    return Run("phase " + arguments + " --reason 'new tool' --db q.db --dry-run");
+  };
+  EXPECT_EQ(dry("add --part Ring --name D --start 2024-01-01 --end 2024-01-05").out,
+            "phase 4 would be added\n");
+  EXPECT_EQ(dry("end C --end 2024-02-25").out, "phase 3 would be ended\n");
+  EXPECT_EQ(dry("remove 1").out, "phase 1 would be removed\n");
+  EXPECT_EQ(list(), before);
+  // What the real run would refuse.
+  EXPECT_EQ(dry("add --part Ring --name D --start 2024-02-22").status, 1);
+}
+
+TEST_F(PhaseCommandTest, TheListHasTheVersionThatAnEndExpects) {
+  AddThree();
+  const auto version = [&] {
+    const auto json = ParseJson(Run("phase list --db q.db --format json").out);
+    return std::to_string(static_cast<std::int64_t>(json.At("phase[2]").At("Version").number));
+  };
+  const auto end = [&](const std::string& time, const std::string& expected) {
+    return Run("phase end C --reason worn --db q.db --end " + time + " --expect " + expected);
+  };
+  const auto seen = version();
+  EXPECT_EQ(end("2024-02-25", seen).status, 0);
+  EXPECT_NE(version(), seen);
+  const auto late = end("2024-02-26", seen);
+  EXPECT_EQ(late.status, 1);
+  EXPECT_EQ(late.err.rfind("orvspc phase: phase \"C\" was changed by ", 0), 0U) << late.err;
+  EXPECT_NE(late.err.find("(version " + version() + ", you saw " + seen + ")"), std::string::npos)
+      << late.err;
+  EXPECT_NE(Run("phase list --db q.db").out.find("2024-02-25"), std::string::npos);
+  EXPECT_EQ(end("2024-02-26", version()).status, 0);
+}
+
 TEST_F(PhaseCommandTest, APhaseThatHasEndedIsNotEndedAgainByChance) {
   EXPECT_EQ(Add("--part Ring --name A --start 2024-01-01 --end 2024-01-02").status, 0);
   const auto again = Run("phase end A --reason worn --db q.db");

@@ -71,9 +71,13 @@ TEST_F(VersionsTest, EachChangeIsRefusedWhereAnotherVersionWasSeen) {
                {"alarm", "ack", alarm},
                {"alarm", "close", alarm},
                {"alarm", "reopen", alarm},
+               {"phase", "end", "Next --end 2035-06-01"},
+               {"phase", "remove", "Next"},
                {"set", "", "subgroup_size 5"}};
   ASSERT_EQ(std::size(cases), std::size(cli::kVersioned));
   ASSERT_EQ(Run("record --db q.db --part A --process P2 --test T 5 --create").status, 0);
+  ASSERT_EQ(Run("phase add --db q.db --name Next --start 2035-01-01 --reason 'it is time'").status,
+            0);
   for (const auto& each : cli::kVersioned) {
     const auto found = std::ranges::find_if(cases, [&](const auto& one) {
       return one.command == each.command && one.verb == each.verb;
@@ -110,6 +114,10 @@ TEST_F(VersionsTest, WhatHasNoVersionRefusesTheOption) {
   EXPECT_NE(outcome.err.find("--expect does not go with \"alarm list\""), std::string::npos)
       << outcome.err;
   EXPECT_EQ(Run("limits list --db q.db --expect 3").status, 2);
+  const auto phase = Run("phase add --db q.db --name A --start 2035-01-01 --reason new --expect 3");
+  EXPECT_EQ(phase.status, 2);
+  EXPECT_NE(phase.err.find("--expect does not go with \"phase add\""), std::string::npos)
+      << phase.err;
 }
 
 }  // namespace orvspc::host

@@ -215,6 +215,39 @@ TEST_F(ServerFailureTest, OnlyDatabasesOfUtf8AndOursAreUsed) {
   EXPECT_EQ(FailureOf([&] { QualityDatabase::Create(Path()); }), Path() + ": is there already");
 }
 
+// Neither one record nor a batch.
+TEST_F(ServerFailureTest, ARefusedFirstRecordLeavesNoTables) {
+  const auto has_tables = [&] {
+    const auto connection = OpenToFill(Path());
+    return HasTables(*connection, Path());
+  };
+  NewRecord record;
+  record.part = "A";
+  record.process = "P";
+  record.test = "T";
+  record.pieces.push_back({1e301, 0, 0, "", "", ""});
+  const Actor ann{"Ann", ""};
+  EXPECT_THROW(QualityDatabase::RecordInto(Path(), {&record, 1}, ann, NewNames::Create), Refused);
+  EXPECT_FALSE(has_tables());
+  BatchOptions options;
+  options.names = NewNames::Create;
+  EXPECT_THROW(QualityDatabase::RecordBatchInto(Path(), {&record, 1}, ann, options), Refused);
+  EXPECT_FALSE(has_tables());
+  options.skip_refused = true;
+  const auto batch = QualityDatabase::RecordBatchInto(Path(), {&record, 1}, ann, options);
+  EXPECT_EQ(batch.refused.size(), 1U);
+  EXPECT_FALSE(has_tables());
+  record.pieces[0].value = 1.0;
+  EXPECT_THROW(QualityDatabase::RecordInto(Path(), {&record, 1}, ann), Refused);
+  EXPECT_FALSE(has_tables());
+  const auto stored = QualityDatabase::RecordInto(Path(), {&record, 1}, ann, NewNames::Create);
+  ASSERT_EQ(stored.size(), 1U);
+  EXPECT_EQ(stored[0].subgroup, 1);
+  EXPECT_TRUE(has_tables());
+  EXPECT_EQ(QualityDatabase::RecordInto(Path(), {&record, 1}, ann)[0].subgroup, 2);
+  EXPECT_EQ(Stored(), 2U);
+}
+
 TEST_F(ServerFailureTest, ARoleDoesWhatItMayAndNoMore) {
   Import(Values(0, 3));
   Psql("DROP ROLE IF EXISTS reader; CREATE ROLE reader LOGIN");

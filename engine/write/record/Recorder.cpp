@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "engine/chunks/subgroups.h"
+#include "engine/sql/address.h"
 #include "engine/sql/counter.h"
 #include "engine/sql/failure.h"
 #include "engine/time/calendar.h"
@@ -133,6 +134,9 @@ bool IsLost() {
 
 }  // namespace
 
+Recorder::Recorder(std::string empty_server)
+    : empty_server_(std::move(empty_server)), path_(sql::WithoutPasswords(empty_server_)) {}
+
 std::vector<Recorded> Recorder::Record(std::span<const NewRecord> records, const Actor& actor,
                                        NewNames names) {
   CheckAgreement(records);
@@ -148,7 +152,7 @@ BatchRecorded Recorder::RecordBatch(std::span<const NewRecord> records, const Ac
 
 // Whoever comes first serves all that wait, itself among them.
 BatchRecorded Recorder::Await(Call& call) {
-  store::SqlStoreOf(*database_);  // throws where it was closed
+  if (database_) store::SqlStoreOf(*database_);  // throws where it was closed
   std::unique_lock lock(mutex_);
   waiting_.push_back(&call);
   changed_.wait(lock, [&] { return call.is_done || !is_serving_; });
@@ -202,6 +206,11 @@ void Recorder::Serve(const Calls& calls) {
 
 void Recorder::Open() {
   if (connection_) return;
+  if (!database_) {
+    connection_ = store::OpenToFill(empty_server_);
+    known_.emplace(*connection_);
+    return;
+  }
   const auto store = store::SqlStoreOf(*database_);
   path_ = store->Path();
   connection_ = store::OpenConnection(store->WholePath(), false);
@@ -227,6 +236,7 @@ bool Recorder::ServeTogether(const Calls& calls) {
   Open();
   try {
     const auto transaction = Begin();
+    if (!database_) store::MakeTablesToFill(*connection_, empty_server_);
     if (known_->Refresh()) chart_rows_.Forget();
     for (auto* const call : calls) {
       try {

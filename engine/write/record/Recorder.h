@@ -38,6 +38,9 @@ class Recorder {
   // The store lives as long as this.
   explicit Recorder(std::shared_ptr<platform::Database> database)
       : database_(std::move(database)) {}
+  // For one call, into a database on a server that has no tables yet: they are made in the
+  // transaction that stores.
+  explicit Recorder(std::string empty_server);
 
   // Records of one subgroup: they agree in part, process (by former or present names), label, time
   // and key. Returns after the durable commit.
@@ -87,7 +90,8 @@ class Recorder {
                 std::int64_t batch, std::int64_t entry, std::int64_t now,
                 const std::string& answer);
 
-  std::shared_ptr<platform::Database> database_;
+  std::shared_ptr<platform::Database> database_;  // null: on the empty server
+  std::string empty_server_;
   std::mutex mutex_;  // of these three
   std::condition_variable changed_;
   std::deque<Call*> waiting_;
