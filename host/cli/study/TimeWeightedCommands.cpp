@@ -48,7 +48,8 @@ constexpr RealInside kMu1{{"mu1", "X", "of defects: as many a unit inspected"}, 
 constexpr RealInside kP1{{"p1", "P", "of defectives: the proportion"}, 0.0, 1.0, true, true};
 constexpr RealInside kDecisionOfCounts{kDecision, 0.0, 1000.0, true};
 constexpr RealInside kHeadStartOfCounts{kHeadStart, 0.0, 1000.0};
-constexpr Option kShared[] = {kStudyMax, kTarget, kSigma, kSided, kReset, kPhase, kAllPhases};
+constexpr Option kShared[] = {kStudyMax, kTarget, kSigma,     kSided,
+                              kReset,    kPhase,  kAllPhases, kSignalExit};
 
 // Sigmas of counts follow from their line.
 void NeedMeasured(const std::optional<double>& sigma, const studies::StudyData& data) {
