@@ -799,6 +799,7 @@ std::int32_t QualityDatabase::ChangeChartOption(const StreamKey& of, std::int32_
   auto refusal = kind == nullptr          ? "there is no option of charts \"" + key + "\""
                  : graph < 1 || graph > 3 ? "a chart has graphs 1 to 3"
                                           : kind->Refusal(value);
+  if (refusal.empty()) refusal = kind->RefusalOfGraph(graph);
   if (refusal.empty() && of.test != 0) refusal = kind->RefusalOfTest();
   if (!refusal.empty()) store::Refuse(*store::SqlStoreOf(*database_), refusal);
   std::int32_t id = 0;

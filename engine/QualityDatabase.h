@@ -205,6 +205,8 @@ struct ChartOptionKind {
   bool of_several = false;  // its study takes several tests together, so that it is of none alone
   // Why it does not take a value; empty when it does.
   std::string Refusal(std::string_view value) const;
+  // Why it is not of that graph, 1 to 3; empty when it is. Studies look at those of graph 1.
+  std::string RefusalOfGraph(std::int32_t graph) const;
   // Why it does not take a test; empty when it does.
   std::string RefusalOfTest() const;
 };

@@ -49,6 +49,11 @@ const std::vector<ChartOptionKind>& ChartOptionKinds() {
       {"g.run", "points in a row on one side that are a signal", {"9", "8", "7", "none"}},
       {"g.limits", "quantiles, or three sigmas about the mean", {"probability", "sigma"}},
       {"g.estimator", "of the chance of an event", {"unbiased", "ml"}},
+      {"t.alpha", "risk of a false signal of both sides together", {}, 0.0001, 0.1},
+      {"t.run", "points in a row on one side that are a signal", {"9", "8", "7", "none"}},
+      {"t.law", "distribution of the times", {"weibull", "exponential", "power"}},
+      {"t.running", "whether only time counts in which the process ran", {"no", "yes"}},
+      {"laney.chart", "what is plotted", {"auto", "p", "c", "u"}},
       {"laney.floor", "whether a sigma z below 1 is 1", {"no", "yes"}},
       {"steps.penalty", "what a step must gain, times ln N", {}, 1.0, 20.0},
       {"steps.least", "points between two steps", {}, 2.0, 1000.0, false, true},
@@ -69,6 +74,12 @@ const std::vector<ChartOptionKind>& ChartOptionKinds() {
       {"acf.lags", "how many lags", {}, 1.0, 10000.0, false, true},
       {"acf.tested", "lags of the test", {}, 1.0, 10000.0, false, true},
       {"acf.level", "confidence of the bounds of a correlation", {}, 0.5, 0.9999},
+      {"capability.law",
+       "that capability fits",
+       {"normal", "lognormal", "lognormal-3", "weibull", "weibull-3", "gamma", "gamma-3",
+        "exponential", "exponential-2", "logistic", "loglogistic", "loglogistic-3",
+        "largest-extreme", "smallest-extreme", "box-cox", "johnson", "best", "all"}},
+      {"capability.level", "confidence of intervals and bands", {}, 0.0001, 0.9999},
       {"counts.level", "confidence of the intervals", {}, 0.0001, 0.9999},
       {"tolerance.content", "share of the pieces between the limits", {}, 0.0001, 0.999999},
       {"tolerance.confidence", "that the limits hold so many", {}, 0.0001, 0.999999},
@@ -108,6 +119,12 @@ std::string ChartOptionKind::Refusal(std::string_view value) const {
     takes = bounds.str();
   }
   return std::string(key) + " takes " + takes + " or default, not \"" + std::string(value) + "\"";
+}
+
+std::string ChartOptionKind::RefusalOfGraph(std::int32_t graph) const {
+  if (graph == 1 || key.starts_with("chart.")) return {};
+  return std::string(key) + " is no option of charts: it goes without a graph, not with graph " +
+         std::to_string(graph);
 }
 
 std::string ChartOptionKind::RefusalOfTest() const {

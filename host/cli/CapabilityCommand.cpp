@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <array>
 #include <cfloat>
 #include <cmath>
+#include <set>
 #include <utility>
+#include <vector>
 
 #include "capability/CAAnalysis.h"
 #include "host/cli/Analysis.h"
@@ -177,22 +181,26 @@ void CheckTogether(const Arguments& arguments) {
     throw Misuse("--sixpack goes with --fit normal");
   if (has_intervals && arguments.Get(kFit) != caFitNormal)
     throw Misuse("--intervals goes with --fit normal; --law johnson has intervals of its own");
+  if (arguments.Has(kBound) && !has_intervals) throw Misuse("--bound goes with --intervals");
+}
+
+// has_law: the command or the database names a law.
+void CheckWithLaw(const Arguments& arguments, bool has_law) {
+  const bool has_intervals = arguments.Has(kIntervals);
   if (const auto given = arguments.FirstOf(kOfLaws); !has_law && !given.empty())
     throw Misuse(given + " goes with --law");
-  if (arguments.Has(kLevel) && !has_law && !has_quantiles && !has_intervals)
+  if (arguments.Has(kLevel) && !has_law && !arguments.Has(kQuantiles) && !has_intervals)
     throw Misuse("--level goes with --law, --quantiles or --intervals");
   if (arguments.Has(kSeed) && !has_law && !has_intervals)
     throw Misuse("--seed goes with --law or --intervals");
-  if (arguments.Has(kBound) && !has_intervals) throw Misuse("--bound goes with --intervals");
-  const auto law = arguments.Get(kLaw);
-  if (arguments.Has(kTransform) && law != CodeOf(studies::Law::BoxCox) &&
-      law != CodeOf(studies::Law::Johnson))
-    throw Misuse("--transform goes with --law box-cox or johnson");
 }
 
 studies::LawOptions LawOptionsOf(const Arguments& arguments, StudyOptions& options) {
   studies::LawOptions laws;
   const auto word = options.Get("Law", kLaw);
+  if (arguments.Has(kTransform) && word != CodeOf(studies::Law::BoxCox) &&
+      word != CodeOf(studies::Law::Johnson))
+    throw Misuse("--transform goes with --law box-cox or johnson");
   if (word >= static_cast<std::int32_t>(LawWord::Best)) {
     laws.laws = studies::LikelihoodLaws();
   } else {
@@ -206,13 +214,17 @@ studies::LawOptions LawOptionsOf(const Arguments& arguments, StudyOptions& optio
   return laws;
 }
 
-Asked AskedOf(const Arguments& arguments) {
-  CheckTogether(arguments);
+// stored: options of the database. Its law goes without what the command has in place of one.
+Asked AskedOf(const Arguments& arguments, StoredOptions stored) {
+  const bool has_law = arguments.Has(kLaw) || (stored.contains(kLaw.name) &&
+                                               !arguments.Has(kQuantiles) && !arguments.Has(kFit));
+  CheckWithLaw(arguments, has_law);
+  if (!has_law) stored.erase(kLaw.name);
   Asked asked;
-  StudyOptions options(arguments);
+  StudyOptions options(arguments, std::move(stored));
   asked.sixpack = arguments.Has(kSixpack);
   // The picture has the probability plot of a law.
-  if (arguments.Has(kLaw) || asked.sixpack) {
+  if (has_law || asked.sixpack) {
     asked.laws = LawOptionsOf(arguments, options);
     asked.transform = options.Get("Transform", kTransform);
   }
@@ -284,11 +296,30 @@ std::string FormattedSixpack(render::LawsDocument study, Analysis& run) {
   return run.format == "svg" ? render::RenderStudySvg(view) : render::RenderStudyHtml(view);
 }
 
+// Those that hold for all of the streams selected, which are read where the database has any.
+StoredOptions StoredOf(const Analysis& run) {
+  const std::string word = "capability";
+  if (std::ranges::none_of(run.database.ChartOptions(), [&](const ListedChartOption& option) {
+        return option.key.starts_with(word + ".");
+      }))
+    return {};
+  const auto data = Checked(
+      run.database, [&](const auto& open) { return run.select->Clone()->GetSubgroupData(open); });
+  std::set<std::array<std::int32_t, 3>> found;
+  for (bool next = data->MoveFirst(); next; next = data->MoveNext())
+    found.insert({data->Part(), data->Prcs(), data->Test()});
+  std::vector<StreamKey> streams;
+  for (const auto& [part, process, test] : found) streams.push_back({part, process, test});
+  return StoredOptionsOf(run, streams, word);
+}
+
 int RunCapabilityCommand(const Arguments& arguments, Console& console) {
   const auto processing = MakeProcessing(arguments);
-  const auto asked = AskedOf(arguments);
+  CheckTogether(arguments);
   return RunAnalysis(
       arguments, console, kDrawnAndStored, kLatest, ttVariable, [&](Analysis& run) -> Outcome {
+        const auto stored = run.format == "xml" ? StoredOptions() : StoredOf(run);
+        const auto asked = AskedOf(arguments, stored);
         run.database.JoinPhases(arguments.Has(kAllPhases));
         if (run.format == "xml" && asked.Any())
           throw Misuse("--format xml has no place for " + arguments.FirstOf(kAsking));

@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "chart/CCAnalysis.h"
-#include "host/cli/AlarmOutput.h"
 #include "host/cli/Analysis.h"
+#include "host/cli/SignalExit.h"
 #include "host/cli/UsedSubgroups.h"
 #include "host/cli/study/Study.h"
 #include "host/render/core/Numbers.h"
@@ -67,14 +67,6 @@ constexpr render::Word kStepsWords[] = {{"yes", static_cast<std::int32_t>(Steps:
 constexpr Choice<Steps> kSteps{
     {"steps", "WORD", "charts of means and single values: notes on where the mean may have changed",
      "no", false, kStepsWords, true}};
-enum class SignalOf { Newest, Any };
-constexpr render::Word kSignalWords[] = {{"newest", static_cast<std::int32_t>(SignalOf::Newest)},
-                                         {"any", static_cast<std::int32_t>(SignalOf::Any)}};
-constexpr Choice<SignalOf> kSignalExit{
-    {"exit-code", "WORD",
-     "exit with 3 where the newest point of a stream signals, or with any where any point shown "
-     "does, and with 4 where nothing is selected",
-     "", false, kSignalWords, true}};
 constexpr Option kChartOptions[] = {kMaxPoints,    kGraph1,         kGraph2,    kGraph3, kRules,
                                     kGroupBy,      kGroupThreshold, kCusum,     kEwma,   kAql,
                                     kProducerRisk, kLimits,         kAlpha,     kSigma,  kSteps,
@@ -254,42 +246,33 @@ void NoteLeftOut(const Analysis& run, std::vector<Note>& notes) {
   notes.push_back({"left-out", std::move(text), ""});
 }
 
-// The newest point of each part, process and test that counts, or all that do.
-std::vector<std::size_t> PointsAsked(const QualityDatabase& database,
-                                     const render::ChartRead& chart, SignalOf which) {
-  const auto why_not = WhyNotUsed(chart.subgroups.rows,
-                                  ExcludedRows(database, chart.subgroups.rows), chart.select.get());
-  std::vector<std::size_t> points;
-  std::map<std::array<std::int32_t, 3>, std::size_t> newest;
-  for (std::size_t i = 0; i < chart.subgroups.rows.size(); ++i) {
-    const auto& row = chart.subgroups.rows[i];
-    if (why_not[i] != nullptr) continue;
-    points.push_back(i);
-    newest[{row.part, row.prcs, row.test}] = i;
-  }
-  if (which == SignalOf::Any) return points;
-  points.clear();
-  for (const auto& [stream, point] : newest) points.push_back(point);
-  return points;
-}
-
-// Whether one of these points is marked: by a run rule, or beyond a specification limit.
-bool HasSignal(const render::ChartRead& chart, const std::vector<std::size_t>& points) {
-  const auto is_marked = [&](const std::vector<std::int32_t>& bits) {
-    return std::ranges::any_of(
-        points, [&](std::size_t point) { return point < bits.size() && bits[point] != 0; });
+// Of each part, process and test whether its points that count signal: by a run rule, or beyond a
+// specification limit.
+std::vector<std::vector<bool>> SignalsOfChart(const QualityDatabase& database,
+                                              const render::ChartRead& chart) {
+  const auto& rows = chart.subgroups.rows;
+  const auto why_not = WhyNotUsed(rows, ExcludedRows(database, rows), chart.select.get());
+  const auto is_marked = [](const std::vector<std::int32_t>& bits, std::size_t point) {
+    return point < bits.size() && bits[point] != 0;
   };
-  return std::ranges::any_of(chart.graphs, [&](const render::GraphRead& graph) {
-    return is_marked(graph.oocs) || is_marked(graph.ooss);
-  });
+  std::map<std::array<std::int32_t, 3>, std::vector<bool>> signals;
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (why_not[i] != nullptr) continue;
+    signals[{rows[i].part, rows[i].prcs, rows[i].test}].push_back(
+        std::ranges::any_of(chart.graphs, [&](const render::GraphRead& graph) {
+          return is_marked(graph.oocs, i) || is_marked(graph.ooss, i);
+        }));
+  }
+  std::vector<std::vector<bool>> streams;
+  for (auto& [stream, points] : signals) streams.push_back(std::move(points));
+  return streams;
 }
 
 // What the program exits with.
 int StatusOf(const Analysis& run, const render::ChartRead& chart) {
   if (!run.arguments.Has(kSignalExit)) return 0;
-  if (chart.subgroups.rows.empty()) return kEmptyStatus;
-  const auto points = PointsAsked(run.database, chart, run.arguments.Get(kSignalExit));
-  return HasSignal(chart, points) ? kAlarmStatus : 0;
+  return SignalStatus(run.arguments, chart.subgroups.rows.empty(),
+                      SignalsOfChart(run.database, chart));
 }
 
 Outcome StoredChart(Analysis& run, const std::shared_ptr<CCProcessing>& processing) {

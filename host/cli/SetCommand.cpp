@@ -17,7 +17,8 @@ const SettingKind& SettingOf(const std::string& name) {
 constexpr Option kPart{"part", "NAME", "of this part alone", "any"};
 constexpr Option kProcess{"process", "NAME", "of this process alone", "any"};
 constexpr Option kTest{"test", "NAME", "of this test alone", "any"};
-constexpr Number kGraph{{"graph", "N", "of this graph of a chart", "1"}};
+constexpr Number kGraph{
+    {"graph", "N", "of this graph of a chart; options of studies are of none", "1"}};
 constexpr Option kOfOptions[] = {kPart, kProcess, kTest, kGraph};
 
 int SetChartOption(const Arguments& arguments, const ChartOptionKind& kind,
@@ -27,6 +28,8 @@ int SetChartOption(const Arguments& arguments, const ChartOptionKind& kind,
   if (!refusal.empty()) throw Misuse(refusal);
   const auto graph = *arguments.Get(kGraph);
   if (graph < 1 || graph > 3) throw Misuse("--graph takes 1, 2 or 3");
+  refusal = kind.RefusalOfGraph(graph);
+  if (!refusal.empty()) throw Misuse(refusal);
   auto database = QualityDatabase::Open(arguments.Required(kDatabase));
   const auto id = [&](const Option& option, ItemKind item) {
     const auto name = arguments.Value(option);

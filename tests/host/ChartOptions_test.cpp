@@ -260,6 +260,7 @@ TEST_F(ChartOptions, EveryStudyTakesStoredOptionsUnlessTheCommandGivesThem) {
       {"g", "limits", "sigma", "probability", "Limits", counts},
       {"g", "run", "8", "7", "Run", counts},
       {"g", "estimator", "ml", "unbiased", "Estimator", counts},
+      {"laney", "chart", "u", "c", "Chart", counts},
       {"steps", "penalty", "5", "4", "Penalty", one},
       {"steps", "least", "6", "7", "Least", one},
       {"short-run", "kind", "z", "deviation", "Kind", all},
@@ -315,6 +316,27 @@ TEST_F(ChartOptions, EveryStudyTakesStoredOptionsUnlessTheCommandGivesThem) {
                 .At("Options.Phi.From")
                 .text,
             "database");
+}
+
+TEST_F(ChartOptions, AStoredChartOfLaneyIsTheOneThatIsPlotted) {
+  std::string counts = "part,process,test,subgroup,time,count,size,test-type\n";
+  for (int i = 0; i < 6; ++i) {
+    counts += "Z,P,Bad," + std::to_string(i + 1) + ",2024-03-01T0" + std::to_string(i) + ":00:00," +
+              std::to_string(8 + i % 3) + ",4,defects\n";
+  }
+  Write("z.csv", counts);
+  ASSERT_EQ(Run("import z.csv --db q.db").status, 0);
+  const auto first = [&](const std::string& more) {
+    const auto outcome = Run("study laney --db q.db --part Z --format json" + more);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    return ParseJson(outcome.out).At("Streams[0].Phases[0].Points[0]").number;
+  };
+  EXPECT_EQ(first(""), 8.0) << "counts, where sizes are equal";
+  Set("--part Z laney.chart u");
+  EXPECT_EQ(first(""), 2.0);
+  EXPECT_EQ(first(" --chart u"), 2.0);
+  EXPECT_EQ(first(" --chart c"), 8.0);
+  EXPECT_EQ(first(" --chart auto"), 8.0);
 }
 
 TEST_F(ChartOptions, WhatADatabaseLacksOfTheParametersOfAr1IsNamed) {
@@ -387,6 +409,9 @@ TEST_F(ChartOptions, WhatAnOptionDoesNotTakeIsMisuse) {
       {"mewma.arl0 1", "mewma.arl0 takes a number from 2 to 1000000 or default"},
       {"short-run.kind x", "short-run.kind takes deviation, z or default, not \"x\""},
       {"--graph 4 chart.limits sigma", "--graph takes 1, 2 or 3"},
+      {"--graph 2 ewma.weight 0.3",
+       "ewma.weight is no option of charts: it goes without a graph, not with graph 2"},
+      {"--graph 3 --part A laney.floor default", "laney.floor is no option of charts"},
       {"--test Bad t2.alpha 0.01",
        "t2.alpha is of several tests together: it goes with a part and process, not with a test"},
       {"--part A --test Bad mewma.limits exact", "mewma.limits is of several tests together"},

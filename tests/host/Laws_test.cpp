@@ -119,6 +119,45 @@ TEST_F(LawsProgram, ValuesOutsideOfALawAreANoteNotAnError) {
   EXPECT_EQ(document.At("Quantiles.Low.Value").kind, ParsedJson::Kind::Null);
 }
 
+TEST_F(LawsProgram, TheDatabaseMayHaveTheLawAndTheLevel) {
+  Import();
+  const auto plain = Run("capability --db q.db --format json").out;
+  const auto with_law = Json("--law weibull"), with_level = Json("--law weibull --level 0.9");
+  const auto set = [&](const std::string& option) {
+    const auto outcome = Run("set --db q.db --part Shaft " + option);
+    ASSERT_EQ(outcome.status, 0) << outcome.err;
+  };
+  set("capability.level 0.9");
+  EXPECT_EQ(Run("capability --db q.db --format json").out, plain) << "nothing has a level";
+  const auto intervals = Json("--intervals");
+  EXPECT_EQ(intervals.At("Options.Level.Value").number, 0.9);
+  EXPECT_EQ(intervals.At("Options.Level.From").text, "database");
+  EXPECT_EQ(Json("--intervals --level 0.8").At("Options.Level.From").text, "command");
+  set("capability.law weibull");
+  const auto stored = Json("");
+  EXPECT_EQ(stored.At("Options.Law.Value").text, "weibull");
+  EXPECT_EQ(stored.At("Options.Law.From").text, "database");
+  for (const std::string key : {"Quantiles.Low.Value", "Laws[0].AIC"}) {
+    EXPECT_EQ(stored.At(key).number, with_level.At(key).number) << key;
+  }
+  EXPECT_EQ(stored.At("Quantiles.Low.Lower").number, with_level.At("Quantiles.Low.Lower").number);
+  EXPECT_EQ(Json("--level 0.95").At("Quantiles.Low.Lower").number,
+            with_law.At("Quantiles.Low.Lower").number);
+  const auto given = Json("--law lognormal");
+  EXPECT_EQ(given.At("Options.Law.Value").text, "lognormal");
+  EXPECT_EQ(given.At("Options.Law.From").text, "command");
+  // What the command has in place of a law goes before it.
+  for (const std::string other : {"--quantiles", "--fit johnson"}) {
+    const auto outcome = Run("capability --db q.db --format json " + other);
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out.find("\"Laws\""), std::string::npos) << other;
+  }
+  EXPECT_EQ(Run("capability --db q.db --format xml").status, 0);
+  EXPECT_EQ(Run("capability --db q.db --transform").status, 2) << "it is of other laws";
+  set("capability.law default");
+  EXPECT_EQ(Run("capability --db q.db --format json").out, plain);
+}
+
 TEST_F(LawsProgram, Misuse) {
   Import();
   const struct {

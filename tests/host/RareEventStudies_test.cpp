@@ -233,6 +233,31 @@ TEST_F(RareEventStudies, TOfADatabaseHasTheHoursBetweenEvents) {
   EXPECT_EQ(running["Column"], "running hours between events");
 }
 
+TEST_F(RareEventStudies, TimesBetweenEventsTakeTheOptionsOfTheirDatabase) {
+  ImportStops();
+  const std::string study = "t --db q.db --process Press --until 2024-03-02T18:00:00";
+  const auto from = [&](const std::string& more, const char* key) {
+    const auto option = Json(study + more)["Options"][key];
+    return option["From"].get<std::string>() + " " + option["Value"].dump();
+  };
+  EXPECT_EQ(from("", "Law"), "default \"weibull\"");
+  for (const char* option : {"t.law exponential", "t.alpha 0.01", "t.run 7", "t.running yes"}) {
+    const auto set = Run("set --db q.db --process Press " + std::string(option));
+    ASSERT_EQ(set.status, 0) << set.err;
+  }
+  EXPECT_EQ(from("", "Law"), "database \"exponential\"");
+  EXPECT_EQ(from("", "Alpha"), "database 0.01");
+  EXPECT_EQ(from("", "Run"), "database \"7\"");
+  EXPECT_EQ(from("", "Running"), "database \"yes\"");
+  EXPECT_EQ(Json(study)["Column"], "running hours between events");
+  EXPECT_EQ(from(" --law weibull", "Law"), "command \"weibull\"");
+  EXPECT_EQ(from(" --running no", "Running"), "command \"no\"");
+  EXPECT_EQ(Json(study)["UCL"], Json(study + " --law exponential --alpha 0.01 --run 7")["UCL"]);
+  // The oven has none of them.
+  Refused("t --db q.db --running no --alpha 0.01 --run 7", 2,
+          "the streams differ in t.law; give --law or select fewer");
+}
+
 TEST_F(RareEventStudies, RunningTimeTakesOneProcessAndItsStates) {
   ImportStops();
   Refused("t --db q.db --running yes", 1,

@@ -413,5 +413,34 @@ TEST_F(StreamStudies, Misuse) {
   for (const auto& row : rows) Refused(std::string(row.arguments) + " --db q.db", 2, row.line);
 }
 
+TEST_F(StreamStudies, SinglesBesideSubgroupsHaveTheSigmaOfMovingRanges) {
+  std::string csv = "part,process,test,subgroup,time,value\n";
+  for (int i = 0; i < 24; ++i) {
+    const auto at = std::to_string(i + 1) + ",2024-05-01T" + (i < 10 ? "0" : "") +
+                    std::to_string(i) + ":00:00,";
+    for (const int piece : {0, 1, 3}) {
+      csv += "Five,P,Mixed," + at + std::to_string(10 + (i + piece) % 4) + "\n";
+    }
+    csv += "One,P,Mixed," + at + std::to_string(i % 2 == 0 ? 20 : 22) + "\n";
+  }
+  Write("mixed.csv", csv);
+  ASSERT_EQ(Run("import mixed.csv --db mixed.db").status, 0);
+  for (const std::string study : {"ewma", "cusum"}) {
+    const auto streams = [&](const std::string& more) {
+      const auto run = Run("study " + study + " --db mixed.db --test Mixed --format json" + more);
+      EXPECT_EQ(run.status, 0) << run.err;
+      EXPECT_EQ(run.out.find("no-sigma"), std::string::npos) << study << more;
+      return nlohmann::json::parse(run.out)["Streams"];
+    };
+    const auto both = streams("");
+    ASSERT_EQ(both.size(), 2U) << study;
+    EXPECT_EQ(both[0]["Phases"][0]["Sigma"]["Estimator"], "S-est mvlue") << study;
+    EXPECT_EQ(both[1], streams(" --part One")[0]) << study;
+    // All moving ranges are 2.
+    EXPECT_NEAR(both[1]["Phases"][0]["Sigma"]["Value"].get<double>(), 1.772453851, 1e-9) << study;
+    EXPECT_EQ(both[1]["Phases"][0]["Sigma"]["Estimator"], "MR-est") << study;
+  }
+}
+
 }  // namespace
 }  // namespace orvspc::host

@@ -121,7 +121,7 @@ Command Ar1StudyCommand() {
       "Formats: text, json, svg, html.",
       "orvspc study ar1 --db q.db --part Ring --test Diameter -o residuals.svg",
       Together(SelectionOptions(),
-               std::vector<Option>{kStudyMax, kPhi, kMean, kSigma, kPhase, kAllPhases},
+               std::vector<Option>{kStudyMax, kPhi, kMean, kSigma, kPhase, kAllPhases, kSignalExit},
                kPageOptions),
       RunAr1};
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <set>
 #include <span>
 #include <utility>
 #include <vector>
@@ -166,6 +168,26 @@ render::BaselineStudy StudyOf(const QualityDatabase& database, const std::vector
   return study;
 }
 
+// Of each stream whether its points signal that count and were not left out, on any graph.
+std::vector<std::vector<bool>> SignalsOfBaseline(const render::BaselineDocument& document) {
+  std::vector<std::vector<bool>> streams;
+  for (std::size_t s = 0; s < document.studies.size(); ++s) {
+    auto& points = streams.emplace_back();
+    const auto& stretches = document.data.streams[s].stretches;
+    for (std::size_t p = 0; p < stretches.size(); ++p) {
+      if (!stretches[p].phase.Counts()) continue;
+      const auto& study = document.studies[s][p];
+      std::set<std::int32_t> signals;
+      for (const auto& each : study.proposal.signals) signals.insert(each.subgroup);
+      for (std::size_t i = 0; i < stretches[p].subgroups.size(); ++i) {
+        if (!stretches[p].IsUsed(i) || study.left_out[i] != 0) continue;
+        points.push_back(signals.contains(stretches[p].subgroups[i]));
+      }
+    }
+  }
+  return streams;
+}
+
 int RunBaseline(const Arguments& arguments, Console& console) {
   StudyOptions options(arguments);
   LimitRequest request;
@@ -190,26 +212,30 @@ int RunBaseline(const Arguments& arguments, Console& console) {
         row.push_back(StudyOf(run.database, phases, stream, p, request));
       }
     }
-    return {FormattedStudy(document, run, render::BaselineJson, render::MakeBaselineView), empty};
+    const int status = SignalStatus(arguments, empty, SignalsOfBaseline(document));
+    return {FormattedStudy(document, run, render::BaselineJson, render::MakeBaselineView),
+            empty,
+            {},
+            status};
   });
 }
 
 }  // namespace
 
 Command BaselineStudyCommand() {
-  return {
-      "study baseline",
-      "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
-      "Limits of what is left when points with a cause are left out",
-      "In rounds, points beyond the limits are left out and the limits computed anew: first "
-      "those of the spread, then those of the mean. Nothing is stored: \"orvspc limits propose "
-      "--iterate\" does that.\n"
-      "Formats: text, json, svg, html.",
-      "orvspc study baseline --db q.db --part Ring --test Diameter -o baseline.svg",
-      Together(SelectionOptions(),
-               std::vector<Option>{kStudyMax, kScreening, kScreenMr, kOfCounts, kPhase, kAllPhases},
-               kPageOptions),
-      RunBaseline};
+  return {"study baseline",
+          "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
+          "Limits of what is left when points with a cause are left out",
+          "In rounds, points beyond the limits are left out and the limits computed anew: first "
+          "those of the spread, then those of the mean. Nothing is stored: \"orvspc limits propose "
+          "--iterate\" does that.\n"
+          "Formats: text, json, svg, html.",
+          "orvspc study baseline --db q.db --part Ring --test Diameter -o baseline.svg",
+          Together(SelectionOptions(),
+                   std::vector<Option>{kStudyMax, kScreening, kScreenMr, kOfCounts, kPhase,
+                                       kAllPhases, kSignalExit},
+                   kPageOptions),
+          RunBaseline};
 }
 
 }  // namespace orvspc::cli

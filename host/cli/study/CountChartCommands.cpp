@@ -12,18 +12,33 @@ constexpr Choice<std::int32_t> kChart{
     {"chart", "WORD", "what is plotted: proportions, counts or rates", "auto", false, kChartWords}};
 constexpr Option kFloor{"floor", nullptr, "never narrow the limits: a sigma z below 1 is 1"};
 
+// Reads the points anew, as those of the chart that the database has for the streams.
+void ReadAnew(const Analysis& run, const studies::ReadOptions& read,
+              render::LaneyDocument& document) {
+  auto& notes = document.head.notes;
+  std::erase_if(notes, [](const Note& note) { return note.code != "brought-forward"; });
+  document.data = StreamsOf(run, read, notes);
+}
+
 int RunLaney(const Arguments& arguments, Console& console) {
   studies::ReadOptions read;
   read.counts = true;
   read.bases = true;
   read.chart_word = arguments.Get(kChart);
   studies::LaneyOptions asked;
-  const auto take = [&](StudyOptions& options) {
-    options.Get("Chart", kChart);
+  render::LaneyDocument document;
+  document.head = {"laney", {}, {}, {}};
+  const auto prepare = [&](const Analysis& run, render::LaneyDocument& filled) {
+    StudyOptions options(arguments, StoredOptionsOf(run, filled.data, "laney"));
+    const auto chart = options.Get("Chart", kChart);
     asked.floor = options.Get("Floor", kFloor);
+    filled.head.options = options.Take();
+    if (chart == read.chart_word) return;
+    read.chart_word = chart;
+    ReadAnew(run, read, filled);
   };
   return RunOnStreams<render::LaneyDocument>(
-      arguments, console, "laney", render::LaneyJson, render::MakeLaneyView, take,
+      arguments, console, document, render::LaneyJson, render::MakeLaneyView,
       [&](render::LaneyDocument& filled) {
         auto of_data = asked;
         if (filled.data.defectives) of_data.most = filled.data.scale;
@@ -35,24 +50,24 @@ int RunLaney(const Arguments& arguments, Console& console) {
           }
         }
       },
-      read);
+      read, 0, prepare);
 }
 
 }  // namespace
 
 Command LaneyStudyCommand() {
-  return {
-      "study laney",
-      "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
-      "Laney's p' and u' charts of counts that vary more than their sizes explain",
-      "Where thousands of units are inspected, the limits of p and u charts lie so close that "
-      "most points are beyond them. Here they are as wide as the points vary from one to the "
-      "next.\n"
-      "Formats: text, json, svg, html.",
-      "orvspc study laney --db q.db --part Can --test Leaks -o laney.svg",
-      Together(SelectionOptions(),
-               std::vector<Option>{kStudyMax, kChart, kFloor, kPhase, kAllPhases}, kPageOptions),
-      RunLaney};
+  return {"study laney",
+          "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
+          "Laney's p' and u' charts of counts that vary more than their sizes explain",
+          "Where thousands of units are inspected, the limits of p and u charts lie so close that "
+          "most points are beyond them. Here they are as wide as the points vary from one to the "
+          "next.\n"
+          "Formats: text, json, svg, html.",
+          "orvspc study laney --db q.db --part Can --test Leaks -o laney.svg",
+          Together(SelectionOptions(),
+                   std::vector<Option>{kStudyMax, kChart, kFloor, kPhase, kAllPhases, kSignalExit},
+                   kPageOptions),
+          RunLaney};
 }
 
 }  // namespace orvspc::cli

@@ -53,18 +53,19 @@ int RunGroup(const Arguments& arguments, Console& console) {
 }  // namespace
 
 Command GroupStudyCommand() {
-  return {"study group",
-          "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
-          "One chart of many streams that do the same: their extremes",
-          "Of the heads, cavities or spindles that were measured together the greatest and the "
-          "least mean and the greatest spread are drawn, with the number of the stream. A stream "
-          "that is extreme too often in a row differs from the others.\n"
-          "Formats: text, json, svg, html.",
-          "orvspc study group --db q.db --test \"Fill volume\" --group-threshold 600 -o heads.svg",
-          Together(SelectionOptions(),
-                   std::vector<Option>{kStudyMax, kThreshold, kSpread, kPhase, kAllPhases},
-                   kPageOptions),
-          RunGroup};
+  return {
+      "study group",
+      "--db FILE [--part NAME] [--test NAME] [OPTIONS]",
+      "One chart of many streams that do the same: their extremes",
+      "Of the heads, cavities or spindles that were measured together the greatest and the "
+      "least mean and the greatest spread are drawn, with the number of the stream. A stream "
+      "that is extreme too often in a row differs from the others.\n"
+      "Formats: text, json, svg, html.",
+      "orvspc study group --db q.db --test \"Fill volume\" --group-threshold 600 -o heads.svg",
+      Together(SelectionOptions(),
+               std::vector<Option>{kStudyMax, kThreshold, kSpread, kPhase, kAllPhases, kSignalExit},
+               kPageOptions),
+      RunGroup};
 }
 
 }  // namespace orvspc::cli

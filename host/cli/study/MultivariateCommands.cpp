@@ -275,7 +275,9 @@ int RunOnVectors(const Arguments& arguments, Console& console, Document document
     document.shows_terms = OutputFormat(arguments, kDrawn) == "html";
     ReadFile(arguments, document);
     Fill(document, asked, study);
-    return DeliverStudy(arguments, console, document, json, view);
+    const int status = SignalStatus(arguments, false, SignalsOfStreams(document));
+    DeliverStudy(arguments, console, document, json, view);
+    return status;
   }
   return RunAnalysis(
       arguments, console, kDrawn, kMostSubgroups, ttVariable, [&](Analysis& run) -> Outcome {
@@ -288,7 +290,8 @@ int RunOnVectors(const Arguments& arguments, Console& console, Document document
         const bool empty = document.data.Empty();
         if (empty && run.why_empty.empty()) NoteEmpty(run, kMostSubgroups, document.head.notes);
         Fill(document, asked, study);
-        return {FormattedStudy(document, run, json, view), empty};
+        const int status = SignalStatus(arguments, empty, SignalsOfStreams(document));
+        return {FormattedStudy(document, run, json, view), empty, {}, status};
       });
 }
 
@@ -338,8 +341,8 @@ int RunMewma(const Arguments& arguments, Console& console) {
                       });
 }
 
-constexpr Option kShared[] = {kColumns,    kSubgroup, kPhase, kAllPhases,
-                              kCovariance, kBase,     kMean,  kMatrix};
+constexpr Option kShared[] = {kColumns, kSubgroup, kPhase,  kAllPhases, kCovariance,
+                              kBase,    kMean,     kMatrix, kSignalExit};
 constexpr const char* kSynopsis =
     "--data FILE.csv --columns NAME,NAME,... [--subgroup NAME] | --db FILE [--part NAME] [OPTIONS]";
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <set>
 #include <utility>
 
 #include "host/cli/study/Readings.h"
@@ -72,6 +74,16 @@ void ReadGaps(const Arguments& arguments, bool whole, Document& document) {
   }
 }
 
+// Writes a document of a file; what the program exits with.
+template <class Document>
+int DeliverGaps(const Arguments& arguments, Console& console, const Document& document,
+                std::string (*json)(const Document&, const render::Names&),
+                render::StudyView (*view)(const Document&, const render::Names&)) {
+  const int status = SignalStatus(arguments, document.points.empty(), SignalsOfOne(document.study));
+  DeliverStudy(arguments, console, document, json, view);
+  return status;
+}
+
 void TakeShared(StudyOptions& options, studies::GapOptions& asked) {
   asked.alpha = options.Get("Alpha", kAlpha, asked.alpha);
   asked.run_rule = options.Get("Run", kRun);
@@ -141,7 +153,7 @@ int RunG(const Arguments& arguments, Console& console) {
   ReadGaps(arguments, true, document);
   document.head = {"g", options.Take(), {}, {}};
   document.study = studies::StudyG(document.points, asked);
-  return DeliverStudy(arguments, console, document, render::GJson, render::MakeGView);
+  return DeliverGaps(arguments, console, document, render::GJson, render::MakeGView);
 }
 
 // The events of a selection, oldest first, of these names or of any.
@@ -202,19 +214,44 @@ std::vector<studies::TimeSpan> RunningSpans(const QualityDatabase& database,
 constexpr Number kAllEvents = MaximumOption("", "all");
 constexpr double kHour = 3600.0;
 
+studies::TOptions TOptionsOf(const Arguments& arguments, StudyOptions& options) {
+  studies::TOptions asked;
+  TakeShared(options, asked);
+  asked.law = options.Get("Law", kLaw);
+  if (asked.law == studies::TimeLaw::Power && arguments.Has(kAlpha)) {
+    throw Misuse("--alpha goes with --law weibull or exponential");
+  }
+  return asked;
+}
+
+// What events are of, each once; 0: of none in particular.
+std::vector<StreamKey> StreamsOfEvents(const std::vector<render::EventRow>& events) {
+  std::set<std::array<std::int32_t, 3>> found;
+  for (const auto& event : events) found.insert({event.part, event.prcs, event.test});
+  std::vector<StreamKey> streams;
+  for (const auto& [part, process, test] : found) streams.push_back({part, process, test});
+  return streams;
+}
+
 // Hours between the events of a selection.
-int RunTOfEvents(const Arguments& arguments, Console& console, StudyOptions& options,
-                 studies::TOptions asked) {
-  const auto clock = options.Get("Running", kRunning);
-  options.Add("Event", render::Joined(arguments.Values(kEvent), ", "), arguments.Has(kEvent));
-  asked.resolution = 1.0 / kHour;
+int RunTOfEvents(const Arguments& arguments, Console& console) {
+  // What is misuse by the command alone is so without a database.
+  StudyOptions given(arguments);
+  TOptionsOf(arguments, given);
+  given.Get("Running", kRunning);
   return RunAnalysis(
       arguments, console, kDrawn, kAllEvents, kAllTests, [&](Analysis& run) -> Outcome {
         const double until =
             run.select->DateRangeTimeType() == drttStatic ? run.select->DateRangeEnd() : 0.0;
         render::TDocument document;
-        document.head = {"t", options.Take(), run.select, {}};
+        document.head = {"t", {}, run.select, {}};
         const auto events = EventsOf(run, document.head.notes);
+        StudyOptions options(arguments, StoredOptionsOf(run, StreamsOfEvents(events), "t"));
+        auto asked = TOptionsOf(arguments, options);
+        const auto clock = options.Get("Running", kRunning);
+        options.Add("Event", render::Joined(arguments.Values(kEvent), ", "), arguments.Has(kEvent));
+        document.head.options = options.Take();
+        asked.resolution = 1.0 / kHour;
         document.column =
             clock == Clock::Running ? "running hours between events" : "hours between events";
         const bool empty = events.empty();
@@ -238,31 +275,29 @@ int RunTOfEvents(const Arguments& arguments, Console& console, StudyOptions& opt
           document.points = std::move(hours);
         }
         document.study = studies::StudyT(document.points, asked);
+        const int status = SignalStatus(arguments, empty, SignalsOfOne(document.study));
         return {FormattedStudy<render::TDocument>(document, run, render::TJson, render::MakeTView),
-                empty};
+                empty,
+                {},
+                status};
       });
 }
 
 int RunT(const Arguments& arguments, Console& console) {
   CheckOptions(arguments, {kColumn, kOpen, kResolution}, {kEvent, kRunning});
+  if (arguments.Has(kDatabase)) return RunTOfEvents(arguments, console);
   StudyOptions options(arguments);
-  studies::TOptions asked;
-  TakeShared(options, asked);
-  asked.law = options.Get("Law", kLaw);
-  if (asked.law == studies::TimeLaw::Power && arguments.Has(kAlpha)) {
-    throw Misuse("--alpha goes with --law weibull or exponential");
-  }
-  if (arguments.Has(kDatabase)) return RunTOfEvents(arguments, console, options, asked);
+  auto asked = TOptionsOf(arguments, options);
   asked.resolution = options.Get("Resolution", kResolution, asked.resolution);
   asked.open = options.Get("Open", kOpen);
   render::TDocument document;
   ReadGaps(arguments, false, document);
   document.head = {"t", options.Take(), {}, {}};
   document.study = studies::StudyT(document.points, asked);
-  return DeliverStudy(arguments, console, document, render::TJson, render::MakeTView);
+  return DeliverGaps(arguments, console, document, render::TJson, render::MakeTView);
 }
 
-constexpr Option kShared[] = {kGaps, kColumn, kOpen, kAlpha, kRun};
+constexpr Option kShared[] = {kGaps, kColumn, kOpen, kAlpha, kRun, kSignalExit};
 
 }  // namespace
 

@@ -96,7 +96,7 @@ Command ShortRunStudyCommand() {
           "orvspc study short-run --db q.db --process Lathe --test Diameter -o lathe.svg",
           Together(SelectionOptions(),
                    std::vector<Option>{kStudyMax, kKind, kSigma, kNominal, kSpread, kRules, kPhase,
-                                       kAllPhases},
+                                       kAllPhases, kSignalExit},
                    kPageOptions),
           RunShortRun};
 }

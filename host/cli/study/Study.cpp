@@ -74,13 +74,12 @@ const char* StudyOptions::FromOf(const Option& option) const {
   return arguments_.Has(option) ? "command" : StoredOf(option) != nullptr ? "database" : "default";
 }
 
-StoredOptions StoredOptionsOf(const Analysis& run, const studies::StudyData& data,
+StoredOptions StoredOptionsOf(const Analysis& run, const std::vector<StreamKey>& streams,
                               const std::string& word) {
   const auto prefix = word + ".";
-  const auto of_stream = [&](const studies::Stream& stream) {
+  const auto of_stream = [&](const StreamKey& stream) {
     StoredOptions options;
-    for (const auto& option :
-         run.database.ChartOptionsOf({stream.part, stream.process, stream.test})) {
+    for (const auto& option : run.database.ChartOptionsOf(stream)) {
       const auto name = option.key.substr(std::min(prefix.size(), option.key.size()));
       if (option.key.starts_with(prefix) && !run.arguments.Has({name.c_str()})) {
         options[name] = option.value;
@@ -89,9 +88,9 @@ StoredOptions StoredOptionsOf(const Analysis& run, const studies::StudyData& dat
     return options;
   };
   StoredOptions all;
-  for (const auto& stream : data.streams) {
+  for (const auto& stream : streams) {
     const auto options = of_stream(stream);
-    if (&stream == &data.streams.front()) all = options;
+    if (&stream == &streams.front()) all = options;
     if (options == all) continue;
     const auto& more = options.size() > all.size() ? options : all;
     const auto& other = &more == &all ? options : all;
@@ -103,6 +102,15 @@ StoredOptions StoredOptionsOf(const Analysis& run, const studies::StudyData& dat
                  " or select fewer");
   }
   return all;
+}
+
+StoredOptions StoredOptionsOf(const Analysis& run, const studies::StudyData& data,
+                              const std::string& word) {
+  std::vector<StreamKey> streams;
+  for (const auto& stream : data.streams) {
+    streams.push_back({stream.part, stream.process, stream.test});
+  }
+  return StoredOptionsOf(run, streams, word);
 }
 
 studies::StudyData StreamsOf(const Analysis& run, const studies::ReadOptions& options,

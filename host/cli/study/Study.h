@@ -15,6 +15,7 @@
 #include "engine/Studies.h"
 #include "host/cli/Analysis.h"
 #include "host/cli/Command.h"
+#include "host/cli/study/Signals.h"
 #include "host/render/study/StudyDocument.h"
 
 // What the commands "orvspc study WORD" have in common.
@@ -73,6 +74,8 @@ class StudyOptions {
 
 // Those of the study of that word that hold for all of the streams. Misuse where streams differ in
 // one that the command does not give.
+StoredOptions StoredOptionsOf(const Analysis& run, const std::vector<StreamKey>& streams,
+                              const std::string& word);
 StoredOptions StoredOptionsOf(const Analysis& run, const studies::StudyData& data,
                               const std::string& word);
 
@@ -158,7 +161,8 @@ int RunOnStreams(const Arguments& arguments, Console& console, Document document
     if (prepare) prepare(run, document);
     fill(document);
     if (read.bases) HideBases(document);
-    return {FormattedStudy(document, run, json, view), empty};
+    const int status = SignalStatus(arguments, empty, SignalsOfStreams(document));
+    return {FormattedStudy(document, run, json, view), empty, {}, status};
   });
 }
 

@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <cmath>
+#include <functional>
+#include <string>
+#include <vector>
 
 #include "host/cli/study/Study.h"
 #include "host/render/core/Numbers.h"
@@ -48,7 +52,10 @@ constexpr RealInside kMu1{{"mu1", "X", "of defects: as many a unit inspected"}, 
 constexpr RealInside kP1{{"p1", "P", "of defectives: the proportion"}, 0.0, 1.0, true, true};
 constexpr RealInside kDecisionOfCounts{kDecision, 0.0, 1000.0, true};
 constexpr RealInside kHeadStartOfCounts{kHeadStart, 0.0, 1000.0};
-constexpr Option kShared[] = {kStudyMax, kTarget, kSigma, kSided, kReset, kPhase, kAllPhases};
+// The chart word of single values with their moving ranges.
+constexpr std::int32_t kIndividuals = 0x330;
+constexpr Option kShared[] = {kStudyMax, kTarget, kSigma,     kSided,
+                              kReset,    kPhase,  kAllPhases, kSignalExit};
 
 // Sigmas of counts follow from their line.
 void NeedMeasured(const std::optional<double>& sigma, const studies::StudyData& data) {
@@ -69,6 +76,61 @@ void TakeCounts(const studies::StudyData& data, studies::AboutOptions& asked) {
                ", not " + render::Shortest(*asked.target));
 }
 
+bool IsOfSingles(const studies::Stream& stream) {
+  return std::ranges::all_of(stream.stretches, [](const studies::Stretch& stretch) {
+    return std::ranges::all_of(stretch.sizes, [](double size) { return size <= 1.0; });
+  });
+}
+
+// Beside streams of subgroups those of single values have no ranges inside subgroups: they are read
+// by themselves, so that their sigma is that of moving ranges.
+void ReadSinglesApart(const Analysis& run, studies::StudyData& data, std::vector<Note>& notes) {
+  const auto singles = std::ranges::count_if(data.streams, IsOfSingles);
+  const bool is_counted = !data.Empty() && !data.streams[0].stretches[0].counts.empty();
+  if (is_counted || singles == 0 || singles == std::ssize(data.streams)) return;
+  studies::ReadOptions read;
+  read.chart_word = kIndividuals;
+  std::vector<Note> of_singles;
+  const auto apart = StreamsOf(run, read, of_singles);
+  for (auto& stream : data.streams) {
+    if (!IsOfSingles(stream)) continue;
+    const auto found = std::ranges::find_if(apart.streams, [&](const studies::Stream& other) {
+      return other.part == stream.part && other.process == stream.process &&
+             other.test == stream.test;
+    });
+    if (found == apart.streams.end()) continue;
+    stream = *found;
+    const auto name = render::StreamName(run.names, stream.part, stream.process, stream.test);
+    std::erase_if(notes, [&](const Note& note) { return note.stream == name; });
+    for (const auto& note : of_singles) {
+      if (note.stream == name) notes.push_back(note);
+    }
+  }
+}
+
+// A study of measurements or counts whose options a database may have: take(options) resolves them.
+template <class Document>
+int RunWeighted(const Arguments& arguments, Console& console, const char* word,
+                std::string (*json)(const Document&, const render::Names&),
+                render::StudyView (*view)(const Document&, const render::Names&),
+                const std::function<void(StudyOptions&)>& take,
+                const std::function<void(Document&)>& fill) {
+  // What is misuse by the command alone is so without a database.
+  StudyOptions given(arguments);
+  take(given);
+  Document document;
+  document.head = {word, {}, {}, {}};
+  return RunOnStreams<Document>(
+      arguments, console, document, json, view, fill, {}, 0,
+      [&](const Analysis& run, Document& filled) {
+        StudyOptions options(arguments, StoredOptionsOf(run, filled.data, word));
+        take(options);
+        filled.head.options = options.Take();
+        ReadSinglesApart(run, filled.data, filled.head.notes);
+      },
+      StudiedTests::MeasuredElseCounted);
+}
+
 int RunEwma(const Arguments& arguments, Console& console) {
   studies::EwmaOptions asked;
   const auto take = [&](StudyOptions& options) {
@@ -83,14 +145,13 @@ int RunEwma(const Arguments& arguments, Console& console) {
     asked.reset = options.Get("Reset", kReset);
     if (asked.fir && !asked.exact) throw Misuse("--fir goes with --limits exact");
   };
-  return RunOnStreams<render::EwmaDocument>(
+  return RunWeighted<render::EwmaDocument>(
       arguments, console, "ewma", render::EwmaJson, render::MakeEwmaView, take,
       [&](render::EwmaDocument& filled) {
         NeedMeasured(asked.sigma, filled.data);
         TakeCounts(filled.data, asked);
         filled.Fill([&](const auto& stretch) { return studies::StudyEwma(stretch, asked); });
-      },
-      {}, StudiedTests::MeasuredElseCounted);
+      });
 }
 
 void NeedBelowH(const Arguments& arguments, double head_start, double h) {
@@ -163,14 +224,13 @@ int RunCusum(const Arguments& arguments, Console& console) {
     asked.reset = options.Get("Reset", kReset);
     NeedBelowH(arguments, asked.head_start, asked.h);
   };
-  return RunOnStreams<render::CusumDocument>(
+  return RunWeighted<render::CusumDocument>(
       arguments, console, "cusum", render::CusumJson, render::MakeCusumView, take,
       [&](render::CusumDocument& filled) {
         NeedMeasured(asked.sigma, filled.data);
         TakeCounts(filled.data, asked);
         filled.Fill([&](const auto& stretch) { return studies::StudyCusum(stretch, asked); });
-      },
-      {}, StudiedTests::MeasuredElseCounted);
+      });
 }
 
 }  // namespace
