@@ -88,9 +88,11 @@ int RunEwma(const Arguments& arguments, Console& console) {
       [&](render::EwmaDocument& filled) {
         NeedMeasured(asked.sigma, filled.data);
         TakeCounts(filled.data, asked);
-        filled.Fill([&](const auto& stretch) { return studies::StudyEwma(stretch, asked); });
+        filled.FillByLimits([&](const auto& stretch, const auto* limits_of) {
+          return studies::StudyEwma(stretch, asked, limits_of);
+        });
       },
-      {}, StudiedTests::MeasuredElseCounted);
+      {.bases = true}, StudiedTests::MeasuredElseCounted);
 }
 
 void NeedBelowH(const Arguments& arguments, double head_start, double h) {
@@ -132,6 +134,7 @@ int RunCountCusum(const Arguments& arguments, Console& console) {
   asked.reset = options.Get("Reset", kReset);
   studies::ReadOptions read;
   read.counts = true;
+  read.bases = true;
   render::CusumDocument document;
   document.head = {"cusum", options.Take(), {}, {}};
   return RunOnStreams<render::CusumDocument>(
@@ -139,7 +142,9 @@ int RunCountCusum(const Arguments& arguments, Console& console) {
       [&](render::CusumDocument& filled) {
         asked.counted = filled.data.counted;
         asked.scale = filled.data.scale;
-        filled.Fill([&](const auto& stretch) { return studies::StudyCountCusum(stretch, asked); });
+        filled.FillByLimits([&](const auto& stretch, const auto* limits_of) {
+          return studies::StudyCountCusum(stretch, asked, limits_of);
+        });
       },
       read, asked.defectives ? ttDefectives : ttDefects);
 }
@@ -168,9 +173,11 @@ int RunCusum(const Arguments& arguments, Console& console) {
       [&](render::CusumDocument& filled) {
         NeedMeasured(asked.sigma, filled.data);
         TakeCounts(filled.data, asked);
-        filled.Fill([&](const auto& stretch) { return studies::StudyCusum(stretch, asked); });
+        filled.FillByLimits([&](const auto& stretch, const auto* limits_of) {
+          return studies::StudyCusum(stretch, asked, limits_of);
+        });
       },
-      {}, StudiedTests::MeasuredElseCounted);
+      {.bases = true}, StudiedTests::MeasuredElseCounted);
 }
 
 }  // namespace
