@@ -29,7 +29,7 @@ endfunction()
 
 function(orvspc_test_program name label)
   set(timeout 300)
-  if(label STREQUAL slow)
+  if("${label}" STREQUAL "slow")  # in quotes: callers have a variable of that name
     set(timeout 1800)
   endif()
   cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})

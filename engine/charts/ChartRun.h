@@ -125,6 +125,15 @@ class ChartRun {
   struct Whole {
     std::int32_t start = 0, end = 0, phase = 0;
     auto operator<=>(const Whole&) const = default;
+
+    // The selection of these, by one that lacks them.
+    API_DSInfo SelectionFrom(API_DSInfo info) const {
+      info.Count = 0;
+      info.TimeType = drttStatic;
+      info.TimeStart = start;
+      info.TimeEnd = end;
+      return info;
+    }
   };
   // Those that the limits of a stretch are of where the run lacks them; null: it has them.
   const Whole* TakenFrom(std::size_t s) const {
@@ -254,11 +263,7 @@ class ChartRun {
   template <class Process>
   bool TakeLimits(std::size_t s, const API_DSInfo& info, const Whole& of, Process process) {
     const auto& stream = Streams()[s];
-    auto whole = info;
-    whole.Count = 0;
-    whole.TimeType = drttStatic;
-    whole.TimeStart = of.start;
-    whole.TimeEnd = of.end;
+    auto whole = of.SelectionFrom(info);
     Run run;
     run.completes_ = true;
     if (of.phase == 0) run.JoinPhases();

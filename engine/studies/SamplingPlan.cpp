@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <numbers>
+#include <queue>
 
 #include "engine/statistics/Distributions.h"
 #include "engine/studies/study_notes.h"
@@ -110,41 +111,47 @@ void AddRectified(PlanPoint& point, double inspected_if_accepted, const PlanOpti
   point.aoq = share * (point.accepted * lot - inspected_if_accepted) / lot;
 }
 
-// Nothing is left from where hardly a lot is taken. Below there is one top, of two samples perhaps
-// a second one.
-constexpr double kHardly = 1e-6;
-
-// point(d) of d bad units in a lot, which is taken the less often the more there are.
+// point(d) of d bad units in a lot. Of d units aoq is d / lot * kept(d), and kept falls: the more
+// bad units there are, the less often the lot is taken, by either sample. So between two numbers
+// none is above the greater one times what is kept at the smaller; where that may still be the
+// greatest, the middle is looked at. In lots of a billion units and more it is met to a billionth.
 template <class Point>
 OutgoingLimit GreatestOfLot(std::int64_t lot, Point point) {
-  std::int64_t best = 0;
+  constexpr double kRounding = 1e-10, kFine = 1e-9, kNothing = 1e-12;
+  struct Between {
+    double most;             // no aoq strictly between is above it
+    std::int64_t low, high;  // numbers of bad units
+    double kept;             // at the lower one
+    bool operator<(const Between& other) const { return most < other.most; }
+  };
+  const double size = static_cast<double>(lot);
   double greatest = 0.0;
+  std::int64_t at = 0;
   const auto look = [&](std::int64_t bad) {
     const double aoq = point(bad).aoq;
-    if (aoq > greatest) {
+    if (aoq > greatest || (aoq == greatest && bad < at)) {
       greatest = aoq;
-      best = bad;
+      at = bad;
     }
+    return aoq * size / static_cast<double>(bad);
   };
-  constexpr std::int64_t kLooks = 60;
-  std::int64_t end = lot;
-  for (std::int64_t low = 0; end - low > 1;) {
-    const auto middle = low + (end - low) / 2;
-    (point(middle).accepted > kHardly ? low : end) = middle;
+  std::priority_queue<Between> open;
+  const auto add = [&](std::int64_t low, std::int64_t high, double kept) {
+    const double most = kept * (1.0 + kRounding) * static_cast<double>(high - 1) / size;
+    if (high - low > 1) open.push({most, low, high, kept});
+  };
+  look(lot);
+  add(0, lot, 1.0);
+  while (!open.empty() && open.top().most > std::max(greatest, kNothing)) {
+    const auto [most, low, high, kept] = open.top();
+    open.pop();
+    if (static_cast<double>(high - low) <= kFine * static_cast<double>(high)) continue;
+    const auto middle = low + (high - low) / 2;
+    const double kept_there = look(middle);
+    add(low, middle, kept);
+    add(middle, high, kept_there);
   }
-  const auto step = std::max<std::int64_t>(1, end / kLooks);
-  for (std::int64_t bad = 0; bad <= end; bad += step) look(bad);
-  auto low = std::max<std::int64_t>(0, best - step), high = std::min(lot, best + step);
-  while (high - low > 2) {
-    const auto third = (high - low) / 3;
-    if (point(low + third).aoq >= point(high - third).aoq) {
-      high -= third;
-    } else {
-      low += third;
-    }
-  }
-  for (auto bad = low; bad <= high; ++bad) look(bad);
-  return {greatest, static_cast<double>(best) / static_cast<double>(lot)};
+  return {greatest, static_cast<double>(at) / size};
 }
 
 // The top of a curve that rises to it and falls after it.
@@ -181,7 +188,8 @@ OutgoingLimit Greatest(const Plan& plan, const PlanOptions& options) {
     });
   }
   const auto aoq = [&](double share) { return PointOf(plan, share, options).aoq; };
-  // Defects a unit may be more than one.
+  // Defects a unit may be more than one. Nothing is left from where hardly a lot is taken.
+  constexpr double kHardly = 1e-6;
   double end = 1.0;
   if (options.model == CountModel::Poisson) {
     while (PointOf(plan, end, options).accepted > kHardly) end *= 2.0;

@@ -63,15 +63,15 @@ void CheckAbout(const Stretch& stretch, const AboutOptions& options) {
 constexpr const char* kLineInForce = "line in force";
 
 // That of the newest point: given, the estimate of the stretch, or what a stored row of limits or
-// the phase before has. in_force: NaN without a point
-Figure FigureOf(const Stretch& stretch, const Estimate& estimate,
-                const std::optional<double>& given, double in_force) {
+// the phase before has. in_force: NaN without a point; basis: what the estimate is of
+Figure FigureOf(const Stretch& basis, const Estimate& estimate, const std::optional<double>& given,
+                double in_force) {
   constexpr double kSame = 1e-9;  // a sigma is divided by the root of a size, and times it
   if (given) return {*given, "given", kNaN, 0, 0};
   const bool is_own = std::isnan(in_force) ||
                       std::abs(in_force - estimate.value) <= kSame * std::abs(estimate.value);
   if (!is_own) return {in_force, kLineInForce, kNaN, 0, 0};
-  const auto left = std::isnan(estimate.value) ? 0 : LeftOut(stretch);
+  const auto left = std::isnan(estimate.value) ? 0 : LeftOut(basis);
   return {estimate.value, estimate.name, estimate.constant, estimate.used, left};
 }
 
@@ -86,25 +86,27 @@ double Newest(const Stretch& stretch, At at) {
 
 // The mean in the unit of the points. unit_of(i): what an estimated rate is multiplied by.
 template <class Centre, class UnitOf>
-Figure MeanInForce(const Stretch& stretch, const std::optional<double>& given, Centre centre,
-                   UnitOf unit_of) {
+Figure MeanInForce(const Stretch& stretch, const Stretch& basis, const std::optional<double>& given,
+                   Centre centre, UnitOf unit_of) {
   auto mean = stretch.mean;
   const double unit =
       Newest(stretch, [&](std::size_t i) { return std::isnan(centre(i)) ? kNaN : unit_of(i); });
   if (!std::isnan(unit)) mean.value *= unit;
-  return FigureOf(stretch, mean, given, Newest(stretch, centre));
+  return FigureOf(basis, mean, given, Newest(stretch, centre));
 }
 
 // Fills in what both studies share; false: there is too little for figures.
 template <class Study>
-bool Begin(const Stretch& stretch, const AboutOptions& options, Study& study) {
+bool Begin(const Stretch& stretch, const AboutOptions& options, const Stretch* limits_of,
+           Study& study) {
   CheckAbout(stretch, options);
   const About about{stretch, options};
   const bool is_counted = !stretch.counts.empty();  // its sigmas are of points
+  const auto& basis = limits_of == nullptr ? stretch : *limits_of;
   study.mean = MeanInForce(
-      stretch, options.target, [&](std::size_t i) { return about.Centre(i); },
+      stretch, basis, options.target, [&](std::size_t i) { return about.Centre(i); },
       [&](std::size_t i) { return is_counted ? about.UnitOf(i) : 1.0; });
-  study.sigma = FigureOf(stretch, stretch.sp, options.sigma, Newest(stretch, [&](std::size_t i) {
+  study.sigma = FigureOf(basis, stretch.sp, options.sigma, Newest(stretch, [&](std::size_t i) {
                            const double size = stretch.sizes.empty() ? 1.0 : stretch.sizes[i];
                            return is_counted ? kNaN : about.Sigma(i) * std::sqrt(size);
                          }));
@@ -214,7 +216,7 @@ double CountReference(double without, double with, double size, bool of_defectiv
 
 }  // namespace
 
-EwmaStudy StudyEwma(const Stretch& stretch, const EwmaOptions& options) {
+EwmaStudy StudyEwma(const Stretch& stretch, const EwmaOptions& options, const Stretch* limits_of) {
   Need(options.weight > 0.0 && options.weight <= 1.0, "weight must be above 0 and at most 1");
   Need(options.width > 0.0 && options.width <= 6.0, "width must be above 0 and at most 6");
   Need(!options.fir || (*options.fir > 0.0 && *options.fir < 1.0), "fir must lie between 0 and 1");
@@ -223,7 +225,7 @@ EwmaStudy StudyEwma(const Stretch& stretch, const EwmaOptions& options) {
   const auto count = stretch.points.size();
   const std::vector<double> none(count, kNaN);
   study.z = study.centre = study.upper = study.lower = none;
-  if (!Begin(stretch, options, study)) return study;
+  if (!Begin(stretch, options, limits_of, study)) return study;
 
   const About about{stretch, options};
   const double weight = options.weight, kept = 1.0 - weight;
@@ -268,7 +270,8 @@ EwmaStudy StudyEwma(const Stretch& stretch, const EwmaOptions& options) {
   return study;
 }
 
-CusumStudy StudyCusum(const Stretch& stretch, const CusumOptions& options) {
+CusumStudy StudyCusum(const Stretch& stretch, const CusumOptions& options,
+                      const Stretch* limits_of) {
   Need(options.k >= 0.0 && options.k <= 3.0, "k must be 0 to 3");
   Need(options.h > 0.0 && options.h <= 50.0, "h must be above 0 and at most 50");
   Need(options.head_start >= 0.0 && options.head_start < options.h,
@@ -276,7 +279,7 @@ CusumStudy StudyCusum(const Stretch& stretch, const CusumOptions& options) {
   CusumStudy study;
   const auto count = stretch.points.size();
   SetColumns(count, options.h, study);
-  if (!Begin(stretch, options, study)) return study;
+  if (!Begin(stretch, options, limits_of, study)) return study;
 
   const About about{stretch, options};
   Steps steps;
@@ -294,7 +297,8 @@ CusumStudy StudyCusum(const Stretch& stretch, const CusumOptions& options) {
   return study;
 }
 
-CusumStudy StudyCountCusum(const Stretch& stretch, const CountCusumOptions& options) {
+CusumStudy StudyCountCusum(const Stretch& stretch, const CountCusumOptions& options,
+                           const Stretch* limits_of) {
   const auto is_rate = [&](double rate) {
     return rate > 0.0 && std::isfinite(rate) && (!options.defectives || rate < 1.0);
   };
@@ -320,7 +324,8 @@ CusumStudy StudyCountCusum(const Stretch& stretch, const CountCusumOptions& opti
     return rate * options.scale * (options.counted ? stretch.sizes[i] : 1.0);
   };
   study.mean = MeanInForce(
-      stretch, options.target, [&](std::size_t i) { return stretch.centre[i]; },
+      stretch, limits_of == nullptr ? stretch : *limits_of, options.target,
+      [&](std::size_t i) { return stretch.centre[i]; },
       [&](std::size_t i) { return in_unit_of_points(1.0, i); });
   const bool is_known = options.target || study.mean.estimator == kLineInForce;
   const LeastAmounts least_points{is_known ? 1U : 2U, 20};

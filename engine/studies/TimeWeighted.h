@@ -51,9 +51,11 @@ struct EwmaStudy {
 // sqrt(p (1 - p) / n), of a rate u of n units sqrt(u / n), in the unit of the points.
 // z and v begin anew where another row of limits holds. A point that is not used is shown and then
 // forgotten; one without value leaves both as they are.
-// Throws std::invalid_argument for an option out of its range.
+// limits_of is the stretch that it has its estimates from, where that is another one: what it
+// leaves out counts as left out. Throws std::invalid_argument for an option out of its range.
 // Source   ISO 7870-6; Montgomery, ch. 9.2; fir: Steiner, J. Quality Technology 31 (1999)
-EwmaStudy StudyEwma(const Stretch& stretch, const EwmaOptions& options = {});
+EwmaStudy StudyEwma(const Stretch& stretch, const EwmaOptions& options = {},
+                    const Stretch* limits_of = nullptr);
 
 struct CusumOptions : AboutOptions {
   double k = 0.5;           // reference value in sigmas, 0 <= k <= 3
@@ -84,10 +86,11 @@ struct CusumStudy {
 // Two arms of y_i = (x_i - centre_i) / sigma_i:
 //   upper_i = max(0, upper_(i-1) + y_i - k), lower_i = max(0, lower_(i-1) - y_i - k)
 // A signal is an arm above h. The shift is taken to begin after the arm's last zero, N points
-// before, and the new mean is centre +- sigma (k + arm / N). Sigma of counts as above.
-// Throws std::invalid_argument for an option out of its range.
-// Source   ISO 7870-4; Montgomery, ch. 9.1
-CusumStudy StudyCusum(const Stretch& stretch, const CusumOptions& options = {});
+// before, and the new mean is centre +- sigma (k + arm / N). Sigma of counts and limits_of as
+// above. Throws std::invalid_argument for an option out of its range. Source   ISO 7870-4;
+// Montgomery, ch. 9.1
+CusumStudy StudyCusum(const Stretch& stretch, const CusumOptions& options = {},
+                      const Stretch* limits_of = nullptr);
 
 // Sums and reference values of counts are multiples of this, so that their chain has few states.
 inline constexpr double kCountStep = 0.25;
@@ -116,6 +119,7 @@ struct CountCusumOptions {
 // in the unit of the points.
 // Throws std::invalid_argument for an option out of its range.
 // Source   Lucas, Technometrics 27 (1985)
-CusumStudy StudyCountCusum(const Stretch& stretch, const CountCusumOptions& options);
+CusumStudy StudyCountCusum(const Stretch& stretch, const CountCusumOptions& options,
+                           const Stretch* limits_of = nullptr);
 
 }  // namespace orvspc::studies

@@ -356,7 +356,7 @@ JoinedTests ReadJoinedTests(platform::Database& database, const API_DSInfo& sele
         AddBases(
             run, read.data,
             [&](const charts::VariableRun::Whole& whole) {
-              auto of = SelectionOf(whole, selected);
+              auto of = whole.SelectionFrom(selected);
               const auto notes = store::NoteCount();
               charts::VariableRun other;
               auto base = ReadNumbered(*store, of, filter, whole.phase == 0, other);

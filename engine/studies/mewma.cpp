@@ -100,16 +100,9 @@ MewmaStudy StudyMewma(const Stretch& stretch, std::span<const std::string> varia
   } else {
     study.arl0 = options.h ? MeanRunLength(p, options.weight, study.h) : options.arl0;
   }
-  const bool is_own = limits_of == nullptr || limits_of == &stretch;
-  if (!is_own) CheckVectors(*limits_of, p, options);
-  const auto basis = BasisOf(is_own ? stretch : *limits_of, variables, options, study.notes);
-  study.estimates = basis.estimates;
-
   const CompleteVectors vectors(stretch, p);
+  const auto basis = BeginVectors(stretch, variables, options, limits_of, vectors, study);
   const auto count = vectors.Subgroups();
-  study.t2.assign(count, kNaN);
-  study.upper = study.sizes = study.t2;
-  study.signals.assign(count, 0);
   study.z.assign(count * p, kNaN);
   const double weight = options.weight, kept = 1.0 - weight;
   const double many = weight / (2.0 - weight) / MeanSize(stretch, vectors);

@@ -62,7 +62,7 @@ void AddBasesOf(const Run& run, store::Store& store, const API_DSInfo& selected,
   AddBases(
       run, data,
       [&](const typename Run::Whole& whole) {
-        auto info = SelectionOf(whole, selected);
+        auto info = whole.SelectionFrom(selected);
         auto how = options;
         how.bases = false;
         how.joins_phases = whole.phase == 0;

@@ -131,15 +131,4 @@ void AddBases(const Run& run, StudyData& data, Read read, Added added) {
   }
 }
 
-// The selection of such points. What is said of them is said of none that is shown.
-template <class Whole>
-API_DSInfo SelectionOf(const Whole& whole, const API_DSInfo& selected) {
-  auto info = selected;
-  info.Count = 0;
-  info.TimeType = drttStatic;
-  info.TimeStart = whole.start;
-  info.TimeEnd = whole.end;
-  return info;
-}
-
 }  // namespace orvspc::studies

@@ -130,15 +130,9 @@ T2Study StudyT2(const Stretch& stretch, std::span<const std::string> variables,
     study.alpha = -std::expm1(static_cast<double>(p) * std::log1p(-options.alpha));
   }
   const bool is_own = limits_of == nullptr || limits_of == &stretch;
-  if (!is_own) CheckVectors(*limits_of, p, options);
-  const auto basis = BasisOf(is_own ? stretch : *limits_of, variables, options, study.notes);
-  study.estimates = basis.estimates;
-
   const CompleteVectors vectors(stretch, p);
+  const auto basis = BeginVectors(stretch, variables, options, limits_of, vectors, study);
   const auto count = vectors.Subgroups();
-  study.t2.assign(count, kNaN);
-  study.upper = study.sizes = study.t2;
-  study.signals.assign(count, 0);
   study.means.reserve(count * p);
   study.terms.reserve(count * p);
   const std::vector<double> origin(p, 0.0);

@@ -54,6 +54,22 @@ struct VectorBasis {
 VectorBasis BasisOf(const Stretch& stretch, std::span<const std::string> variables,
                     const VectorOptions& options, std::vector<Note>& notes);
 
+// What both charts begin with: the estimates of the stretch, or of that which it has its limits
+// from, and columns without values. Throws std::invalid_argument.
+template <class Study>
+VectorBasis BeginVectors(const Stretch& stretch, std::span<const std::string> variables,
+                         const VectorOptions& options, const Stretch* limits_of,
+                         const CompleteVectors& vectors, Study& study) {
+  const bool is_own = limits_of == nullptr || limits_of == &stretch;
+  if (!is_own) CheckVectors(*limits_of, variables.size(), options);
+  auto basis = BasisOf(is_own ? stretch : *limits_of, variables, options, study.notes);
+  study.estimates = basis.estimates;
+  study.t2.assign(vectors.Subgroups(), platform::kNaN);
+  study.upper = study.sizes = study.t2;
+  study.signals.assign(vectors.Subgroups(), 0);
+  return basis;
+}
+
 engine::statistics::SquareMatrix AsMatrix(const std::vector<double>& cells);
 
 }  // namespace orvspc::studies

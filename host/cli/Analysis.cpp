@@ -104,15 +104,23 @@ struct Reason {
 };
 
 // "no data: 312 subgroups without --since 2030-01-01": how many there are without the condition;
-// where none is it alone, without as few as it takes. Empty where there are none even so.
+// where none is it alone, without as few as it takes. Empty where there are none even so. What is
+// damaged there counts as none, since nothing of it is shown; where it is all there is, it is
+// named.
 Reason WhyEmpty(const Analysis& run, const Number& maximum, const Countable& kind) {
-  const auto count = [&](const std::vector<std::string>& conditions) {
+  std::string damage;
+  const auto count = [&](const std::vector<std::string>& conditions) -> std::int32_t {
     const auto arguments = Without(run.arguments, conditions);
     const auto all = MakeSelection(arguments, maximum, run.database);
     IncludeTests(*all, arguments.Has(kTestType) == run.arguments.Has(kTestType)
                            ? IncludedTests(*run.select)
                            : kAllTests);
-    return kind.count(run.database, all, kCounted);
+    try {
+      return kind.count(run.database, all, kCounted);
+    } catch (const Refusal& failure) {
+      damage = failure.what();
+      return 0;
+    }
   };
   std::vector<std::string> found, texts;
   for (const auto& condition : ConditionsOf(run.arguments)) {
@@ -132,6 +140,8 @@ Reason WhyEmpty(const Analysis& run, const Number& maximum, const Countable& kin
     conditions = needed.size();
     found.push_back(CountText(count(needed), kind) + " without " + render::Joined(needed, " and "));
   }
+  if (found.empty() && !damage.empty())
+    return {SIZE_MAX, "no data; what there is without a condition is not known: " + damage};
   return {conditions, found.empty() ? "" : "no data: " + render::Joined(found, ", ")};
 }
 

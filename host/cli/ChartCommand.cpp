@@ -154,13 +154,17 @@ std::shared_ptr<DataSelect> NamedStreams(const Analysis& run) {
   return select;
 }
 
-// Whether these have data for the chart at all.
+// Whether these have data for the chart at all. Those that are damaged are data, too.
 bool HasStreams(const Analysis& run) {
   const auto select = NamedStreams(run);
   select->MaximumItems(1);
-  return Checked(run.database, [&](const auto& open) {
-    return select->GetSubgroupData(open)->TotalSubgroups() > 0;
-  });
+  try {
+    return Checked(run.database, [&](const auto& open) {
+      return select->GetSubgroupData(open)->TotalSubgroups() > 0;
+    });
+  } catch (const Refusal&) {
+    return true;
+  }
 }
 
 // One of the newest subgroup of which a chart takes none; where other conditions left none, and
@@ -219,11 +223,23 @@ std::string TestNames(const std::vector<ListedItem>& tests) {
   return render::Joined(names, ", ");
 }
 
+// Tests of these types for a note. Where other subgroups than those shown are damaged, the note
+// says so, and there are none: the chart is whole.
+std::vector<ListedItem> NotedTests(const Analysis& run, std::int32_t types, const char* code,
+                                   std::vector<Note>& notes) {
+  try {
+    return TestsOf(run, *run.select, types, kNoted);
+  } catch (const Refusal& failure) {
+    notes.push_back({code, std::string("other tests are not known: ") + failure.what(), ""});
+    return {};
+  }
+}
+
 // "defectives on a chart of defects, whose limits know no upper end: Leaks; see --graph1 p"
 void NoteDefectives(const Analysis& run, const CCProcessing& processing, std::vector<Note>& notes) {
   constexpr std::int32_t kOfDefects[] = {ccGraph1C, ccGraph1U, ccGraph1Dpto, ccGraph1Dpmo};
   if (std::ranges::find(kOfDefects, processing.Graph1Type()) == std::end(kOfDefects)) return;
-  const auto tests = TestsOf(run, *run.select, ttDefectives, kNoted);
+  const auto tests = NotedTests(run, ttDefectives, "defectives-as-defects", notes);
   if (tests.empty()) return;
   notes.push_back({"defectives-as-defects",
                    "defectives on a chart of defects, whose limits know no upper end: " +
@@ -233,7 +249,8 @@ void NoteDefectives(const Analysis& run, const CCProcessing& processing, std::ve
 
 // "Leaks counts defectives and is not on this chart; --test Leaks draws it"
 void NoteLeftOut(const Analysis& run, std::vector<Note>& notes) {
-  const auto tests = TestsOf(run, *run.select, kAllTests & ~IncludedTests(*run.select), kNoted);
+  const auto types = kAllTests & ~IncludedTests(*run.select);
+  const auto tests = NotedTests(run, types, "left-out", notes);
   if (tests.empty()) return;
   std::string text = TestNames(tests);
   if (tests.size() > 1) {

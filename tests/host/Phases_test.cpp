@@ -147,6 +147,33 @@ TEST(PhasePicture, LimitsAreLabelledInsideTheirPhaseAndOverlapNothing) {
   EXPECT_EQ(std::ranges::count(labels, "UCL 13.80", &TextShape::text), 2) << "B and D";
 }
 
+// The upper limit of phase B is 13.80 up to its middle and 13.40 from there; that of C begins at
+// 13.20 and is 13.00 at its end, at the right edge.
+TEST(PhasePicture, EachLevelOfALimitIsLabelledOnceWhereItIsDrawn) {
+  auto view = PhasedView(60, 3);
+  auto& upper = view.graphs[0].limits.upper;
+  for (std::size_t i = 30; i < 40; ++i) upper[i] = 13.4;
+  for (std::size_t i = 40; i < 50; ++i) upper[i] = 13.2;
+  const auto scene = ChartScene(view);
+  const auto borders = BordersOf(scene);
+  ASSERT_EQ(borders.size(), 2U);
+  const double half = (borders[1] - borders[0]) / 2.0;
+  const struct {
+    const char* text;
+    double from, to;
+  } rows[] = {{"UCL 13.80", borders[0], borders[0] + half},
+              {"UCL 13.40", borders[0] + half, borders[1]},
+              {"UCL 13.20", borders[1], borders[1] + half}};
+  const auto labels = ShapesOf<TextShape>(scene, "s ll");
+  for (const auto& row : rows) {
+    ASSERT_EQ(std::ranges::count(labels, row.text, &TextShape::text), 1) << row.text;
+    const auto label = *std::ranges::find(labels, row.text, &TextShape::text);
+    EXPECT_GT(label.x, row.from) << row.text;
+    EXPECT_LT(label.x + kDigit * 9.0, row.to) << row.text;
+  }
+  EXPECT_EQ(std::ranges::count(labels, "UCL 13.00", &TextShape::text), 1) << "of phase A";
+}
+
 TEST(PhasePicture, AboveSixPhasesTheLimitsAreListedBelow) {
   const auto scene = ChartScene(PhasedView(70, 7));
   EXPECT_TRUE(ShapesOf<TextShape>(scene, "s ll").empty());

@@ -169,6 +169,49 @@ TEST_F(Program, TheNewestAreDrawnAlsoWhereOlderOnesAreDamaged) {
       << stored.err;
 }
 
+// Notes look at other subgroups than those shown.
+TEST_F(Program, AnalysesOfOtherStreamsAreWholeBesideDamage) {
+  std::string values = "part,process,test,subgroup,time,value\n";
+  std::string counts = "part,process,test,subgroup,time,count,size,test-type\n";
+  for (int i = 0; i < 1500; ++i) {
+    const auto at = std::to_string(i) + "," + platform::IsoText(1'709'280'000 + 60 * i) + "Z,";
+    values += "Bolt,Lathe,Length," + at + std::to_string(i % 7) + "\n";
+    counts += "Bolt,Lathe,Scrap," + at + std::to_string(i % 3) + ",50,defectives\n";
+  }
+  Write("v.csv", values);
+  Write("c.csv", counts);
+  Write("r.csv", "name,part,process,test,kind,n,minutes\nR,Bolt,Lathe,Length,interval,1,60\n");
+  ASSERT_EQ(Run("import v.csv --db q.db").status, 0);
+  ASSERT_EQ(Run("import c.csv --db q.db").status, 0);
+  ASSERT_EQ(Run("import r.csv --kind requirements --db q.db").status, 0);
+  const std::string length = " --db q.db --test Length --format json",
+                    later = " --since 2030-01-01", march = " --since 2024-03-01 --until 2024-03-03";
+  const auto samples = Run("compliance" + length + march), states = Run("states" + length + march);
+  tests::ChangeRows(folder_.Store("q.db"),
+                    "UPDATE measurement_chunk SET packed = zeroblob(64) WHERE stream IN (SELECT "
+                    "s.id FROM stream s JOIN test t ON t.id = s.test WHERE t.name = 'Scrap')");
+  EXPECT_EQ(Run("chart --db q.db --test Scrap --graph1 p").status, 1);
+  EXPECT_EQ(Run("compliance" + length + march).out, samples.out);
+  EXPECT_EQ(Run("states" + length + march).out, states.out);
+  const auto chart = Run("chart --db q.db --format json");
+  EXPECT_EQ(chart.status, 0) << chart.err;
+  const auto notes = ParseJson(chart.out).At("Notes").elements;
+  EXPECT_EQ(std::ranges::count_if(
+                notes,
+                [](const ParsedJson& note) {
+                  return note.At("Code").text == "left-out" &&
+                         note.At("Text").text.starts_with(
+                             "other tests are not known: The values of Bolt / Lathe / Scrap");
+                }),
+            1)
+      << chart.out.substr(chart.out.rfind("Notes"));
+  // Of nothing: how many there are without a condition is a note as well.
+  for (const std::string command : {"states", "compliance", "chart"}) {
+    const auto empty = Run(command + length + later);
+    EXPECT_EQ(empty.status, 0) << command << empty.err;
+  }
+}
+
 // Whichever command opens the file first says so, once.
 TEST_F(Program, AFileThatIsBroughtForwardIsNoted) {
   Import();

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -272,6 +274,20 @@ TEST_F(RareEventStudies, RunningTimeTakesOneProcessAndItsStates) {
   for (const auto& note : oven["Notes"]) is_noted = is_noted || note["Code"] == "no-state-log";
   EXPECT_TRUE(is_noted);
   Refused("t --db q.db --event Fire", 1, "no event-name is called \"Fire\"");
+}
+
+// Units 1 to 4 are bad: three times nothing lies between, and the last two of these have one
+// before.
+TEST_F(RareEventStudies, TwoZerosInARowAreListedAmongTheSignals) {
+  ImportUnits({true, true, true, true, false, true, false, false, true, false, false, false, true});
+  const auto json = Json("g --db q.db");
+  const auto& phase = json["Streams"][0]["Phases"][0];
+  int zeros = 0;
+  for (const auto& each : phase["Zeros"]) zeros += each.get<int>();
+  EXPECT_EQ(zeros, 2);
+  const auto text = Run("study g --db q.db").out;
+  const std::regex row("0 +two zeros in a row");
+  EXPECT_EQ(std::distance(std::sregex_iterator(text.begin(), text.end(), row), {}), zeros) << text;
 }
 
 TEST_F(RareEventStudies, EveryFormatAndAnEmptySelection) {

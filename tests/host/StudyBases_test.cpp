@@ -91,6 +91,24 @@ TEST_F(StudyBases, AFrozenPhaseKeepsItsLimitsWhereItsFirstPointsAreNotShown) {
   ExpectTheSame(1);
 }
 
+// Of 96 subgroups all but the first 72, though only the last day is shown.
+TEST_F(StudyBases, WhatAFrozenPhaseLeavesOutIsTheSameWhereItsFirstPointsAreNotShown) {
+  AddPhase("--freeze-after 72");
+  for (const std::string study : {"ewma", "cusum"}) {
+    for (const std::string options : {"", " --since 2024-01-04", " --max 24"}) {
+      const auto outcome =
+          Run("study " + study + " --part A --test X --db q.db --format json" + options);
+      EXPECT_EQ(outcome.status, 0) << outcome.err;
+      const auto json = ParseJson(outcome.out);
+      const auto& phases = json.At("Streams[0].Phases").elements;
+      ASSERT_EQ(phases.size(), 1U) << study << options;
+      EXPECT_EQ(phases[0].At("Mean.Used").number, 72.0) << study << options;
+      EXPECT_EQ(phases[0].At("Mean.Left").number, 24.0) << study << options;
+      EXPECT_EQ(phases[0].At("Sigma.Left").number, 24.0) << study << options;
+    }
+  }
+}
+
 TEST_F(StudyBases, AfterAPhaseItsLimitsHoldThoughItIsNotShown) {
   AddPhase("--end 2024-01-04");
   ExpectTheSame(2);

@@ -42,13 +42,9 @@ int RunLaney(const Arguments& arguments, Console& console) {
       [&](render::LaneyDocument& filled) {
         auto of_data = asked;
         if (filled.data.defectives) of_data.most = filled.data.scale;
-        for (const auto& stream : filled.data.streams) {
-          auto& row = filled.studies.emplace_back();
-          for (const auto& stretch : stream.stretches) {
-            row.push_back(
-                studies::StudyLaney(stretch, of_data, &stream.stretches[stretch.limits_of]));
-          }
-        }
+        filled.FillByLimits([&](const auto& stretch, const auto* limits_of) {
+          return studies::StudyLaney(stretch, of_data, limits_of);
+        });
       },
       read, 0, prepare);
 }

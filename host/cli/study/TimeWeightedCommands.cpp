@@ -90,6 +90,7 @@ void ReadSinglesApart(const Analysis& run, studies::StudyData& data, std::vector
   if (is_counted || singles == 0 || singles == std::ssize(data.streams)) return;
   studies::ReadOptions read;
   read.chart_word = kIndividuals;
+  read.bases = true;
   std::vector<Note> of_singles;
   const auto apart = StreamsOf(run, read, of_singles);
   for (auto& stream : data.streams) {
@@ -121,7 +122,7 @@ int RunWeighted(const Arguments& arguments, Console& console, const char* word,
   Document document;
   document.head = {word, {}, {}, {}};
   return RunOnStreams<Document>(
-      arguments, console, document, json, view, fill, {}, 0,
+      arguments, console, document, json, view, fill, {.bases = true}, 0,
       [&](const Analysis& run, Document& filled) {
         StudyOptions options(arguments, StoredOptionsOf(run, filled.data, word));
         take(options);
@@ -150,7 +151,9 @@ int RunEwma(const Arguments& arguments, Console& console) {
       [&](render::EwmaDocument& filled) {
         NeedMeasured(asked.sigma, filled.data);
         TakeCounts(filled.data, asked);
-        filled.Fill([&](const auto& stretch) { return studies::StudyEwma(stretch, asked); });
+        filled.FillByLimits([&](const auto& stretch, const auto* limits_of) {
+          return studies::StudyEwma(stretch, asked, limits_of);
+        });
       });
 }
 
@@ -193,6 +196,7 @@ int RunCountCusum(const Arguments& arguments, Console& console) {
   asked.reset = options.Get("Reset", kReset);
   studies::ReadOptions read;
   read.counts = true;
+  read.bases = true;
   render::CusumDocument document;
   document.head = {"cusum", options.Take(), {}, {}};
   return RunOnStreams<render::CusumDocument>(
@@ -200,7 +204,9 @@ int RunCountCusum(const Arguments& arguments, Console& console) {
       [&](render::CusumDocument& filled) {
         asked.counted = filled.data.counted;
         asked.scale = filled.data.scale;
-        filled.Fill([&](const auto& stretch) { return studies::StudyCountCusum(stretch, asked); });
+        filled.FillByLimits([&](const auto& stretch, const auto* limits_of) {
+          return studies::StudyCountCusum(stretch, asked, limits_of);
+        });
       },
       read, asked.defectives ? ttDefectives : ttDefects);
 }
@@ -229,7 +235,9 @@ int RunCusum(const Arguments& arguments, Console& console) {
       [&](render::CusumDocument& filled) {
         NeedMeasured(asked.sigma, filled.data);
         TakeCounts(filled.data, asked);
-        filled.Fill([&](const auto& stretch) { return studies::StudyCusum(stretch, asked); });
+        filled.FillByLimits([&](const auto& stretch, const auto* limits_of) {
+          return studies::StudyCusum(stretch, asked, limits_of);
+        });
       });
 }
 

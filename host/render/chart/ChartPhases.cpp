@@ -15,7 +15,7 @@ namespace orvspc::render {
 
 namespace {
 
-constexpr double kLabelHeight = 9.5;
+constexpr double kLabelHeight = 9.5, kGap = 3.0;
 
 bool SameStream(const StreamReport& a, const StreamReport& b) {
   return a.part == b.part && a.process == b.process && a.test == b.test;
@@ -36,8 +36,65 @@ std::vector<NamedLimit> LimitsOf(const GraphView& graph) {
       {"#LCL", &graph.limits.lower}, {"#CL", &graph.limits.centre}, {"#UCL", &graph.limits.upper}};
 }
 
-// Whether a level line at y runs through a box.
-bool Strikes(double y, const Box& box) { return y > box.top - 1.0 && y < box.bottom + 1.0; }
+// Points of a phase, from the first to the last, at which a line has one value as it is written.
+struct Level {
+  std::size_t first = 0, last = 0;
+  std::string text;  // "UCL 12.30"
+};
+
+// Those of a line that are as wide as their text and more, each text once.
+std::vector<Level> LevelsOf(const ChartView& view, std::size_t phase, const NamedLine& line,
+                            const GraphView& graph, double place_width) {
+  const auto& of = view.phases[phase];
+  const double unit = std::pow(10.0, -graph.decimals);
+  const auto text_of = [&](double value) {
+    return std::string(line.name) + " " + LineText(line, value, graph);
+  };
+  const auto is_same = [&](double a, double b) {
+    return a == b || (std::abs(a - b) < unit && text_of(a) == text_of(b));
+  };
+  std::vector<Level> levels;
+  double value = kNaN;
+  std::size_t first = 0, last = 0;
+  const auto end = [&] {
+    if (std::isnan(value)) return;
+    const double width = place_width * static_cast<double>(last - first + 1);
+    if (width < kDigit * 5.0) return;  // no room for any number
+    auto text = text_of(value);
+    if (width < kDigit * static_cast<double>(Width(text)) + 2.0 * kGap) return;
+    if (std::ranges::find(levels, text, &Level::text) != levels.end()) return;
+    levels.push_back({first, last, std::move(text)});
+  };
+  for (std::size_t i = of.first; i <= of.last && i < line.values.size(); ++i) {
+    if (view.PhaseOf(i) != static_cast<std::int32_t>(phase) || !std::isfinite(line.values[i]))
+      continue;
+    if (!is_same(value, line.values[i])) {
+      end();
+      value = line.values[i];
+      first = i;
+    }
+    last = i;
+  }
+  end();
+  return levels;
+}
+
+// Whether a line, which steps from point to point, runs through a box.
+bool Strikes(const std::vector<double>& values, const Box& box, const Layout& layout,
+             const Panel& panel) {
+  const auto point_at = [&](double x) {
+    const double place = std::floor((x - layout.left) / layout.PlaceWidth());
+    return static_cast<std::size_t>(std::max(place, 0.0));
+  };
+  double before = kNaN;
+  for (auto i = point_at(box.left); i <= point_at(box.right) && i < values.size(); ++i) {
+    const double y = std::isfinite(values[i]) ? panel.Y(values[i]) : kNaN;
+    const double from = std::isnan(before) ? y : before;
+    if (std::min(from, y) < box.bottom + 1.0 && std::max(from, y) > box.top - 1.0) return true;
+    before = y;
+  }
+  return false;
+}
 
 bool Crosses(const Polyline& line, const Box& box) {
   for (std::size_t i = 1; i < line.size(); ++i) {
@@ -127,58 +184,60 @@ PhaseLabels PlacePhaseLabels(const ChartView& view, const GraphView& graph,
   placed.all =
       view.phases.size() <= kLabelledPhases && view.stream_views.size() <= 1 && view.groups.empty();
   if (!placed.all) return placed;
-  constexpr double kGap = 3.0, kRadius = 4.5, kStep = 12.0;
-  for (std::size_t p = 0; p + 1 < view.phases.size(); ++p) {
-    const auto& phase = view.phases[p];
-    const double half = layout.PlaceWidth() / 2.0;
-    const double left = layout.X(places[phase.first]) - half + kGap;
-    const double right = layout.X(places[phase.last]) + half - kGap;
-    std::vector<double> levels;
-    for (const auto& line : LinesOf(graph)) {
-      const auto at = NewestIn(view, p, line.values);
-      if (at) levels.push_back(panel.Y(line.values[*at]));
-    }
-    for (const auto& limit : LinesOf(graph)) {
+  constexpr double kRadius = 4.5, kStep = 12.0;
+  const auto all_lines = LinesOf(graph);
+  for (std::size_t p = 0; p < view.phases.size(); ++p) {
+    const bool is_last = p + 1 == view.phases.size();
+    for (const auto& limit : all_lines) {
       if (limit.specification) continue;
       const auto newest = NewestIn(view, p, limit.values);
       if (!newest) continue;
-      const double value = limit.values[*newest], y = panel.Y(value);
-      const std::string text = std::string(limit.name) + " " + LineText(limit, value, graph);
-      const double width = kDigit * static_cast<double>(Width(text));
-      const bool centre = &limit.values == &graph.limits.centre;
-      std::optional<Box> found;
-      const auto free = [&](const Box& box) {
-        const bool inside = box.left >= left && box.right <= right && box.top > panel.top + 1.0 &&
-                            box.bottom < panel.bottom - 1.0;
-        const auto meets_point = [&](const auto& point) {
-          return point.first > box.left - kRadius && point.first < box.right + kRadius &&
-                 point.second > box.top - kRadius && point.second < box.bottom + kRadius;
+      const auto newest_text =
+          std::string(limit.name) + " " + LineText(limit, limit.values[*newest], graph);
+      bool has_newest = is_last;  // at the right edge
+      for (const auto& level : LevelsOf(view, p, limit, graph, layout.PlaceWidth())) {
+        const bool is_newest = level.text == newest_text;
+        if (is_last && is_newest) continue;
+        const double half = layout.PlaceWidth() / 2.0, y = panel.Y(limit.values[level.first]);
+        const double left = layout.X(places[level.first]) - half + kGap;
+        const double right = layout.X(places[level.last]) + half - kGap;
+        const double width = kDigit * static_cast<double>(Width(level.text));
+        const auto free = [&](const Box& box) {
+          const bool inside = box.left >= left && box.right <= right && box.top > panel.top + 1.0 &&
+                              box.bottom < panel.bottom - 1.0;
+          const auto meets_point = [&](const auto& point) {
+            return point.first > box.left - kRadius && point.first < box.right + kRadius &&
+                   point.second > box.top - kRadius && point.second < box.bottom + kRadius;
+          };
+          const auto meets = [&](const Box& other) { return box.Meets(other); };
+          const auto strikes = [&](const NamedLine& line) {
+            return Strikes(line.values, box, layout, panel);
+          };
+          const auto crosses = [&](const Polyline& line) { return Crosses(line, box); };
+          return inside && std::ranges::none_of(taken, meets) &&
+                 std::ranges::none_of(all_lines, strikes) &&
+                 std::ranges::none_of(points, meets_point) && std::ranges::none_of(lines, crosses);
         };
-        const auto meets = [&](const Box& other) { return box.Meets(other); };
-        const auto strikes = [&](double level) { return Strikes(level, box); };
-        const auto crosses = [&](const Polyline& line) { return Crosses(line, box); };
-        return inside && std::ranges::none_of(taken, meets) &&
-               std::ranges::none_of(levels, strikes) && std::ranges::none_of(points, meets_point) &&
-               std::ranges::none_of(lines, crosses);
-      };
-      // Limits outside of the points have more room beyond them than between.
-      const bool above_first = &limit.values != &graph.limits.lower;
-      const double room = right - left - width;
-      const double steps = std::max(1.0, std::floor(room / kStep));
-      for (const bool above : {above_first, !above_first}) {
-        const double top = above ? y - kGap - kLabelHeight : y + kGap;
-        for (double s = 0.0; !found && s <= steps; ++s) {
-          const double x = left + room * s / steps;
-          const Box box{x, top, x + width, top + kLabelHeight};
-          if (free(box)) found = box;
+        // Limits outside of the points have more room beyond them than between.
+        const bool above_first = &limit.values != &graph.limits.lower;
+        const double room = right - left - width;
+        const double steps = std::max(1.0, std::floor(room / kStep));
+        std::optional<Box> found;
+        for (const bool above : {above_first, !above_first}) {
+          const double top = above ? y - kGap - kLabelHeight : y + kGap;
+          for (double s = 0.0; !found && s <= steps; ++s) {
+            const double x = left + room * s / steps;
+            const Box box{x, top, x + width, top + kLabelHeight};
+            if (free(box)) found = box;
+          }
         }
+        if (!found) continue;
+        has_newest = has_newest || is_newest;
+        taken.push_back(*found);
+        const bool centre = &limit.values == &graph.limits.centre;
+        placed.labels.push_back({*found, level.text, centre ? "s" : "s ll"});
       }
-      if (!found) {
-        placed.all = false;
-        continue;
-      }
-      taken.push_back(*found);
-      placed.labels.push_back({*found, text, centre ? "s" : "s ll"});
+      if (!has_newest) placed.all = false;
     }
   }
   return placed;

@@ -34,11 +34,11 @@ struct PhaseLabel {
 };
 struct PhaseLabels {
   std::vector<PhaseLabel> labels;
-  bool all = true;  // each limit has its label, here or at the right edge
+  bool all = true;  // each newest limit of a phase has its label, here or at the right edge
 };
-// Those of one graph that find room: inside their phase, off the points (sorted by x), the lines
-// and what is taken already, to which they are added. The limits of the last phase of a single
-// stream stand at the right edge.
+// Those of one graph that find room: each value of a limit once in a phase, where it begins or
+// further on at its level, off the points (sorted by x), the lines and what is taken already, to
+// which they are added. The newest limits of the last phase are at the right edge.
 PhaseLabels PlacePhaseLabels(const ChartView& view, const GraphView& graph,
                              const std::vector<std::size_t>& places, std::vector<Box>& taken,
                              const std::vector<std::pair<double, double>>& points,

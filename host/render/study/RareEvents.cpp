@@ -144,6 +144,24 @@ Rows RowsOf(const studies::TStudy& study) {
           {"scale", Significant(study.scale.value, 6)}};
 }
 
+bool IsSecondZero(const studies::GStudy& study, std::size_t i) { return study.zeros[i] != 0; }
+bool IsSecondZero(const studies::TStudy&, std::size_t) { return false; }
+
+// One row a signal, after these cells.
+template <class Study>
+void AddSignals(Rows& rows, const std::vector<std::string>& cells, double value, const Study& study,
+                std::size_t i) {
+  const auto add = [&](const std::string& rule) {
+    auto& row = rows.emplace_back(cells);
+    row.push_back(Significant(value, 7));
+    row.push_back(rule);
+  };
+  for (auto bits = study.marks[i]; bits != 0; bits &= bits - 1) {
+    add(std::to_string(std::countr_zero(bits)));
+  }
+  if (IsSecondZero(study, i)) add("two zeros in a row");
+}
+
 std::string OpenText(const studies::GapStudy& study) {
   if (!study.open) return {};
   return Significant(*study.open, 7) + (study.overdue ? ", overdue" : "");
@@ -175,10 +193,7 @@ StudyView ViewOf(const GapDocument<Study>& document, const std::string& title) {
   view.tables.push_back(std::move(table));
   Table signals{"Signals", {"event", "#value", "#rule"}, {}};
   for (std::size_t i = 0; i < document.points.size(); ++i) {
-    for (auto bits = study.marks[i]; bits != 0; bits &= bits - 1) {
-      signals.rows.push_back(
-          {names[i], Significant(document.points[i], 7), std::to_string(std::countr_zero(bits))});
-    }
+    AddSignals(signals.rows, {names[i]}, document.points[i], study, i);
   }
   view.tables.push_back(std::move(signals));
   return view;
@@ -236,11 +251,7 @@ StudyView MakeGStreamsView(const GStreamsDocument& document, const Names& names)
                             Significant(study.centre, 6), Significant(study.upper, 6),
                             Significant(study.lower, 6), OpenText(study)});
       for (std::size_t i = 0; i < stretch.points.size(); ++i) {
-        for (auto bits = study.marks[i]; bits != 0; bits &= bits - 1) {
-          signals.rows.push_back({name, IsoTime(stretch.times[i]),
-                                  Significant(stretch.points[i], 7),
-                                  std::to_string(std::countr_zero(bits))});
-        }
+        AddSignals(signals.rows, {name, IsoTime(stretch.times[i])}, stretch.points[i], study, i);
       }
     }
   }

@@ -53,6 +53,16 @@ struct StreamStudies {
       for (const auto& stretch : stream.stretches) row.push_back(make(stretch));
     }
   }
+  // make(stretch, limits_of): also by the stretch that it has its limits from.
+  template <class Make>
+  void FillByLimits(Make make) {
+    for (const auto& stream : data.streams) {
+      auto& row = studies.emplace_back();
+      for (const auto& stretch : stream.stretches) {
+        row.push_back(make(stretch, &stream.stretches[stretch.limits_of]));
+      }
+    }
+  }
 };
 
 // Calls visit(stream, stretch, study) for each.

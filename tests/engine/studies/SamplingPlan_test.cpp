@@ -205,6 +205,17 @@ TEST(OutgoingLimitOf, OfADoublePlanOfASmallLotIsTheGreatestOfAllItsShares) {
   }
 }
 
+// Recomputed with all numbers of bad units up to 1100: the top of the second sample is narrow, and
+// higher than that of the first, 0.0179206547 at 952.
+TEST(OutgoingLimitOf, OfADoublePlanOfALotIsTheHigherOfItsTops) {
+  const DoublePlan plan{20, 0, 8, 1500, 34};
+  const PlanOptions options{CountModel::Hypergeometric, 20000};
+  const auto limit = OutgoingLimitOf(plan, options);
+  EXPECT_NEAR(limit.aoql, 0.018040676659276937, 1e-9);
+  EXPECT_DOUBLE_EQ(limit.at, 423.0 / 20000.0);
+  EXPECT_GT(limit.aoql, PointOf(plan, 952.0 / 20000.0, options).aoq);
+}
+
 // Recomputed by a fine grid of sums of Poisson terms, and a search by thirds about its best.
 TEST(OutgoingLimitOf, OfDefectsMayLieAboveOneAUnit) {
   const PlanOptions options{CountModel::Poisson, {}};
