@@ -102,7 +102,8 @@ struct LimitProposal {
 
 struct LimitApproval {
   std::optional<std::int32_t> effective;  // from when it holds; empty: as proposed
-  std::string new_phase = {};             // name of a phase that begins there; empty: none
+  std::string new_phase = {};             // name of a phase that begins there; empty: none, or
+                                         // "limits ID" where the policy of the row begins one
   bool force = false;                     // also with too few subgroups for its policy
 };
 
@@ -167,18 +168,22 @@ struct LimitComparison {
 struct BaselinePreset {
   std::string_view word;
   std::int32_t run, minimum;
+  bool begins_phase;  // with the first point of the run, once its limits are approved
 };
 inline constexpr BaselinePreset kBaselinePresets[] = {
-    {"off", 0, 0}, {"public-health", 8, 12}, {"shewhart", 9, 20}};
+    {"off", 0, 0, false}, {"public-health", 8, 12, true}, {"shewhart", 9, 20, false}};
 
-// The subgroups that the policy asks for, whose word begins the rule of a row of limits; 0: of no
-// policy.
-constexpr std::int32_t MinimumOf(std::string_view rule) {
+// The policy whose word begins the rule of a row of limits; that of none is "off".
+constexpr const BaselinePreset& PresetOf(std::string_view rule) {
   const auto word = rule.substr(0, rule.find(':'));
   for (const auto& preset : kBaselinePresets) {
-    if (preset.word == word) return preset.minimum;
+    if (preset.word == word) return preset;
   }
-  return 0;
+  return kBaselinePresets[0];
+}
+// The subgroups that the policy of a row asks for; 0: of no policy.
+constexpr std::int32_t MinimumOf(std::string_view rule) {
+  return PresetOf(rule).minimum;
 }
 
 struct BaselinePolicy {

@@ -201,7 +201,7 @@ TEST_F(Program, AnalysesOfOtherStreamsAreWholeBesideDamage) {
                 [](const ParsedJson& note) {
                   return note.At("Code").text == "left-out" &&
                          note.At("Text").text.starts_with(
-                             "other tests are not known: The values of Bolt / Lathe / Scrap");
+                             "other tests are not known: q.db: The values of Bolt / Lathe / Scrap");
                 }),
             1)
       << chart.out.substr(chart.out.rfind("Notes"));

@@ -323,8 +323,10 @@ std::string StreamReview::NotReady(const LimitRequest& request, const ListedLimi
   for (const auto& each : missing) text += "; " + each;
   text += "; the next review leaves out what has a comment or an event with its cause";
   if (waiting != nullptr) text += ", limits reject " + std::to_string(waiting->id) + " ends it";
-  return text + ", and limits propose --since " + platform::IsoText(*request.since) + " --first " +
-         std::to_string(request.first) + " --force takes them all";
+  const auto since = platform::IsoText(*request.since);
+  return text + ", and limits propose of this part, process and test with --since " + since +
+         " --first " + std::to_string(request.first) + " --force, approved with --effective " +
+         since + ", takes them all";
 }
 
 std::optional<LimitReview> StreamReview::Answer(const RunOfPoints& run,

@@ -9,6 +9,7 @@
 #include "engine/catalogue/References.h"
 #include "engine/chunks/StreamWalk.h"
 #include "engine/sql/counter.h"
+#include "engine/store/phases.h"
 #include "engine/time/calendar.h"
 #include "engine/write/change/version.h"
 #include "engine/write/log/Json.h"
@@ -194,6 +195,38 @@ void WithFigures(const Computed& computed, Store store) {
         shown.finish, shown.chart_word, shown.digest, shown.estimator, shown.used, figures);
 }
 
+// Whether the stream of a row has a point from a time up to and without another one.
+bool HasPoints(sql::Connection& db, const ListedLimit& row, std::int32_t start, std::int32_t end) {
+  const auto stream =
+      sql::Query(db, "SELECT id FROM stream WHERE part = ?1 AND process = ?2 AND test = ?3",
+                 row.part, row.process, row.test)
+          .RunForInt();
+  bool has = false;
+  if (!stream || start >= end) return has;
+  store::StreamWalk(db, *stream, false, start, end - 1).ForEach([&](const store::RecordView& each) {
+    has = each.Flag() == sfEnabled;
+    return !has;
+  });
+  return has;
+}
+
+// The phase that begins with a row: of the given name, or that of its policy, unless the time is
+// the first one of a phase, or lies in one of other streams, too.
+std::string PhaseBegunBy(sql::Connection& db, const ListedLimit& row,
+                         const LimitApproval& approval) {
+  if (!approval.new_phase.empty() || !PresetOf(row.rule).begins_phase) return approval.new_phase;
+  for (const auto& phase : store::ReadPhases(db)) {
+    if (!store::HoldsFor(phase, row.part, row.process, row.test) || !phase.Holds(row.effective)) {
+      continue;
+    }
+    if (phase.part != row.part || phase.process != row.process || phase.test != row.test ||
+        !HasPoints(db, row, phase.start, row.effective)) {
+      return {};
+    }
+  }
+  return "limits " + std::to_string(row.id);
+}
+
 std::int32_t Behind(std::int32_t time) { return time == INT32_MAX ? time : time + 1; }
 
 void StoreExclusions(sql::Connection& db, std::int32_t id,
@@ -374,13 +407,13 @@ void Approve(log::Writing& writing, std::int32_t id, const LimitApproval& approv
   }
   EndAt(writing, after, after.effective);
   StoreState(writing, before, after);
-  if (!approval.new_phase.empty()) {
+  if (const auto name = PhaseBegunBy(db, after, approval); !name.empty()) {
     Phase phase;
     phase.part = before.part;
     phase.process = before.process;
     phase.test = before.test;
     phase.start = after.effective;
-    phase.name = approval.new_phase;
+    phase.name = name;
     write::BeginPhase(writing, std::move(phase));
   }
 }

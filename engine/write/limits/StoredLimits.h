@@ -33,7 +33,7 @@ void Revise(log::Writing& writing, std::int32_t id, const LimitRequest& request,
 // The steps, on the version that the caller saw, or on any.
 //   Approve  it holds from its effective time on; rows of its stream that held end there, a retired
 //            one also where it began there, and it ends where the next one begins. With new_phase,
-//            a phase of that name begins, too.
+//            a phase of that name begins, too; a policy may begin one without being asked.
 //   Reject   it never holds
 //   Withdraw the same, by the review that proposed it: it is void, since no person was against it
 //   Retire   it holds up to and without a time before its end; older rows do not come back

@@ -15,7 +15,7 @@ namespace orvspc::render {
 
 namespace {
 
-constexpr double kLabelHeight = 9.5, kGap = 3.0;
+constexpr double kLabelHeight = 9.5, kLabelSpace = 3.0;
 
 bool SameStream(const StreamReport& a, const StreamReport& b) {
   return a.part == b.part && a.process == b.process && a.test == b.test;
@@ -61,7 +61,7 @@ std::vector<Level> LevelsOf(const ChartView& view, std::size_t phase, const Name
     const double width = place_width * static_cast<double>(last - first + 1);
     if (width < kDigit * 5.0) return;  // no room for any number
     auto text = text_of(value);
-    if (width < kDigit * static_cast<double>(Width(text)) + 2.0 * kGap) return;
+    if (width < kDigit * static_cast<double>(Width(text)) + 2.0 * kLabelSpace) return;
     if (std::ranges::find(levels, text, &Level::text) != levels.end()) return;
     levels.push_back({first, last, std::move(text)});
   };
@@ -199,8 +199,8 @@ PhaseLabels PlacePhaseLabels(const ChartView& view, const GraphView& graph,
         const bool is_newest = level.text == newest_text;
         if (is_last && is_newest) continue;
         const double half = layout.PlaceWidth() / 2.0, y = panel.Y(limit.values[level.first]);
-        const double left = layout.X(places[level.first]) - half + kGap;
-        const double right = layout.X(places[level.last]) + half - kGap;
+        const double left = layout.X(places[level.first]) - half + kLabelSpace;
+        const double right = layout.X(places[level.last]) + half - kLabelSpace;
         const double width = kDigit * static_cast<double>(Width(level.text));
         const auto free = [&](const Box& box) {
           const bool inside = box.left >= left && box.right <= right && box.top > panel.top + 1.0 &&
@@ -224,7 +224,7 @@ PhaseLabels PlacePhaseLabels(const ChartView& view, const GraphView& graph,
         const double steps = std::max(1.0, std::floor(room / kStep));
         std::optional<Box> found;
         for (const bool above : {above_first, !above_first}) {
-          const double top = above ? y - kGap - kLabelHeight : y + kGap;
+          const double top = above ? y - kLabelSpace - kLabelHeight : y + kLabelSpace;
           for (double s = 0.0; !found && s <= steps; ++s) {
             const double x = left + room * s / steps;
             const Box box{x, top, x + width, top + kLabelHeight};

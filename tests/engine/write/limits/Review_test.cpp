@@ -312,6 +312,28 @@ TEST_F(ReviewTest, LimitsOfAPhaseAreProposedFromItsOwnPoints) {
   Data().ApproveLimits(2, {}, {bob_, "agreed"});
   const auto cut = ChartOf(Shape::Singles, 0x330, INT32_MAX, 0, 0.0, TimeAt(36));
   EXPECT_EQ(cut.graphs[0].cl, cut.graphs[0].ccl) << "those of the phase to the last digit";
+  EXPECT_EQ(Data().Phases().size(), 1U) << "it began already";
+}
+
+// Its moving ranges do not reach over the step; those of another policy do.
+TEST_F(ReviewTest, ApprovedLimitsOfPublicHealthBeginAPhaseWithTheRun) {
+  for (const std::string policy : {"shewhart", "public-health"}) {
+    Data().SetBaselinePolicy(Stream(Shape::Singles), policy, {ann_, "as agreed"});
+    const auto before = Data().Phases().size();
+    const int first = policy == "shewhart" ? 30 : 50;
+    Add(20, policy == "shewhart" ? 105.0 : 110.0);
+    AddCause(first);
+    EXPECT_EQ(Code(), "proposed") << policy;
+    ASSERT_EQ(Proposed().size(), 1U) << policy;
+    const auto id = Proposed()[0].id;
+    Data().ApproveLimits(id, {}, {bob_, "agreed"});
+    const auto phases = Data().Phases();
+    ASSERT_EQ(phases.size(), before + (policy == "shewhart" ? 0 : 1)) << policy;
+    if (policy == "shewhart") continue;
+    EXPECT_EQ(phases.back().name, "limits " + std::to_string(id));
+    EXPECT_EQ(phases.back().start, TimeAt(50)) << "from the first of them";
+    EXPECT_FALSE(phases.back().finish.has_value());
+  }
 }
 
 // The lines that a chart draws in short dashes are those that it has once the row holds.
@@ -552,8 +574,9 @@ TEST_F(ReviewTest, AnOpenPointIsLeftOutOnceItsCauseIsRecorded) {
       << said[0].text;
   EXPECT_TRUE(said[0].text.ends_with(
       "the next review leaves out what has a comment or an event with its cause, limits reject 2 "
-      "ends it, and limits propose --since " +
-      platform::IsoText(TimeAt(30)) + " --first 12 --force takes them all"))
+      "ends it, and limits propose of this part, process and test with --since " +
+      platform::IsoText(TimeAt(30)) + " --first 12 --force, approved with --effective " +
+      platform::IsoText(TimeAt(30)) + ", takes them all"))
       << said[0].text;
   Data().AddComment(40, 0, 0, "drill slipped", {ann_, "asked the shift"});
   const auto left_out = Review();
