@@ -103,7 +103,7 @@ struct LimitProposal {
 struct LimitApproval {
   std::optional<std::int32_t> effective;  // from when it holds; empty: as proposed
   std::string new_phase = {};             // name of a phase that begins there; empty: none, or
-                                         // "limits ID" where the policy of the row begins one
+                                          // "limits ID" where the policy of the row begins one
   bool force = false;                     // also with too few subgroups for its policy
 };
 
@@ -182,9 +182,7 @@ constexpr const BaselinePreset& PresetOf(std::string_view rule) {
   return kBaselinePresets[0];
 }
 // The subgroups that the policy of a row asks for; 0: of no policy.
-constexpr std::int32_t MinimumOf(std::string_view rule) {
-  return PresetOf(rule).minimum;
-}
+constexpr std::int32_t MinimumOf(std::string_view rule) { return PresetOf(rule).minimum; }
 
 struct BaselinePolicy {
   std::int32_t id = 0;
