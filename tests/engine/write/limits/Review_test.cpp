@@ -320,7 +320,7 @@ TEST_F(ReviewTest, ApprovedLimitsOfPublicHealthBeginAPhaseWithTheRun) {
   for (const std::string policy : {"shewhart", "public-health"}) {
     Data().SetBaselinePolicy(Stream(Shape::Singles), policy, {ann_, "as agreed"});
     const auto before = Data().Phases().size();
-    const int first = policy == "shewhart" ? 30 : 50;
+    const std::size_t first = policy == "shewhart" ? 30 : 50;
     Add(20, policy == "shewhart" ? 105.0 : 110.0);
     AddCause(first);
     EXPECT_EQ(Code(), "proposed") << policy;
