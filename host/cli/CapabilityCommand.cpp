@@ -214,12 +214,10 @@ studies::LawOptions LawOptionsOf(const Arguments& arguments, StudyOptions& optio
   return laws;
 }
 
-// stored: options of the database. Its law goes without what the command has in place of one.
+// stored: options of the database.
 Asked AskedOf(const Arguments& arguments, StoredOptions stored) {
-  const bool has_law = arguments.Has(kLaw) || (stored.contains(kLaw.name) &&
-                                               !arguments.Has(kQuantiles) && !arguments.Has(kFit));
+  const bool has_law = arguments.Has(kLaw) || stored.contains(kLaw.name);
   CheckWithLaw(arguments, has_law);
-  if (!has_law) stored.erase(kLaw.name);
   Asked asked;
   StudyOptions options(arguments, std::move(stored));
   asked.sixpack = arguments.Has(kSixpack);
@@ -310,7 +308,9 @@ StoredOptions StoredOf(const Analysis& run) {
     found.insert({data->Part(), data->Prcs(), data->Test()});
   std::vector<StreamKey> streams;
   for (const auto& [part, process, test] : found) streams.push_back({part, process, test});
-  return StoredOptionsOf(run, streams, word);
+  // What the command has in place of a law goes before it.
+  const bool has_other = run.arguments.Has(kQuantiles) || run.arguments.Has(kFit);
+  return StoredOptionsOf(run, streams, word, has_other ? kLaw.name : "");
 }
 
 int RunCapabilityCommand(const Arguments& arguments, Console& console) {

@@ -44,11 +44,12 @@ std::string Overview(const Console& console) {
   text.Blank();
   text.Line("usage: orvspc COMMAND [OPTIONS]");
   text.Blank();
+  constexpr std::size_t kName = 15;  // of check-samples, and room
   for (const auto& make : kCommands) {
     const Command command = make();
-    text.Line("  " + render::Padded(command.name, 12) + command.summary, 14);
+    text.Line("  " + render::Padded(command.name, kName) + command.summary, kName + 2);
   }
-  text.Line("  " + render::Padded("study", 12) + kStudies, 14);
+  text.Line("  " + render::Padded("study", kName) + kStudies, kName + 2);
   text.Blank();
   text.Line("\"orvspc COMMAND --help\" shows more, \"orvspc --version\" what this build is.", 0);
   text.Line(

@@ -158,6 +158,19 @@ TEST_F(LawsProgram, TheDatabaseMayHaveTheLawAndTheLevel) {
   EXPECT_EQ(Run("capability --db q.db --format json").out, plain);
 }
 
+TEST_F(LawsProgram, WhatIsInPlaceOfALawIsGivenAlsoWhereStreamsDifferInTheirs) {
+  Import();
+  Write("other.csv", "part,process,test,subgroup,time,value\nNut,Lathe,Length,1,2024-01-01,1\n");
+  ASSERT_EQ(Run("import other.csv --db q.db").status, 0);
+  ASSERT_EQ(Run("set --db q.db --part Nut capability.law normal").status, 0);
+  ASSERT_EQ(Run("set --db q.db --part Shaft capability.law weibull").status, 0);
+  EXPECT_NE(Run("capability --db q.db").err.find("the streams differ in capability.law"),
+            std::string::npos);
+  for (const std::string other : {"--quantiles", "--fit johnson"}) {
+    EXPECT_EQ(Run("capability --db q.db " + other).status, 0) << other;
+  }
+}
+
 TEST_F(LawsProgram, Misuse) {
   Import();
   const struct {

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
+#include <vector>
 
 namespace orvspc::host {
 
@@ -52,6 +54,18 @@ TEST(Numbers, TimesAreIsoAlsoBefore1970) {
   EXPECT_EQ(IsoTime(-1), "1969-12-31T23:59:59");
   EXPECT_EQ(IsoTime(1709280000), "2024-03-01T08:00:00");
   EXPECT_EQ(IsoTime(INT32_MIN), "1901-12-13T20:45:52");
+}
+
+TEST(Numbers, DigitsShowAHundredthOfASpread) {
+  EXPECT_EQ(Significant(1000.0012, 5, 0.03), "1000.001") << "five would be 1000";
+  EXPECT_EQ(Significant(-25.000818, 5, 0.006), "-25.0008");
+  EXPECT_EQ(Significant(74.00881, 5, 20.0), "74.009") << "never fewer";
+  EXPECT_EQ(Significant(0.0, 5, 1.0), "0");
+  for (const double none : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN()}) {
+    EXPECT_EQ(Significant(1000.0012, 5, none), "1000");
+  }
+  EXPECT_EQ(SpreadOf(std::vector{2.5, std::numeric_limits<double>::quiet_NaN(), -1.0}), 3.5);
+  EXPECT_EQ(SpreadOf({}), 0.0);
 }
 
 TEST(Numbers, WidthCountsCodePoints) {

@@ -162,6 +162,7 @@ TEST_F(RunLengthCommands, MisuseIsOneLine) {
       {"arl --scheme cusum --shifts 0,x",
        "--shifts takes numbers with commas between them, not \"x\""},
       {"arl --scheme cusum --part A", "--part goes with --db"},
+      {"arl --scheme shewhart --max abc", "--max goes with --db"},
       {"arl --scheme shewhart --points defects",
        "counts need --mean, their proportion or defects a unit"},
       {"design --shift 20", "--shift takes a number from 0.05 to 10, not 20"}};

@@ -13,7 +13,7 @@ cd "$(dirname "$0")/../.."
 windows=$(cd "${1:?the folder of the DLLs and programs for Windows}" && pwd) || exit 2
 linux=$(cd "${2:?the folder of the programs to compare with}" && pwd) || exit 2
 shift 2
-seconds=150  # for a stage
+seconds=300  # for a stage
 logs=$PWD/build/logs
 mkdir -p "$logs"
 

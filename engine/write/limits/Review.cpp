@@ -326,7 +326,8 @@ std::string StreamReview::NotReady(const LimitRequest& request, const ListedLimi
   const auto since = platform::IsoText(*request.since);
   return text + ", and limits propose of this part, process and test with --since " + since +
          " --first " + std::to_string(request.first) + " --force, approved with --effective " +
-         since + ", takes them all";
+         since + (PresetOf(request.rule).begins_phase ? " and --new-phase" : "") +
+         ", takes them all";
 }
 
 std::optional<LimitReview> StreamReview::Answer(const RunOfPoints& run,

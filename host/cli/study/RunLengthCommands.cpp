@@ -495,7 +495,9 @@ int RunArl(const Arguments& arguments, Console& console) {
     throw Misuse(
         "which chart? --scheme cusum, ewma, shewhart, cusum-counts or mewma, or --db FILE");
   }
-  for (const auto& option : SelectionOptions()) {
+  auto of_databases = SelectionOptions();
+  of_databases.push_back(Option(kMaxUsed));
+  for (const auto& option : of_databases) {
     if (arguments.Has(option)) {
       throw Misuse("--" + std::string(option.name) + " goes with --db");
     }

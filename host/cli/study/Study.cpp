@@ -75,13 +75,13 @@ const char* StudyOptions::FromOf(const Option& option) const {
 }
 
 StoredOptions StoredOptionsOf(const Analysis& run, const std::vector<StreamKey>& streams,
-                              const std::string& word) {
+                              const std::string& word, std::string_view aside) {
   const auto prefix = word + ".";
   const auto of_stream = [&](const StreamKey& stream) {
     StoredOptions options;
     for (const auto& option : run.database.ChartOptionsOf(stream)) {
       const auto name = option.key.substr(std::min(prefix.size(), option.key.size()));
-      if (option.key.starts_with(prefix) && !run.arguments.Has({name.c_str()})) {
+      if (option.key.starts_with(prefix) && name != aside && !run.arguments.Has({name.c_str()})) {
         options[name] = option.value;
       }
     }

@@ -9,6 +9,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -73,9 +74,9 @@ class StudyOptions {
 };
 
 // Those of the study of that word that hold for all of the streams. Misuse where streams differ in
-// one that the command does not give.
+// one that the command does not give. The option that is left aside counts for nothing.
 StoredOptions StoredOptionsOf(const Analysis& run, const std::vector<StreamKey>& streams,
-                              const std::string& word);
+                              const std::string& word, std::string_view aside = {});
 StoredOptions StoredOptionsOf(const Analysis& run, const studies::StudyData& data,
                               const std::string& word);
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 
 #include "platform/TimeText.h"
 
@@ -50,6 +51,26 @@ std::string Shortest(double value) {
 
 std::string Significant(double value, int digits) {
   return std::isfinite(value) ? fmt::format("{:.{}g}", value, digits) : kNone;
+}
+
+std::string Significant(double value, int digits, double spread) {
+  constexpr int kMost = 15;
+  if (std::isfinite(value) && value != 0.0 && std::isfinite(spread) && spread > 0.0) {
+    const double places =
+        std::floor(std::log10(std::abs(value))) - std::floor(std::log10(spread)) + 2.0;
+    if (places > digits) digits = static_cast<int>(std::min<double>(places, kMost));
+  }
+  return Significant(value, digits);
+}
+
+double SpreadOf(std::span<const double> values) {
+  double least = std::numeric_limits<double>::quiet_NaN(), most = least;
+  for (const double value : values) {
+    if (!std::isfinite(value)) continue;
+    least = std::fmin(least, value);
+    most = std::fmax(most, value);
+  }
+  return std::isnan(least) ? 0.0 : most - least;
 }
 
 int DecimalsOf(std::span<const double> values) {

@@ -24,6 +24,12 @@ std::string Shortest(double value);
 // At most digits significant digits, no trailing zeros: 2.326, 25, 0.1398.
 std::string Significant(double value, int digits);
 
+// At least digits of them, and as many as show a hundredth of a spread: 25.0008 among values that
+// spread over 0.006. spread 0 or no number: digits.
+std::string Significant(double value, int digits, double spread);
+// Largest less smallest number of them; 0 without numbers.
+double SpreadOf(std::span<const double> values);
+
 // Decimals that show every value exactly, at most 8: 1.41 and 2.5 give 2.
 int DecimalsOf(std::span<const double> values);
 

@@ -131,7 +131,8 @@ StudyView MakeAr1View(const Ar1Document& document, const Names& names) {
              const auto count = stretch.points.size();
              const auto x = Places(place, count);
              const std::vector<double> mean(count, study.mean.value);
-             plot.lines.push_back({"cl", x, mean, true, LimitLabel("mean", mean)});
+             plot.lines.push_back(
+                 {"cl", x, mean, true, LimitLabel("mean", mean, SpreadOf(study.fitted))});
              plot.lines.push_back({"d", x, study.fitted, false, ""});
              AddFaint(plot, place, stretch);
            });

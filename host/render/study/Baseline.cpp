@@ -56,10 +56,11 @@ void AddLines(Plot& plot, const StretchPlace& place, std::size_t count, const Li
     const char *style, *name;
     double at;
   } each[] = {{"lim", "UCL", lines.upper}, {"cl", "CL", lines.centre}, {"lim", "LCL", lines.lower}};
+  const double spread = lines.upper - lines.lower;
   for (const auto& line : each) {
     const std::vector<double> y(count, line.at);
-    plot.lines.push_back(
-        {line.style + old, x, y, true, are_first ? std::string() : LimitLabel(line.name, y)});
+    plot.lines.push_back({line.style + old, x, y, true,
+                          are_first ? std::string() : LimitLabel(line.name, y, spread)});
   }
 }
 

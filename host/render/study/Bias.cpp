@@ -65,10 +65,11 @@ StudyHead WithNotes(StudyHead head, const std::vector<Note>& notes) {
 void AddSeries(Plot& plot, const std::vector<double>& values) {
   PlotLine line{"d"};
   PlotSymbols symbols;
+  const double spread = SpreadOf(values);
   for (std::size_t i = 0; i < values.size(); ++i) {
     line.x.push_back(static_cast<double>(i + 1));
     line.y.push_back(values[i]);
-    symbols.tips.push_back(std::to_string(i + 1) + ": " + Significant(values[i], 6));
+    symbols.tips.push_back(std::to_string(i + 1) + ": " + Significant(values[i], 6, spread));
   }
   symbols.x = line.x;
   symbols.y = line.y;
@@ -76,13 +77,14 @@ void AddSeries(Plot& plot, const std::vector<double>& values) {
   plot.symbols.push_back(std::move(symbols));
 }
 
-void AddLevel(Plot& plot, const char* style, const char* name, double value, std::size_t count) {
+void AddLevel(Plot& plot, const char* style, const char* name, double value, std::size_t count,
+              double spread = 0.0) {
   if (std::isnan(value)) return;
   plot.lines.push_back({style,
                         {0.5, static_cast<double>(count) + 0.5},
                         {value, value},
                         false,
-                        std::string(name) + " " + Significant(value, 5)});
+                        std::string(name) + " " + Significant(value, 5, spread)});
 }
 
 void WriteBias(JsonWriter& json, const studies::BiasStudy& study) {
@@ -146,10 +148,11 @@ StudyView MakeType1View(const Type1Document& document, const Names& /*names*/) {
   const double half =
       OptionOf(document.head, "Percent") / 200.0 * OptionOf(document.head, "Tolerance");
   const auto count = document.values.size();
-  AddLevel(plot, "lim", "+", reference + half, count);
-  AddLevel(plot, "tar", "ref", reference, count);
-  AddLevel(plot, "cl", "mean", study.mean, count);
-  AddLevel(plot, "lim", "-", reference - half, count);
+  const double spread = std::max(2.0 * half, SpreadOf(document.values));
+  AddLevel(plot, "lim", "upper", reference + half, count, spread);
+  AddLevel(plot, "tar", "ref", reference, count, spread);
+  AddLevel(plot, "cl", "mean", study.mean, count, spread);
+  AddLevel(plot, "lim", "lower", reference - half, count, spread);
   AddSeries(plot, document.values);
   view.plots.push_back(std::move(plot));
   FigureTable table("Figures");

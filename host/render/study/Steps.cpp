@@ -22,7 +22,8 @@ void AddLevels(Plot& plot, const StretchPlace& place, const studies::StepStudy& 
                                    place.first + static_cast<double>(last) + 0.5};
     plot.lines.push_back({"cl", x, {segment.mean, segment.mean}, false, ""});
   }
-  if (!study.segments.empty()) plot.lines.back().label = LimitLabel("CL", study.level);
+  if (!study.segments.empty())
+    plot.lines.back().label = LimitLabel("CL", study.level, SpreadOf(study.level));
 }
 
 // Where a step may be as well.

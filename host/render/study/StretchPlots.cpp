@@ -36,11 +36,12 @@ void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& st
   PlotSymbols used, forgotten, marked;
   forgotten.look.style = "pu";
   marked.look.style = "m";
+  const double spread = SpreadOf(values);
   for (std::size_t i = 0; i < values.size(); ++i) {
     auto& to = stretch.IsUsed(i) ? used : forgotten;
     const double x = place.first + static_cast<double>(i);
     const auto when = stretch.times.empty() ? std::to_string(i + 1) : IsoTime(stretch.times[i]);
-    const auto tip = when + ": " + Significant(values[i], 6);
+    const auto tip = when + ": " + Significant(values[i], 6, spread);
     to.x.push_back(x);
     to.y.push_back(values[i]);
     to.tips.push_back(tip);
@@ -63,17 +64,19 @@ std::string FigureText(const studies::Figure& figure) {
   return text + " (" + EstimatorText(figure.estimator) + ")";
 }
 
-std::string LimitLabel(const char* name, const std::vector<double>& line) {
+std::string LimitLabel(const char* name, const std::vector<double>& line, double spread) {
   if (line.empty()) return {};
   const int digits = std::abs(line.back()) < 1.0 ? 3 : 5;  // zeros in front take room
-  return std::string(name) + " " + Significant(line.back(), digits);
+  return std::string(name) + " " + Significant(line.back(), digits, spread);
 }
 
 void AddLimits(Plot& plot, const StretchPlace& place, const LineColumns& lines) {
   const auto x = Places(place, lines.centre.size());
-  plot.lines.push_back({"lim", x, lines.upper, true, LimitLabel("UCL", lines.upper)});
-  plot.lines.push_back({"cl", x, lines.centre, true, LimitLabel("CL", lines.centre)});
-  plot.lines.push_back({"lim", x, lines.lower, true, LimitLabel("LCL", lines.lower)});
+  const double spread =
+      lines.upper.empty() || lines.lower.empty() ? 0.0 : lines.upper.back() - lines.lower.back();
+  plot.lines.push_back({"lim", x, lines.upper, true, LimitLabel("UCL", lines.upper, spread)});
+  plot.lines.push_back({"cl", x, lines.centre, true, LimitLabel("CL", lines.centre, spread)});
+  plot.lines.push_back({"lim", x, lines.lower, true, LimitLabel("LCL", lines.lower, spread)});
 }
 
 }  // namespace orvspc::render

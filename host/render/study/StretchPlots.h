@@ -30,8 +30,8 @@ void AddPoints(Plot& plot, const StretchPlace& place, const studies::Stretch& st
 
 // "74.001 (mean)"
 std::string FigureText(const studies::Figure& figure);
-// "UCL 74.02", the newest
-std::string LimitLabel(const char* name, const std::vector<double>& line);
+// "UCL 74.02", the newest; a hundredth of the spread of what is drawn shows.
+std::string LimitLabel(const char* name, const std::vector<double>& line, double spread = 0.0);
 
 // Centre and limits as steps, with their labels.
 struct LineColumns {

@@ -153,7 +153,7 @@ StudyView MakeCountCapabilityView(const CountCapabilityDocument& document, const
     const auto& stream = document.data.streams[s];
     const bool bad_units = document.kinds[s].defectives;
     Plot plot;
-    plot.title = "cumulated";
+    plot.title = "Cumulated";
     plot.caption = StreamName(names, stream.part, stream.process, stream.test);
     plot.x.title = "subgroup";
     plot.height = document.studies.size() == 1 ? 330.0 : 230.0;
