@@ -185,7 +185,7 @@ TEST_F(ImportTest, LongCommentsAreWrittenOnTheWay) {
   EXPECT_LT(part_read, 0.5);
 }
 
-// The faults lie in lines behind those of a full batch, which are written by then.
+// The faults lie in lines after those of a full batch, which are written by then.
 TEST_F(ImportTest, LinesAreCountedAcrossBatches) {
   constexpr int kRecords = 41'000;
   ASSERT_GT(static_cast<std::size_t>(kRecords), ImportOptions().most_held);
