@@ -135,6 +135,14 @@ TEST_F(CapabilityStudies, TransformedValuesHaveShortTermIndices) {
   EXPECT_FALSE(Json(line).contains("Transformed"));
 }
 
+TEST_F(CapabilityStudies, AHeadingKeepsItsPercentSign) {
+  Import("shaft-run-out.csv");
+  const auto run = Run("capability --db q.db --usl 35 --law box-cox --transform --draws 99");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_NE(run.out.find("95\xC2\xA0%"), std::string::npos) << run.out;
+  EXPECT_EQ(run.out.find("\n%"), std::string::npos) << run.out;
+}
+
 TEST_F(CapabilityStudies, SixPlotsInOne) {
   Import("flow-width.csv");
   const std::string line = "capability --db q.db --usl 2.2 --lsl 0.8 --sixpack";

@@ -2,8 +2,11 @@
 // orvspc capability --law and --quantiles, as a user runs them.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <regex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/host/ParsedJson.h"
@@ -89,6 +92,31 @@ TEST_F(LawsProgram, EveryFormatShowsTheLaw) {
       EXPECT_NE(outcome.out.find("Probability plot, weibull"), std::string::npos);
     }
   }
+}
+
+TEST_F(LawsProgram, NamesOfLimitsAreBesideTheirLinesInThePlot) {
+  Import();
+  const Outcome outcome = Run("capability --db q.db --lsl 3 --usl 20 --law weibull --format svg");
+  ASSERT_EQ(outcome.status, 0) << outcome.err;
+  const auto plot = outcome.out.substr(outcome.out.find("Probability plot, weibull"));
+  std::vector<double> lines;
+  const std::regex line("<path class=\"spec\" d=\"M([0-9.]+) ");
+  for (std::sregex_iterator at(plot.begin(), plot.end(), line), end; at != end; ++at) {
+    lines.push_back(std::stod((*at)[1]));
+  }
+  ASSERT_EQ(lines.size(), 2U);
+  const auto beside = [&](const std::string& name) {
+    std::smatch found;
+    const std::regex text("<text x=\"([0-9.]+)\" y=\"[0-9.]+\" class=\"ls\"([^>]*)>" + name);
+    if (!std::regex_search(plot, found, text)) return std::pair(0.0, std::string());
+    return std::pair(std::stod(found[1]), found[2].str());
+  };
+  const double least = std::min(lines[0], lines[1]), greatest = std::max(lines[0], lines[1]);
+  const auto lsl = beside("LSL 3"), usl = beside("USL 20");
+  EXPECT_NEAR(lsl.first, least + 5.0, 0.02);  // coordinates have two decimals
+  EXPECT_EQ(lsl.second, "");
+  EXPECT_NEAR(usl.first, greatest - 5.0, 0.02);
+  EXPECT_EQ(usl.second, " text-anchor=\"end\"");
 }
 
 TEST_F(LawsProgram, WhatStaysNormalIsSaid) {

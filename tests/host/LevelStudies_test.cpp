@@ -2,6 +2,7 @@
 #include <cmath>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -178,6 +179,33 @@ TEST_F(LevelStudies, ShortRunTakesStoredSigmas) {
   EXPECT_EQ(found["Notes"].back()["Code"], "no-sigma");
 }
 
+// There are neither points nor numbers of rules.
+TEST_F(LevelStudies, NamesOfShortRunsAreAboveThePlot) {
+  ImportParts(24);
+  ASSERT_EQ(Run("study short-run --db q.db --rules nelson -o a.svg").status, 0);
+  const auto picture = Text(folder_.File("a.svg"));
+  const std::regex shape(
+      "<text x=\"[0-9.]+\" y=\"([0-9.]+)\" class=\"ph\">[AB]<|"
+      "<rect class=\"frame\" x=\"[0-9.]+\" y=\"([0-9.]+)\"");
+  std::vector<double> names;
+  std::size_t plots = 0;
+  for (std::sregex_iterator at(picture.begin(), picture.end(), shape), end; at != end; ++at) {
+    if ((*at)[1].matched) {
+      names.push_back(std::stod((*at)[1]));
+      continue;
+    }
+    ++plots;
+    EXPECT_EQ(names.size(), 12U);
+    const double top = std::stod((*at)[2]);
+    for (const double name : names) {
+      EXPECT_LT(name, top);
+      EXPECT_GT(name, top - 12.0);
+    }
+    names.clear();
+  }
+  EXPECT_EQ(plots, 2U);
+}
+
 TEST_F(LevelStudies, ShortRunSaysWhatTheSigmaOfAPartIsOf) {
   ImportParts(6);  // the second part has two subgroups
   const auto parts = PhasesOf("short-run --kind z")[0]["Parts"];
@@ -215,6 +243,22 @@ TEST_F(LevelStudies, GroupNamesTheStreamsThatAreMissing) {
   ASSERT_NE(from, std::string::npos) << text;
   const auto row = text.substr(from, text.find('\n', from) - from);
   EXPECT_EQ(row.back(), '2') << text;
+}
+
+TEST_F(LevelStudies, NumbersOfAGroupChartAreReadOverItsLines) {
+  ImportHeads(12);
+  ASSERT_EQ(Run("study group --db q.db --group-threshold 600 -o a.svg").status, 0);
+  const auto picture = Text(folder_.File("a.svg"));
+  EXPECT_NE(picture.find(".halo{stroke:#fff;"), std::string::npos);
+  EXPECT_EQ(picture.find(" class=\"s\" text-anchor=\"middle\">3<"), std::string::npos);
+  std::size_t numbers = 0;
+  const std::regex number("class=\"(s halo|r)\" text-anchor=\"middle\">[123][*]?<");
+  for (std::sregex_iterator at(picture.begin(), picture.end(), number), end; at != end; ++at) {
+    ++numbers;
+  }
+  EXPECT_GE(numbers, 12U);
+  EXPECT_NE(picture.find("number: the stream, *: too often in a row<"), std::string::npos);
+  EXPECT_NE(picture.find(">3*<"), std::string::npos);
 }
 
 TEST_F(LevelStudies, AStreamOfAGroupIsMissingWhereItHasNoSubgroupAndNowhereElse) {

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/host/ParsedJson.h"
@@ -148,6 +150,51 @@ TEST_F(RunLengthCommands, ADesignHasTheRunLengthThatWasAskedFor) {
     EXPECT_NEAR(document.At("Schemes" + std::string(scheme) + ".ARL[0]").number, 370.0, 1e-6);
   }
   EXPECT_EQ(document.At("Shewhart.Size").number, 9.0);
+}
+
+// Where curves end together, their names would, too.
+TEST_F(RunLengthCommands, AKeyNamesEachCurveOfAPicture) {
+  ImportWafers();
+  ASSERT_EQ(Run("study arl --db q.db --runs 100 -o a.svg").status, 0);
+  const auto picture = Text(folder_.File("a.svg"));
+  double above = 0.0;
+  for (const auto& [style, name] :
+       {std::pair("d", "in use"), {"d k1 h1", "EWMA"}, {"d k2 h2", "cusum"}}) {
+    const std::regex row("<path class=\"" + std::string(style) +
+                         "\" d=\"M([0-9.]+) ([0-9.]+)L([0-9.]+) ([0-9.]+)\"/>\\n"
+                         "<text x=\"([0-9.]+)\" y=\"([0-9.]+)\" class=\"s\">" +
+                         name + "</text>");
+    std::smatch found;
+    ASSERT_TRUE(std::regex_search(picture, found, row)) << name;
+    const auto number = [&](std::size_t i) { return std::stod(found[i]); };
+    EXPECT_GT(number(5), number(3)) << name;
+    EXPECT_EQ(number(2), number(4)) << name;
+    EXPECT_NEAR(number(6), number(2), 6.0) << name;
+    EXPECT_GE(number(6), above + 12.0) << name;
+    above = number(6);
+  }
+}
+
+TEST_F(RunLengthCommands, TheAxisSaysWhatAShiftIsIn) {
+  ImportWafers();
+  const std::string point = ">shift in sigmas of a plotted point<",
+                    piece = ">shift in sigmas of a single piece<";
+  const std::pair<std::string, std::string> rows[] = {
+      {"arl --scheme cusum --shifts 0,1", point},
+      {"arl --scheme ewma --shifts 0,1", point},
+      {"arl --scheme shewhart --size 5 --shifts 0,1", piece},
+      {"arl --scheme shewhart --points defects --mean 2", ">proportion, or defects a unit<"},
+      {"arl --scheme cusum-counts --k 1.5 --h 4 --mean 1", ">proportion, or defects a unit<"},
+      {"arl --scheme mewma --runs 100 --shifts 0,1",
+       ">distance of the means from the centre, in sigmas of a plotted point<"},
+      {"arl --db q.db --runs 100", piece},
+      {"design", point},
+  };
+  for (const auto& [line, title] : rows) {
+    const auto run = Run("study " + line + " --format svg");
+    EXPECT_EQ(run.status, 0) << line << run.err;
+    EXPECT_NE(run.out.find(title), std::string::npos) << line;
+  }
 }
 
 TEST_F(RunLengthCommands, MisuseIsOneLine) {

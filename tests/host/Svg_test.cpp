@@ -30,6 +30,30 @@ TEST(SvgNotes, TheLastLineCountsThoseLeftOut) {
   EXPECT_EQ(NoteLines(notes).back(), "and 2 more notes");
 }
 
+TEST(SvgNotes, ALongNoteTakesTheLinesThatItNeeds) {
+  std::string sentence = "A note";
+  for (int i = 1; i <= 60; ++i) sentence += " of word " + std::to_string(i);
+  sentence += ".";
+  ChartView view = SimpleView(5);
+  view.notes = {{"code", "A note.", ""}};
+  const auto before = ChartScene(view, false);
+  view.notes = {{"code", sentence, ""}};
+  const auto lines = NoteLines(view.notes);
+  ASSERT_GT(lines.size(), 2U);
+  std::string joined;
+  for (const auto& line : lines) {
+    joined += (joined.empty() ? "" : " ") + line;
+    EXPECT_LE(WidthOf(line), kPictureWidth - 28.0);
+  }
+  EXPECT_EQ(joined, "Note: " + sentence);
+  const auto scene = ChartScene(view, false);
+  EXPECT_EQ(scene.height, before.height + 15.0 * static_cast<double>(lines.size() - 1));
+  const auto picture = WriteSvg(scene);
+  for (const auto& line : lines) EXPECT_NE(picture.find(">" + line + "<"), std::string::npos);
+  Scene plain(view, false);
+  EXPECT_EQ(plain.Notes(100.0), 100.0 + 15.0 * static_cast<double>(lines.size()));
+}
+
 TEST(SvgLayout, PanelsStandBelowEachOtherAboveTheAxis) {
   ChartView view = SimpleView(25);
   view.graphs.push_back(view.graphs[0]);

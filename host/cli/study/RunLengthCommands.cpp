@@ -325,6 +325,7 @@ void RunShewhartScheme(Run& run) {
   asked.sided = run.options.Get("Sided", kSided);
   asked.points = run.options.Get("Points", kPoints);
   asked.size = run.options.Get("Size", kSize, asked.size);
+  run.stream.unit = render::ShiftUnit::Piece;
   const auto mean = run.options.Get("Mean", kMean);
   TakeSimulation(run.arguments, run.options, asked);
   auto fallback = DefaultShifts();
@@ -332,7 +333,7 @@ void RunShewhartScheme(Run& run) {
     NeedMean(mean);
     asked.mean = *mean;
     fallback = DefaultShiftsOfCounts(*mean, asked.points);
-    run.stream.counts = true;
+    run.stream.unit = render::ShiftUnit::Rate;
   }
   const auto shifts = run.Shifts(std::move(fallback));
   run.Keep("Shewhart chart",
@@ -363,12 +364,13 @@ void RunCountScheme(Run& run) {
   const auto mean = run.options.Get("Mean", kMean);
   if (!run.arguments.Has(kShifts)) NeedMean(mean);
   const auto shifts = run.Shifts(DefaultShiftsOfCounts(mean.value_or(1.0), asked.points));
-  run.stream.counts = true;
+  run.stream.unit = render::ShiftUnit::Rate;
   run.Keep("cusum of counts",
            Studied(run.arguments, [&] { return studies::StudyCountCusumRuns(shifts, asked); }));
 }
 
 void RunMewmaScheme(Run& run) {
+  run.stream.unit = render::ShiftUnit::Distance;
   studies::MewmaRunOptions asked;
   const bool has_variables = run.arguments.Has(kVariables);
   if (const auto given = run.arguments.Get(kVariables)) {
@@ -396,14 +398,14 @@ void RunMewmaScheme(Run& run) {
 // A chart as it is in use, and of measurements the usual cusum and EWMA beside it.
 render::RunLengthStream StreamOf(studies::ChartInUse chart, const Arguments& arguments,
                                  const studies::ShewhartRunOptions& simulated) {
-  render::RunLengthStream stream{chart.part, chart.process, chart.test, false, {}, chart.interval};
+  render::RunLengthStream stream{chart.part, chart.process, chart.test, {}, {}, chart.interval};
   auto& options = chart.options;
   options.runs = simulated.runs;
   options.seed = simulated.seed;
-  stream.counts = options.points != PointsOf::Measurements;
-  const auto shifts =
-      ShiftsOf(arguments, stream.counts ? DefaultShiftsOfCounts(options.mean, options.points)
-                                        : DefaultShifts());
+  const bool counts = options.points != PointsOf::Measurements;
+  stream.unit = counts ? render::ShiftUnit::Rate : render::ShiftUnit::Piece;
+  const auto shifts = ShiftsOf(
+      arguments, counts ? DefaultShiftsOfCounts(options.mean, options.points) : DefaultShifts());
   studies::RunLengthStudy study;
   if (options.rules.empty()) {
     study.shifts = shifts;
@@ -415,7 +417,7 @@ render::RunLengthStream StreamOf(studies::ChartInUse chart, const Arguments& arg
   }
   study.notes.insert(study.notes.end(), chart.notes.begin(), chart.notes.end());
   stream.schemes.push_back({"in use", std::move(study), options.rules, options.size});
-  if (stream.counts) return stream;
+  if (counts) return stream;
   // Theirs are in sigmas of a point.
   std::vector<double> of_points;
   for (const double shift : shifts) of_points.push_back(shift * std::sqrt(options.size));

@@ -202,7 +202,7 @@ void Scene::Add(Shape shape) {
 
 double Scene::Notes(double y) {
   for (const auto& note : notes_) {
-    Text(14, y, "s", Anchor::Start, FittingText(note, 960));
+    Text(14, y, "s", Anchor::Start, note);
     y += 15.0;
   }
   return y;
@@ -210,9 +210,13 @@ double Scene::Notes(double y) {
 
 std::vector<std::string> NoteLines(const std::vector<Note>& notes) {
   constexpr std::size_t kMaxNotes = 6;
+  constexpr double kNoteWidth = 950.0;
   std::vector<std::string> lines;
-  for (std::size_t n = 0; n < notes.size() && n < kMaxNotes; ++n)
-    lines.push_back("Note: " + notes[n].Sentence());
+  for (std::size_t n = 0; n < notes.size() && n < kMaxNotes; ++n) {
+    const auto wrapped =
+        Wrapped("Note: " + notes[n].Sentence(), static_cast<std::size_t>(kNoteWidth / kCharacter));
+    lines.insert(lines.end(), wrapped.begin(), wrapped.end());
+  }
   if (notes.size() > kMaxNotes)
     lines.push_back("and " + Counted(notes.size() - kMaxNotes, "more note"));
   return lines;

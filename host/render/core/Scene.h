@@ -129,7 +129,7 @@ class Scene {
 
   // "No data selected"
   void NoData(double y) { Text(14, y, "t", Anchor::Start, "No data selected"); }
-  // One line each from the base line y on, the first six; returns the base line behind them. None
+  // Their lines from the base line y on; returns the base line behind them. None
   // inside a page.
   double Notes(double y);
 
@@ -142,7 +142,8 @@ class Scene {
   std::vector<std::string> notes_;
 };
 
-// The lines that a picture has for notes: the first six, and how many more there are.
+// The lines that a picture has for notes: the first six, as many lines each as it takes, and how
+// many more there are.
 std::vector<std::string> NoteLines(const std::vector<Note>& notes);
 
 // Classes of a stream's line and symbols: colours that colour-blind readers distinguish, and

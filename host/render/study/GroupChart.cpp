@@ -57,7 +57,7 @@ void AddSide(Plot& plot, const StretchPlace& place, const GroupStudy& study,
     const bool is_long = side.long_runs[i] != 0;
     plot.texts.push_back(
         {x[i], side.values[i], std::to_string(side.members[i] + 1) + (is_long ? "*" : ""),
-         is_long || side.signals[i] != 0 ? "r" : "s", Anchor::Middle, below ? 15.0 : -8.0});
+         is_long || side.signals[i] != 0 ? "r" : "s halo", Anchor::Middle, below ? 15.0 : -8.0});
   }
 }
 
@@ -161,6 +161,7 @@ StudyView MakeGroupView(const GroupDocument& document, const Names& names) {
             {"cl", x, study.spread.centre, true, LimitLabel("CL", study.spread.centre)});
         AddSide(plot, place, study, study.spread, false);
       });
+  for (auto& plot : view.plots) plot.caption += "; number: the stream, *: too often in a row";
   view.tables = {GroupTable(document, names), MembersTable(document, names)};
   return view;
 }

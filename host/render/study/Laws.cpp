@@ -148,7 +148,9 @@ Table IntervalTable(const std::string& title, const std::vector<studies::NamedIn
 }
 
 std::string LevelText(const std::vector<studies::NamedInterval>& indices) {
-  return indices.empty() ? "" : ", " + Significant(100.0 * indices[0].interval.level, 4) + " %";
+  // The blank before the sign is one that does not break.
+  return indices.empty() ? ""
+                         : ", " + Significant(100.0 * indices[0].interval.level, 4) + "\xC2\xA0%";
 }
 
 std::vector<Table> BetweenWithinTables(const studies::BetweenWithinStudy& study) {
@@ -217,13 +219,13 @@ class ProbabilityPlotDrawing {
     const double half =
         plot.x.logarithmic ? std::sqrt(across.low * across.high) : 0.5 * (across.low + across.high);
     plot.borders.push_back({at, "", "spec"});
-    const std::string gap = "\xC2\xA0";  // a blank that stays
+    constexpr double kGap = 5.0;
     // The points rise from the lower left to the upper right.
     const double room = 0.06 * (up.high - up.low);
     if (at > half) {
-      plot.texts.push_back({at, up.low + 0.5 * room, text + gap, "ls", Anchor::End});
+      plot.texts.push_back({at, up.low + 0.5 * room, text, "ls", Anchor::End, 0.0, -kGap});
     } else {
-      plot.texts.push_back({at, up.high - room, gap + text, "ls", Anchor::Start});
+      plot.texts.push_back({at, up.high - room, text, "ls", Anchor::Start, 0.0, kGap});
     }
   }
 

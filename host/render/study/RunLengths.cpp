@@ -11,6 +11,10 @@ namespace orvspc::render {
 
 namespace {
 
+constexpr const char* kShiftTitles[] = {
+    "shift in sigmas of a plotted point", "shift in sigmas of a single piece",
+    "distance of the means from the centre, in sigmas of a plotted point",
+    "proportion, or defects a unit"};
 constexpr const char* kStyles[] = {"d", "d k1 h1", "d k2 h2", "d k3 h3"};
 
 Note KnownParameters() {
@@ -95,14 +99,16 @@ Table TableOf(const RunLengthScheme& scheme, const std::string& of, double inter
   return table;
 }
 
-Plot PlotOf(const std::vector<RunLengthScheme>& schemes, const std::string& caption, bool counts) {
+Plot PlotOf(const std::vector<RunLengthScheme>& schemes, const std::string& caption,
+            ShiftUnit unit) {
   Plot plot;
   plot.title = "Average run length";
   plot.caption = caption;
-  plot.x.title = counts ? "proportion, or defects a unit" : "shift in sigmas";
+  plot.x.title = kShiftTitles[static_cast<std::size_t>(unit)];
   plot.y.title = "points";
   plot.y.logarithmic = true;
   plot.height = 330.0;
+  plot.has_key = true;
   std::size_t at = 0;
   for (const auto& scheme : schemes) {
     const auto& study = scheme.study;
@@ -208,7 +214,7 @@ StudyView MakeRunLengthView(const RunLengthDocument& document, const Names& name
     if (!std::isnan(stream.interval)) {
       caption.push_back("a point every " + Significant(stream.interval / 60.0, 4) + " min");
     }
-    view.plots.push_back(PlotOf(stream.schemes, Joined(caption, ", "), stream.counts));
+    view.plots.push_back(PlotOf(stream.schemes, Joined(caption, ", "), stream.unit));
     for (const auto& scheme : stream.schemes) {
       view.tables.push_back(TableOf(scheme, of, stream.interval));
     }
@@ -243,7 +249,7 @@ StudyView MakeDesignView(const DesignDocument& document, const Names& /*names*/)
   view.title = "Design of a chart";
   view.subtitle = OptionsText(document.head);
   view.notes = PlainNotes(NotesOf(document));
-  view.plots.push_back(PlotOf(document.schemes, "", false));
+  view.plots.push_back(PlotOf(document.schemes, "", ShiftUnit::Point));
   const auto& study = document.study;
   Table table{"Charts", {"chart", "parameters", "#ARL at the shift"}, {}};
   const auto add = [&](const char* name, const std::string& parameters, double arl) {

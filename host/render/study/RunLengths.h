@@ -17,11 +17,15 @@ struct RunLengthScheme {
   double size = platform::kNaN;  // pieces, or units, a point
 };
 
+// What shifts are: of measurements in sigmas of a point or of a piece, of several variables the
+// distance of their means, of counts the rate that there is then.
+enum class ShiftUnit { Point, Piece, Distance, Rate };
+
 // The first scheme of a stream is the one that was asked for, others are beside it. Without a
 // database there is one stream, which has no names.
 struct RunLengthStream {
   std::int32_t part = 0, process = 0, test = 0;
-  bool counts = false;  // shifts are proportions, or defects a unit
+  ShiftUnit unit = ShiftUnit::Point;
   std::vector<RunLengthScheme> schemes = {};
   double interval = platform::kNaN;  // seconds from one point to the next; NaN: not known
 };

@@ -45,13 +45,13 @@ void WriteGraph(JsonWriter& json, const char* number, const studies::ShortRunGra
                "LCL" + end, graph.lower, "Marks" + end, graph.marks);
 }
 
-// A line and a name where another part begins.
+// A line and a name above the plot where another part begins.
 void AddPartBorders(Plot& plot, const StretchPlace& place, const studies::Stretch& stretch,
                     const Names& names) {
   for (std::size_t i = 0; i < stretch.members.size(); ++i) {
     if (i > 0 && stretch.members[i] == stretch.members[i - 1]) continue;
     plot.borders.push_back({place.first + static_cast<double>(i) - 0.5,
-                            NameOrNumber(names, NameKind::Part, stretch.members[i]), "b"});
+                            NameOrNumber(names, NameKind::Part, stretch.members[i]), "b", true});
   }
 }
 

@@ -19,6 +19,8 @@ constexpr double kAbove = 30.0, kBelow = 44.0;       // for title and axis
 constexpr double kLineGap = 12.0;                    // between labels
 constexpr double kLabel = 12.0;                      // of a point, above it
 constexpr double kLabelGap = 8.0;                    // left and right of one of a line
+constexpr double kSample = 28.0;                     // a piece of the line before its label
+constexpr double kStrip = 14.0;                      // above the frame, for names of borders
 
 // Where the values of an axis are in the picture.
 class Scale {
@@ -99,6 +101,11 @@ std::vector<std::pair<double, std::string>> TicksOf(const PlotAxis& axis, const 
   return ticks;
 }
 
+// Above the frame of a plot, less its title.
+double StripOf(const Plot& plot) {
+  return std::ranges::any_of(plot.borders, &PlotBorder::is_above) ? kStrip : 0.0;
+}
+
 class Painter {
  public:
   explicit Painter(Scene& scene) : scene_(scene) {}
@@ -106,7 +113,8 @@ class Painter {
   // right_room: beside it, for the labels of its lines
   void DrawPlot(const Plot& plot, double left_edge, double top_edge, double width,
                 double right_room) {
-    const double left = left_edge + kLeft - kMargin, top = top_edge + kAbove;
+    const double strip = StripOf(plot);
+    const double left = left_edge + kLeft - kMargin, top = top_edge + kAbove + strip;
     const double right = left_edge + width - right_room;
     const double bottom = top + plot.height;
     const double room = right - left;
@@ -117,7 +125,7 @@ class Painter {
     if (HasLabelsAbove(plot)) shown_y.high += (shown_y.high - shown_y.low) * kLabel / plot.height;
     const Scale x(plot.x, shown_x, left, right), y(plot.y, shown_y, bottom, top);
 
-    scene_.Add(CaptionShape{left_edge, top - 12.0, FittingText(plot.title, width - 20.0),
+    scene_.Add(CaptionShape{left_edge, top - strip - 12.0, FittingText(plot.title, width - 20.0),
                             FittingText(plot.caption, width - WidthOf(plot.title) * 1.25 - 40.0)});
     Axes(plot, {left, right, top, bottom}, x, y, shown_x, shown_y);
     for (const auto& band : plot.bands) Band(band, x, y);
@@ -129,27 +137,33 @@ class Painter {
     }
     for (const auto& border : plot.borders) {
       if (!x.Shows(border.x)) continue;
-      scene_.Line(x(border.x), top, x(border.x), bottom, border.style);
+      const double above = border.is_above ? strip : 0.0;
+      scene_.Line(x(border.x), top - above, x(border.x), bottom, border.style);
       // A name ends where the next border is; one that has hardly any room is left out.
       double free = std::min(room / 3.0, right - x(border.x));
       for (const auto& next : plot.borders) {
         if (next.x > border.x) free = std::min(free, x(next.x) - x(border.x) - 6.0);
       }
       if (!border.text.empty() && free > 12.0) {
-        scene_.Text(x(border.x) + 4.0, top + 12.0, "ph", Anchor::Start,
-                    FittingText(border.text, free));
+        scene_.Text(x(border.x) + 4.0, border.is_above ? top - 4.0 : top + 12.0, "ph",
+                    Anchor::Start, FittingText(border.text, free));
       }
     }
     std::vector<Label> labels;
     for (const auto& line : plot.lines) Line(line, x, y, labels);
-    PushApart(labels, kLineGap, top + 6.0, bottom);
-    for (const auto& label : labels) {
-      scene_.Text(right + 5.0, label.at + 4.0, label.style, Anchor::Start,
-                  FittingText(label.text, right_room - kLabelGap));
+    if (plot.has_key) {
+      Key(plot, right + 5.0, top + 6.0, right_room);
+    } else {
+      PushApart(labels, kLineGap, top + 6.0, bottom);
+      for (const auto& label : labels) {
+        scene_.Text(right + 5.0, label.at + 4.0, label.style, Anchor::Start,
+                    FittingText(label.text, right_room - kLabelGap));
+      }
     }
     for (const auto& symbols : plot.symbols) Symbols(symbols, x, y);
     for (const auto& text : plot.texts) {
-      scene_.Text(x(text.x), y(text.y) + text.below, text.style, text.anchor, text.text);
+      scene_.Text(x(text.x) + text.beside, y(text.y) + text.below, text.style, text.anchor,
+                  text.text);
     }
     scene_.Rectangle(left, top, room, plot.height, "frame");
   }
@@ -268,6 +282,17 @@ class Painter {
     end();
   }
 
+  // What each line is, where lines end too close to each other for labels of their own.
+  void Key(const Plot& plot, double left, double y, double room) {
+    for (const auto& line : plot.lines) {
+      if (line.label.empty()) continue;
+      scene_.Line(left, y, left + kSample - 6.0, y, line.style);
+      scene_.Text(left + kSample, y + 4.0, "s", Anchor::Start,
+                  FittingText(line.label, room - kSample - kLabelGap));
+      y += kLineGap + 4.0;
+    }
+  }
+
   void Symbols(const PlotSymbols& symbols, const Scale& x, const Scale& y) {
     for (std::size_t i = 0; i < symbols.x.size(); ++i) {
       const double left = x(symbols.x[i]), at = y(symbols.y[i]);
@@ -306,7 +331,8 @@ double DrawPlots(Scene& scene, const std::vector<Plot>& plots, std::size_t colum
     for (const auto& line : plots[i].lines) {
       if (line.label.empty()) continue;
       auto& room = rooms[i % columns];
-      room = std::clamp(WidthOf(line.label) + kLabelGap, room, kMostRight);
+      const double sample = plots[i].has_key ? kSample : 0.0;
+      room = std::clamp(sample + WidthOf(line.label) + kLabelGap, room, kMostRight);
     }
   }
   for (std::size_t first = 0; first < plots.size(); first += columns) {
@@ -315,7 +341,7 @@ double DrawPlots(Scene& scene, const std::vector<Plot>& plots, std::size_t colum
     for (std::size_t i = first; i < last; ++i) {
       painter.DrawPlot(plots[i], kMargin + width * static_cast<double>(i - first), y, width,
                        rooms[i - first]);
-      height = std::max(height, plots[i].height);
+      height = std::max(height, StripOf(plots[i]) + plots[i].height);
     }
     y += kAbove + height + kBelow;
   }

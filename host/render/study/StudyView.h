@@ -40,17 +40,19 @@ struct PlotBar {
   std::string style = "bar", tip = {};
 };
 
-// A vertical line through the whole plot with a text at its top.
+// A vertical line through the whole plot with a text at its top, or above the frame, where no point
+// is.
 struct PlotBorder {
   double x = 0.0;
   std::string text = {}, style = "pb";
+  bool is_above = false;
 };
 
 struct PlotText {
   double x = 0.0, y = 0.0;  // in the units of the axes
   std::string text, style = {};
   Anchor anchor = Anchor::Start;
-  double below = 0.0;  // its place, in the units of the picture
+  double below = 0.0, beside = 0.0;  // its place, in the units of the picture
 };
 
 // An axis. Without ticks of its own it has round ones; without a range it shows all that is drawn.
@@ -71,6 +73,7 @@ struct Plot {
   std::vector<PlotBorder> borders = {};
   std::vector<PlotText> texts = {};
   double height = 230.0;
+  bool has_key = false;  // labels of lines from the top down, each with a piece of its line
 };
 
 struct StudyView : View {
