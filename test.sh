@@ -178,6 +178,7 @@ stage "generated files are current" generated tools/check_generated.sh ${slow[@]
 if [ ${#slow[@]} -gt 0 ]; then stage "build, file by file" build-dev build dev; fi
 build_and_test ci "g++"
 stage "tests, PostgreSQL" postgres tests/postgres/run.sh build/ci/bin ${slow[@]+"${slow[@]}"}
+stage "pages of studies" pages tools/study_pages.sh build/ci/bin/orvspc --check
 stage "each public header alone" headers \
       cmake --build --preset ci --target all_verify_interface_header_sets
 stage "package, used from outside" consumer tests/consumer/run.sh build/ci
