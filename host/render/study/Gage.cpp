@@ -201,7 +201,10 @@ class Plots {
       line.y.push_back(sums[at] / counts[at]);
     }
     plot.symbols.push_back(std::move(faint));
-    plot.symbols.push_back({{}, line.x, line.y, {}, {}});
+    PlotSymbols means;
+    means.x = line.x;
+    means.y = line.y;
+    plot.symbols.push_back(std::move(means));
     plot.lines.push_back(std::move(line));
     return plot;
   }
@@ -229,7 +232,10 @@ class Plots {
     }
     plot.x.range = Range{0.5, static_cast<double>(study_.operators) + 0.5};
     plot.symbols.push_back(std::move(faint));
-    plot.symbols.push_back({{}, line.x, line.y, {}, {}});
+    PlotSymbols means;
+    means.x = line.x;
+    means.y = line.y;
+    plot.symbols.push_back(std::move(means));
     plot.lines.push_back(std::move(line));
     return plot;
   }
