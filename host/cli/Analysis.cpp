@@ -98,6 +98,9 @@ Arguments Without(Arguments arguments, const std::vector<std::string>& condition
   return arguments;
 }
 
+constexpr std::pair<std::int32_t, const char*> kTestTypes[] = {
+    {ttVariable, "measurements"}, {ttDefects, "defects"}, {ttDefectives, "defectives"}};
+
 struct Reason {
   std::size_t conditions = 0;  // that it takes
   std::string text;            // empty: not known
@@ -109,12 +112,10 @@ struct Reason {
 // named.
 Reason WhyEmpty(const Analysis& run, const Number& maximum, const Countable& kind) {
   std::string damage;
-  const auto count = [&](const std::vector<std::string>& conditions) -> std::int32_t {
-    const auto arguments = Without(run.arguments, conditions);
-    const auto all = MakeSelection(arguments, maximum, run.database);
-    IncludeTests(*all, arguments.Has(kTestType) == run.arguments.Has(kTestType)
-                           ? IncludedTests(*run.select)
-                           : kAllTests);
+  const auto count_of = [&](const std::vector<std::string>& conditions,
+                            std::int32_t types) -> std::int32_t {
+    const auto all = MakeSelection(Without(run.arguments, conditions), maximum, run.database);
+    IncludeTests(*all, types);
     try {
       return kind.count(run.database, all, kCounted);
     } catch (const Refusal& failure) {
@@ -122,6 +123,28 @@ Reason WhyEmpty(const Analysis& run, const Number& maximum, const Countable& kin
       return 0;
     }
   };
+  const auto types = IncludedTests(*run.select);
+  const auto count = [&](const std::vector<std::string>& conditions) {
+    const auto arguments = Without(run.arguments, conditions);
+    return count_of(conditions,
+                    arguments.Has(kTestType) == run.arguments.Has(kTestType) ? types : kAllTests);
+  };
+  const auto of_other_tests = [&]() -> std::string {
+    std::vector<std::string> taken, others;
+    for (const auto& [type, word] : kTestTypes) {
+      if ((types & type) != 0) {
+        taken.emplace_back(word);
+      } else if (const auto found = count_of({}, type); found > 0) {
+        others.push_back(CountText(found, kind) + " of " + word);
+      }
+    }
+    if (others.empty()) return {};
+    return "no data of " + render::Joined(taken, " or ") + ", only " +
+           render::Joined(others, " and ");
+  };
+  // A test that is named is of the wrong kind before it is one too many.
+  if (run.arguments.Has(kTest))
+    if (auto text = of_other_tests(); !text.empty()) return {0, std::move(text)};
   std::vector<std::string> found, texts;
   for (const auto& condition : ConditionsOf(run.arguments)) {
     texts.push_back(condition.text);
@@ -142,7 +165,8 @@ Reason WhyEmpty(const Analysis& run, const Number& maximum, const Countable& kin
   }
   if (found.empty() && !damage.empty())
     return {SIZE_MAX, "no data; what there is without a condition is not known: " + damage};
-  return {conditions, found.empty() ? "" : "no data: " + render::Joined(found, ", ")};
+  if (found.empty()) return {0, of_other_tests()};
+  return {conditions, "no data: " + render::Joined(found, ", ")};
 }
 
 }  // namespace

@@ -326,7 +326,7 @@ std::string StreamReview::NotReady(const LimitRequest& request, const ListedLimi
   const auto since = platform::IsoText(*request.since);
   return text + ", and limits propose of this part, process and test with --since " + since +
          " --first " + std::to_string(request.first) + " --force, approved with --effective " +
-         since + (PresetOf(request.rule).begins_phase ? " and --new-phase" : "") +
+         since + (PresetOf(request.rule).begins_phase ? " and --new-phase NAME" : "") +
          ", takes them all";
 }
 

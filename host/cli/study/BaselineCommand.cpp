@@ -168,24 +168,15 @@ render::BaselineStudy StudyOf(const QualityDatabase& database, const std::vector
   return study;
 }
 
-// Of each stream whether its points signal that count and were not left out, on any graph.
-std::vector<std::vector<bool>> SignalsOfBaseline(const render::BaselineDocument& document) {
-  std::vector<std::vector<bool>> streams;
-  for (std::size_t s = 0; s < document.studies.size(); ++s) {
-    auto& points = streams.emplace_back();
-    const auto& stretches = document.data.streams[s].stretches;
-    for (std::size_t p = 0; p < stretches.size(); ++p) {
-      if (!stretches[p].phase.Counts()) continue;
-      const auto& study = document.studies[s][p];
-      std::set<std::int32_t> signals;
-      for (const auto& each : study.proposal.signals) signals.insert(each.subgroup);
-      for (std::size_t i = 0; i < stretches[p].subgroups.size(); ++i) {
-        if (!stretches[p].IsUsed(i) || study.left_out[i] != 0) continue;
-        points.push_back(signals.contains(stretches[p].subgroups[i]));
-      }
-    }
+// Whether the points of a stretch signal on any graph that were not left out.
+void AddSignals(std::vector<bool>& points, const studies::Stretch& stretch,
+                const render::BaselineStudy& study) {
+  std::set<std::int32_t> signals;
+  for (const auto& each : study.proposal.signals) signals.insert(each.subgroup);
+  for (std::size_t i = 0; i < stretch.subgroups.size(); ++i) {
+    if (!stretch.IsUsed(i) || study.left_out[i] != 0) continue;
+    points.push_back(signals.contains(stretch.subgroups[i]));
   }
-  return streams;
 }
 
 int RunBaseline(const Arguments& arguments, Console& console) {
@@ -212,7 +203,7 @@ int RunBaseline(const Arguments& arguments, Console& console) {
         row.push_back(StudyOf(run.database, phases, stream, p, request));
       }
     }
-    const int status = SignalStatus(arguments, empty, SignalsOfBaseline(document));
+    const int status = SignalStatus(arguments, empty, SignalsOfStreams(document, AddSignals));
     return {FormattedStudy(document, run, render::BaselineJson, render::MakeBaselineView),
             empty,
             {},

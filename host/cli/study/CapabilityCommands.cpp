@@ -212,6 +212,10 @@ int RunCountCapability(const Arguments& arguments, Console& console) {
           {"opportunities-unused", "--opportunities counts for tests of defects alone.", {}});
     }
     FindOpportunities(run, document, asked);
+    if (!arguments.Has(kOpportunities) && !empty &&
+        std::ranges::all_of(document.kinds, is_of_bad_units)) {
+      document.head.options.pop_back();  // bad units have none
+    }
     for (std::size_t s = 0; s < document.kinds.size(); ++s) {
       const auto& kind = document.kinds[s];
       const auto& stretches = document.data.streams[s].stretches;

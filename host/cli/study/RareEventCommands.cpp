@@ -261,6 +261,12 @@ int RunTOfEvents(const Arguments& arguments, Console& console) {
           std::int64_t end = CurrentTime();
           if (until != 0.0) end = std::min<std::int64_t>(end, platform::DateToTimeStamp(until));
           end = std::max(end, events.back().time);
+          if (end < CurrentTime()) {
+            document.head.notes.push_back(
+                {"open-until",
+                 "The time since the last event is counted until " + render::IsoTime(end) + ".",
+                 {}});
+          }
           std::vector<std::int64_t> stamps;
           for (const auto& event : events) stamps.push_back(event.time);
           document.times.assign(stamps.begin() + 1, stamps.end());

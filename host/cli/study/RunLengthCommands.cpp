@@ -309,11 +309,25 @@ void NeedMean(std::optional<double> mean) {
 }
 
 template <class Asked>
-void TakeSimulation(const Arguments& arguments, StudyOptions& options, Asked& asked) {
+void TakeSimulation(const Arguments& arguments, Asked& asked) {
   if (const auto runs = arguments.Get(kRuns)) asked.runs = static_cast<std::size_t>(*runs);
   if (const auto seed = arguments.Get(kSeed)) asked.seed = static_cast<std::uint64_t>(*seed);
-  options.Add("Runs", static_cast<double>(asked.runs), arguments.Has(kRuns));
-  options.Add("Seed", static_cast<double>(asked.seed), arguments.Has(kSeed));
+}
+
+bool IsSimulated(const render::RunLengthStream& stream) {
+  return std::ranges::any_of(stream.schemes,
+                             [](const auto& scheme) { return scheme.study.runs > 0; });
+}
+
+// Exact run lengths show what was given alone.
+template <class Asked>
+void ShowSimulation(const Arguments& arguments, StudyOptions& options, const Asked& asked,
+                    bool is_simulated) {
+  const auto show = [&](const char* key, const Option& option, double value) {
+    if (is_simulated || arguments.Has(option)) options.Add(key, value, arguments.Has(option));
+  };
+  show("Runs", kRuns, static_cast<double>(asked.runs));
+  show("Seed", kSeed, static_cast<double>(asked.seed));
 }
 
 void RunShewhartScheme(Run& run) {
@@ -327,7 +341,7 @@ void RunShewhartScheme(Run& run) {
   asked.size = run.options.Get("Size", kSize, asked.size);
   run.stream.unit = render::ShiftUnit::Piece;
   const auto mean = run.options.Get("Mean", kMean);
-  TakeSimulation(run.arguments, run.options, asked);
+  TakeSimulation(run.arguments, asked);
   auto fallback = DefaultShifts();
   if (asked.points != PointsOf::Measurements) {
     NeedMean(mean);
@@ -340,6 +354,7 @@ void RunShewhartScheme(Run& run) {
            Studied(run.arguments, [&] { return studies::StudyShewhartRuns(shifts, asked); }));
   run.stream.schemes[0].rules = asked.rules;
   run.stream.schemes[0].size = asked.size;
+  ShowSimulation(run.arguments, run.options, asked, IsSimulated(run.stream));
 }
 
 void RunCountScheme(Run& run) {
@@ -390,9 +405,10 @@ void RunMewmaScheme(Run& run) {
                       [&] { return studies::MewmaLimit(asked.variables, asked.weight, arl0); });
     run.options.Add("H", asked.h, false);
   }
-  TakeSimulation(run.arguments, run.options, asked);
+  TakeSimulation(run.arguments, asked);
   const auto shifts = run.Shifts({0.0, 0.5, 1.0, 1.5, 2.0, 3.0});
   run.Keep("MEWMA", Studied(run.arguments, [&] { return studies::StudyMewmaRuns(shifts, asked); }));
+  ShowSimulation(run.arguments, run.options, asked, IsSimulated(run.stream));
 }
 
 // A chart as it is in use, and of measurements the usual cusum and EWMA beside it.
@@ -461,8 +477,8 @@ int RunInUse(const Arguments& arguments, Console& console) {
           options.Add("Shifts", ShiftsText(ShiftsOf(arguments, {})), true);
         }
         studies::ShewhartRunOptions simulated;
-        TakeSimulation(arguments, options, simulated);
-        document.head = {"arl", options.Take(), run.select, {}};
+        TakeSimulation(arguments, simulated);
+        document.head = {"arl", {}, run.select, {}};
         for (const bool counts : {false, true}) {
           IncludeTests(*run.select, counts ? kCounts : std::int32_t{ttVariable});
           API_DSInfo info{};
@@ -480,6 +496,9 @@ int RunInUse(const Arguments& arguments, Console& console) {
             document.streams.push_back(StreamOf(std::move(chart), arguments, simulated));
           }
         }
+        ShowSimulation(arguments, options, simulated,
+                       std::ranges::any_of(document.streams, IsSimulated));
+        document.head.options = options.Take();
         IncludeTests(*run.select, kAllTests);
         const bool empty = document.streams.empty();
         if (empty) NoteEmpty(run, kMaxUsed, document.head.notes);
@@ -498,7 +517,7 @@ int RunArl(const Arguments& arguments, Console& console) {
         "which chart? --scheme cusum, ewma, shewhart, cusum-counts or mewma, or --db FILE");
   }
   auto of_databases = SelectionOptions();
-  of_databases.push_back(Option(kMaxUsed));
+  of_databases.emplace_back(kMaxUsed);
   for (const auto& option : of_databases) {
     if (arguments.Has(option)) {
       throw Misuse("--" + std::string(option.name) + " goes with --db");

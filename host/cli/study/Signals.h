@@ -31,23 +31,31 @@ std::vector<std::uint8_t> SignalsOf(const studies::T2Study& study);
 std::vector<std::uint8_t> SignalsOf(const studies::GroupStudy& study);
 
 // Of each stream whether its points signal that count: not those of excluded phases, nor those that
-// are not used.
-template <class Study>
-std::vector<std::vector<bool>> SignalsOfStreams(const render::StreamStudies<Study>& document) {
+// are not used. add(points, stretch, study) appends those of one stretch.
+template <class Study, class Add>
+std::vector<std::vector<bool>> SignalsOfStreams(const render::StreamStudies<Study>& document,
+                                                Add add) {
   std::vector<std::vector<bool>> streams;
   for (std::size_t s = 0; s < document.studies.size(); ++s) {
     auto& points = streams.emplace_back();
     const auto& stretches = document.data.streams[s].stretches;
     for (std::size_t p = 0; p < stretches.size(); ++p) {
-      if (!stretches[p].phase.Counts()) continue;
-      const auto signals = SignalsOf(document.studies[s][p]);
-      for (std::size_t i = 0; i < signals.size(); ++i) {
-        const bool is_used = i >= stretches[p].points.size() || stretches[p].IsUsed(i);
-        if (is_used) points.push_back(signals[i] != 0);
-      }
+      if (stretches[p].phase.Counts()) add(points, stretches[p], document.studies[s][p]);
     }
   }
   return streams;
+}
+
+template <class Study>
+std::vector<std::vector<bool>> SignalsOfStreams(const render::StreamStudies<Study>& document) {
+  return SignalsOfStreams(
+      document, [](std::vector<bool>& points, const studies::Stretch& stretch, const Study& study) {
+        const auto signals = SignalsOf(study);
+        for (std::size_t i = 0; i < signals.size(); ++i) {
+          const bool is_used = i >= stretch.points.size() || stretch.IsUsed(i);
+          if (is_used) points.push_back(signals[i] != 0);
+        }
+      });
 }
 
 // The same of a study of a single stream without phases.

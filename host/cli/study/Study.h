@@ -154,11 +154,17 @@ int RunOnStreams(const Arguments& arguments, Console& console, Document document
       std::vector<Note> notes;
       document.data = StreamsOf(run, read, notes);
       // What is read is no longer missing.
-      if (!document.data.Empty()) document.head.notes.clear();
-      document.head.notes.insert(document.head.notes.end(), notes.begin(), notes.end());
+      document.head.notes.clear();
+      if (!document.data.Empty()) document.head.notes = std::move(notes);
     }
     const bool empty = document.data.Empty();
-    if (empty) NoteEmpty(run, kStudyMax, document.head.notes);
+    const bool takes_both = tests == StudiedTests::MeasuredElseCounted;
+    for (const auto type :
+         takes_both ? std::vector{std::int32_t{ttVariable}, kCounts} : std::vector{types}) {
+      if (!empty || !run.why_empty.empty()) break;
+      IncludeTests(*run.select, type);
+      NoteEmpty(run, kStudyMax, document.head.notes);
+    }
     if (prepare) prepare(run, document);
     fill(document);
     if (read.bases) HideBases(document);

@@ -168,11 +168,13 @@ std::string OpenText(const studies::GapStudy& study) {
 }
 
 template <class Study>
-StudyView ViewOf(const GapDocument<Study>& document, const std::string& title) {
+StudyView ViewOf(const GapDocument<Study>& document, const Names& names_of_items,
+                 const std::string& title) {
   const auto& study = document.study;
   const auto head = HeadOf(document);
   StudyView view;
-  view.title = title + ": " + PlainText(document.column);
+  const auto selected = SelectedText(head.select.get(), names_of_items);
+  view.title = title + ": " + (selected.empty() ? PlainText(document.column) : selected);
   view.subtitle = OptionsText(head);
   view.notes = PlainNotes(head.notes);
   view.empty = document.head.select && document.points.empty();
@@ -203,15 +205,17 @@ StudyView ViewOf(const GapDocument<Study>& document, const std::string& title) {
 
 std::string GJson(const GDocument& document, const Names&) { return JsonOf(document); }
 
-StudyView MakeGView(const GDocument& document, const Names&) {
-  auto view = ViewOf(document, "g chart");
+StudyView MakeGView(const GDocument& document, const Names& names) {
+  auto view = ViewOf(document, names, "g chart");
   AddZeros(view.plots[0], 1.0, document.study);
   return view;
 }
 
 std::string TJson(const TDocument& document, const Names&) { return JsonOf(document); }
 
-StudyView MakeTView(const TDocument& document, const Names&) { return ViewOf(document, "t chart"); }
+StudyView MakeTView(const TDocument& document, const Names& names) {
+  return ViewOf(document, names, "t chart");
+}
 
 std::string GStreamsJson(const GStreamsDocument& document, const Names& names) {
   auto head = document.head;

@@ -576,7 +576,7 @@ TEST_F(ReviewTest, AnOpenPointIsLeftOutOnceItsCauseIsRecorded) {
       "the next review leaves out what has a comment or an event with its cause, limits reject 2 "
       "ends it, and limits propose of this part, process and test with --since " +
       platform::IsoText(TimeAt(30)) + " --first 12 --force, approved with --effective " +
-      platform::IsoText(TimeAt(30)) + " and --new-phase, takes them all"))
+      platform::IsoText(TimeAt(30)) + " and --new-phase NAME, takes them all"))
       << said[0].text;
   Data().AddComment(40, 0, 0, "drill slipped", {ann_, "asked the shift"});
   const auto left_out = Review();
