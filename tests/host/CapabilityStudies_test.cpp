@@ -392,6 +392,14 @@ TEST_F(CapabilityStudies, TestsOfBothKindsAreStudiedApart) {
   EXPECT_NE(text.out.find("defects a unit"), std::string::npos);
 }
 
+TEST_F(CapabilityStudies, BadUnitsHaveNoOpportunities) {
+  Import("purchase-orders.csv");
+  EXPECT_FALSE(Json("study counts --db q.db")["Options"].contains("Opportunities"));
+  const auto given = Json("study counts --db q.db --opportunities 3");
+  EXPECT_EQ(given["Options"]["Opportunities"]["Value"], 3.0);
+  EXPECT_TRUE(Notes(given, "opportunities-unused"));
+}
+
 TEST_F(CapabilityStudies, OpportunitiesOfTheDatabase) {
   Import("circuit-boards.csv");
   const auto none = Json("study counts --db q.db");

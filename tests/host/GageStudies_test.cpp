@@ -1,31 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <string>
 
-#include "tests/host/ProgramTest.h"
+#include "tests/host/StudyTest.h"
 
 // The studies of measurement systems and of sampling plans by the program.
 namespace orvspc::host {
 namespace {
 
-class GageStudies : public ProgramTest {
- protected:
-  static std::string Sample(const std::string& name) {
-    return "'" ORVSPC_TESTS_DIR "/../host/samples/studies/" + name + "'";
-  }
-  nlohmann::json Json(const std::string& arguments) {
-    const auto run = Run("study " + arguments + " --format json");
-    EXPECT_EQ(run.status, 0) << run.err;
-    return nlohmann::json::parse(run.out);
-  }
-  void Refused(const std::string& arguments, int status, const std::string& text) {
-    const auto run = Run("study " + arguments);
-    EXPECT_EQ(run.status, status) << arguments;
-    EXPECT_EQ(run.err, "orvspc study: " + text + "\n");
-    EXPECT_EQ(run.out, "");
-  }
-};
+using GageStudies = StudyTest;
 
 TEST_F(GageStudies, GageOfAFile) {
   const auto found = Json("gage --tolerance 8 --data " + Sample("gage.csv"));

@@ -1,31 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
-#include "tests/host/ProgramTest.h"
+#include "tests/host/StudyTest.h"
 
 // Charts of several variables by the program.
 namespace orvspc::host {
 namespace {
 
-class MultivariateCommands : public ProgramTest {
+class MultivariateCommands : public StudyTest {
  protected:
-  static std::string Sample(const std::string& name) {
-    return "'" ORVSPC_TESTS_DIR "/../host/samples/studies/" + name + "'";
-  }
-  nlohmann::json Json(const std::string& arguments) {
-    const auto run = Run("study " + arguments + " --format json");
-    EXPECT_EQ(run.status, 0) << run.err;
-    return nlohmann::json::parse(run.out);
-  }
-  void Refused(const std::string& arguments, int status, const std::string& text) {
-    const auto run = Run("study " + arguments);
-    EXPECT_EQ(run.status, status) << arguments;
-    EXPECT_EQ(run.err, "orvspc study: " + text + "\n");
-    EXPECT_EQ(run.out, "");
-  }
   // The subgroups of a sample as a database: of two tests, with minutes as times.
   void ImportPairs() {
     std::ifstream file(ORVSPC_TESTS_DIR "/../host/samples/studies/two-variables.csv");

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <iterator>
-#include <nlohmann/json.hpp>
 #include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "tests/engine/studies/cases.h"
-#include "tests/host/ProgramTest.h"
+#include "tests/host/StudyTest.h"
 
 // Charts of what lies between rare events by the program, of files and of databases.
 namespace orvspc::host {
@@ -16,19 +15,8 @@ namespace {
 using studies::Case;
 using studies::CasesFolder;
 
-class RareEventStudies : public ProgramTest {
+class RareEventStudies : public StudyTest {
  protected:
-  nlohmann::json Json(const std::string& arguments) {
-    const auto run = Run("study " + arguments + " --format json");
-    EXPECT_EQ(run.status, 0) << arguments << ": " << run.err;
-    return run.status == 0 ? nlohmann::json::parse(run.out) : nlohmann::json();
-  }
-  void Refused(const std::string& arguments, int status, const std::string& text) {
-    const auto run = Run("study " + arguments);
-    EXPECT_EQ(run.status, status) << arguments;
-    EXPECT_EQ(run.err, "orvspc study: " + text + "\n");
-    EXPECT_EQ(run.out, "");
-  }
   static std::string CaseFile(const char* name) { return "'" + CasesFolder() + name + "'"; }
 
   // One unit a subgroup, a minute apart; true: it is bad.
@@ -233,6 +221,18 @@ TEST_F(RareEventStudies, TOfADatabaseHasTheHoursBetweenEvents) {
   EXPECT_EQ(Numbers(running["Points"]), (std::vector<double>{2, 4, 3, 1.5}));
   EXPECT_EQ(running["Open"], 4.5);
   EXPECT_EQ(running["Column"], "running hours between events");
+}
+
+TEST_F(RareEventStudies, TOfADatabaseNamesWhatIsSelectedAndUntilWhen) {
+  ImportStops();
+  const auto text = Run("study t --db q.db --process Press --until 2024-03-02T12:30:00").out;
+  EXPECT_TRUE(text.starts_with("t chart: Press\n")) << text;
+  EXPECT_NE(text.find("The time since the last event is counted until 2024-03-02T12:30:00."),
+            std::string::npos)
+      << text;
+  const auto now = Run("study t --db q.db").out;
+  EXPECT_TRUE(now.starts_with("t chart: hours between events\n")) << now;
+  EXPECT_EQ(now.find("counted until"), std::string::npos) << now;
 }
 
 TEST_F(RareEventStudies, TimesBetweenEventsTakeTheOptionsOfTheirDatabase) {

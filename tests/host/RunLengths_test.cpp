@@ -37,6 +37,22 @@ TEST_F(RunLengthCommands, JsonHasTheFiguresOfEachShift) {
   EXPECT_EQ(document.At("Options.K.From").text, "default");
 }
 
+// What was given is shown though nothing was simulated.
+TEST_F(RunLengthCommands, ExactOnesHaveNoOptionsOfASimulation) {
+  const auto keys = [&](const std::string& more) {
+    return Json("arl --scheme shewhart --shifts 0" + more).At("Options").Keys();
+  };
+  const std::vector<std::string> exact{"Scheme", "Width", "Rules", "Sided",
+                                       "Points", "Size",  "Mean",  "Shifts"};
+  EXPECT_EQ(keys(""), exact);
+  auto seeded = exact;
+  seeded.emplace_back("Seed");
+  EXPECT_EQ(keys(" --seed 4"), seeded);
+  auto simulated = exact;
+  simulated.insert(simulated.end(), {"Runs", "Seed"});
+  EXPECT_EQ(keys(" --rules nelson --runs 100"), simulated);
+}
+
 TEST_F(RunLengthCommands, ASimulationSaysSo) {
   const auto document =
       Json("arl --scheme shewhart --rules nelson --shifts 0 --runs 1000 --seed 5");
@@ -98,6 +114,7 @@ TEST_F(RunLengthCommands, AlarmsThatAreSwitchedOffAreNotInUse) {
   Write("alarms.csv", "number,on\n1,yes\n5,yes\n");
   ASSERT_EQ(Run("import alarms.csv --db q.db --kind alarms").status, 0);
   const auto document = Json("arl --db q.db --shifts 0");
+  EXPECT_EQ(document.At("Options").Keys(), (std::vector<std::string>{"Rules", "Shifts"}));
   EXPECT_EQ(document.At("Rules").elements.size(), 2U);
   EXPECT_EQ(document.At("Method").text, "chain");
   EXPECT_NEAR(document.At("ARL[0]").number, 225.44, 0.5);  // windows must be whole

@@ -302,6 +302,23 @@ TEST_F(StreamStudies, OneSideHasOneLimitAndOneArm) {
   EXPECT_EQ(Text(folder_.File("a.svg")).find("nan"), std::string::npos);
 }
 
+TEST_F(StreamStudies, ATestOfTheWrongKindIsNamedAsTheReason) {
+  ImportValues(Scattered(20));
+  ImportCounts(Counts(30), std::vector<double>(30, 200.0), "defects");
+  const auto why = [&](const std::string& study) {
+    const auto run = Run("study " + study + " --db q.db --format json");
+    EXPECT_EQ(run.status, 0) << run.err;
+    return run.err;
+  };
+  EXPECT_EQ(why("laney --test Width"),
+            "no data of defects or defectives, only 20 subgroups of measurements\n");
+  EXPECT_EQ(why("acf --test Leaks"), "no data of measurements, only 30 subgroups of defects\n");
+  EXPECT_EQ(why("cusum --counts --p1 0.1 --h 4 --test Leaks"),
+            "no data of defectives, only 30 subgroups of defects\n");
+  // A condition comes first where no test is named.
+  EXPECT_EQ(why("laney --since 2030-01-01"), "no data: 30 subgroups without --since 2030-01-01\n");
+}
+
 // The time at which a phase starts, and where shifts do.
 TEST_F(StreamStudies, NoKeyOfAStudyIsThereTwice) {
   ImportValues(Scattered(60));
@@ -366,6 +383,8 @@ TEST_F(StreamStudies, EveryFormatAndAnEmptySelection) {
               {"ar1", "phi"}};
   for (const auto& row : rows) {
     const auto line = std::string("study ") + row.arguments + " --db q.db";
+    // Neither kind is missing where either would do.
+    const bool takes_both = line.starts_with("study ewma") || line.starts_with("study cusum --db");
     const auto text = Run(line);
     EXPECT_EQ(text.status, 0) << line;
     EXPECT_NE(text.out.find(row.text), std::string::npos) << text.out;
@@ -377,6 +396,7 @@ TEST_F(StreamStudies, EveryFormatAndAnEmptySelection) {
     EXPECT_EQ(empty.status, 0) << line;
     const std::string why = "no data: 60 subgroups without --since 2030-01-01";
     EXPECT_NE(empty.out.find(why), std::string::npos) << line << empty.out;
+    EXPECT_EQ(empty.out.find("No subgroup") == std::string::npos, takes_both) << empty.out;
     const auto page = Run(line + " --since 2030-01-01 -o e.html");
     EXPECT_EQ(page.status, 1) << line;
     EXPECT_FALSE(Exists("e.html")) << line;
