@@ -38,6 +38,8 @@ const std::vector<ChartOptionKind>& ChartOptionKinds() {
       {"ewma.target", "what points are compared with", {}, -1e300, 1e300, true},
       {"ewma.sigma", "standard deviation of one piece", {}, 0.0, 1e300, true},
       {"ewma.reset", "whether it begins anew after a signal", {"no", "yes"}},
+      {"ewma.points", "what is made of the pieces of a subgroup", {"mean", "median"}},
+      {"cusum.points", "what is made of the pieces of a subgroup", {"mean", "median"}},
       {"cusum.k", "reference value in sigmas", {}, 0.0, 3.0},
       {"cusum.sided", "which signals count", {"two", "upper", "lower"}},
       {"cusum.h", "decision interval in sigmas", {}, 0.0, 50.0, true},

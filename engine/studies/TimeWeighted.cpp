@@ -5,6 +5,7 @@
 #include <cmath>
 #include <string>
 
+#include "engine/statistics/ControlConstants.h"
 #include "engine/studies/study_notes.h"
 
 namespace orvspc::studies {
@@ -21,9 +22,14 @@ struct About {
   // Of the point, as it has so many pieces.
   double Sigma(std::size_t i) const {
     if (options.target && !stretch.counts.empty()) return SigmaOfTarget(i);
-    if (!options.sigma) return stretch.sigma[i];
+    return options.sigma ? *options.sigma * SigmaOfOne(i) : stretch.sigma[i];
+  }
+  // Of measurements, where sigma of a piece is 1.
+  double SigmaOfOne(std::size_t i) const {
     const double size = Units(i);
-    return size > 0.0 ? *options.sigma / std::sqrt(size) : kNaN;
+    if (!(size > 0.0)) return kNaN;
+    return options.medians ? engine::statistics::MedianSd(static_cast<std::int32_t>(size))
+                           : 1.0 / std::sqrt(size);
   }
   // What a rate is multiplied by to be a point.
   double UnitOf(std::size_t i) const { return options.scale * (options.counted ? Units(i) : 1.0); }
@@ -107,8 +113,7 @@ bool Begin(const Stretch& stretch, const AboutOptions& options, const Stretch* l
       stretch, basis, options.target, [&](std::size_t i) { return about.Centre(i); },
       [&](std::size_t i) { return is_counted ? about.UnitOf(i) : 1.0; });
   study.sigma = FigureOf(basis, stretch.sp, options.sigma, Newest(stretch, [&](std::size_t i) {
-                           const double size = stretch.sizes.empty() ? 1.0 : stretch.sizes[i];
-                           return is_counted ? kNaN : about.Sigma(i) * std::sqrt(size);
+                           return is_counted ? kNaN : about.Sigma(i) / about.SigmaOfOne(i);
                          }));
   study.signals.assign(stretch.points.size(), 0);
   // Stored limits and those of the phase before are known at the first point already, and so is

@@ -20,6 +20,7 @@ struct AboutOptions {
                                  // law has a sigma
   std::optional<double> sigma;   // of one piece, above 0; not of counts
   Sided sided = Sided::Two;      // which signals count: the other limit or arm is left out
+  bool medians = false;          // points are medians of their pieces, not means
   // What the points of a stretch of counts are, as StudyData has it.
   bool defectives = false, counted = false;
   double scale = 1.0;

@@ -302,6 +302,48 @@ TEST_F(StreamStudies, OneSideHasOneLimitAndOneArm) {
   EXPECT_EQ(Text(folder_.File("a.svg")).find("nan"), std::string::npos);
 }
 
+// With a weight of 1 it is the chart of medians itself.
+TEST_F(StreamStudies, EwmaAndCusumOfMedians) {
+  const auto run = Run("import '" ORVSPC_TESTS_DIR "/../host/samples/flow-width.csv' --db q.db");
+  ASSERT_EQ(run.status, 0) << run.err;
+  const auto chart = Run("chart --db q.db --graph1 median --max 0 --format json");
+  ASSERT_EQ(chart.status, 0) << chart.err;
+  const auto graph = nlohmann::json::parse(chart.out)["Graphs"][0];
+  const auto ewma = PhaseOf("ewma --points median --weight 1");
+  const auto means = PhaseOf("ewma --weight 1");
+  for (const auto& [ours, theirs] :
+       {std::pair("UCL", "UCLs"), {"LCL", "LCLs"}, {"Values", "Points"}}) {
+    const auto found = Numbers(ewma[ours]), wanted = Numbers(graph[theirs]);
+    ASSERT_EQ(found.size(), wanted.size());
+    for (std::size_t i = 0; i < found.size(); ++i) EXPECT_NEAR(found[i], wanted[i], 1e-9) << ours;
+    EXPECT_NE(found, Numbers(means[ours]));
+  }
+  EXPECT_EQ(ewma["Sigma"]["Value"], means["Sigma"]["Value"]);
+  const auto y = [](const nlohmann::json& phase) {
+    return (phase["UCL"][0].get<double>() - phase["CL"][0].get<double>()) / 3.0;
+  };
+  // The first point, in standard deviations of a median.
+  const auto cusum = PhaseOf("cusum --points median --k 0");
+  const double first = (ewma["Values"][0].get<double>() - ewma["CL"][0].get<double>()) / y(ewma);
+  EXPECT_NEAR(cusum["Upper"][0].get<double>() - cusum["Lower"][0].get<double>(), first, 1e-9);
+
+  ASSERT_EQ(Run("set --db q.db ewma.points median --reason 'outliers'").status, 0);
+  EXPECT_EQ(PhaseOf("ewma --weight 1"), ewma);
+  EXPECT_EQ(Json("ewma")["Options"]["Points"]["From"], "database");
+  EXPECT_EQ(PhaseOf("ewma --weight 1 --points mean"), means);
+}
+
+TEST_F(StreamStudies, MediansAreOfMeasurements) {
+  ImportCounts(Counts(30), std::vector<double>(30, 200.0), "defects");
+  Refused("ewma --db q.db --points median", 2,
+          "--points median goes with measurements, not with counts");
+  Refused("cusum --db q.db --counts --mu1 2 --h 5 --points median", 2,
+          "--points does not go with --counts");
+  ImportValues(Scattered(30));
+  auto single = PhaseOf("ewma --points median");
+  EXPECT_EQ(single, PhaseOf("ewma")) << "of single values it is the value";
+}
+
 TEST_F(StreamStudies, ATestOfTheWrongKindIsNamedAsTheReason) {
   ImportValues(Scattered(20));
   ImportCounts(Counts(30), std::vector<double>(30, 200.0), "defects");

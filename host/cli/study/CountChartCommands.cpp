@@ -12,14 +12,6 @@ constexpr Choice<std::int32_t> kChart{
     {"chart", "WORD", "what is plotted: proportions, counts or rates", "auto", false, kChartWords}};
 constexpr Option kFloor{"floor", nullptr, "never narrow the limits: a sigma z below 1 is 1"};
 
-// Reads the points anew, as those of the chart that the database has for the streams.
-void ReadAnew(const Analysis& run, const studies::ReadOptions& read,
-              render::LaneyDocument& document) {
-  auto& notes = document.head.notes;
-  std::erase_if(notes, [](const Note& note) { return note.code != "brought-forward"; });
-  document.data = StreamsOf(run, read, notes);
-}
-
 int RunLaney(const Arguments& arguments, Console& console) {
   studies::ReadOptions read;
   read.counts = true;

@@ -55,6 +55,16 @@ class StudyOptions {
     return value;
   }
 
+  // Empty, and not shown, where none is given.
+  template <class Type>
+  std::optional<Type> GetGiven(const char* key, const Choice<Type>& option) {
+    if (!arguments_.Has(option) && StoredOf(option) == nullptr) {
+      Add(key, std::monostate(), "default");
+      return std::nullopt;
+    }
+    return Get(key, option);
+  }
+
   // One that a command reads by itself.
   void Add(const char* key, decltype(render::ResolvedOption::value) value, bool given) {
     Add(key, std::move(value), given ? "command" : "default");
@@ -171,6 +181,14 @@ int RunOnStreams(const Arguments& arguments, Console& console, Document document
     const int status = SignalStatus(arguments, empty, SignalsOfStreams(document));
     return {FormattedStudy(document, run, json, view), empty, {}, status};
   });
+}
+
+// Reads the points of the streams anew, as those of another chart.
+template <class Document>
+void ReadAnew(const Analysis& run, const studies::ReadOptions& read, Document& document) {
+  auto& notes = document.head.notes;
+  std::erase_if(notes, [](const Note& note) { return note.code != "brought-forward"; });
+  document.data = StreamsOf(run, read, notes);
 }
 
 // The same of a study whose options a database may have: take(options) resolves them, once by the

@@ -39,6 +39,11 @@ constexpr render::Word kLimitsWords[] = {
     {"asymptotic", static_cast<std::int32_t>(LimitsOf::Asymptotic)}};
 constexpr Choice<LimitsOf> kLimits{
     {"limits", "WORD", "of each point, or as they are after many", "", false, kLimitsWords}};
+enum class PointsOf { Means, Medians };
+constexpr render::Word kPointsWords[] = {{"mean", static_cast<std::int32_t>(PointsOf::Means)},
+                                         {"median", static_cast<std::int32_t>(PointsOf::Medians)}};
+constexpr Choice<PointsOf> kPoints{
+    {"points", "WORD", "of measurements: mean or median of a subgroup", "", false, kPointsWords}};
 constexpr Option kReset{"reset", nullptr, "begin anew after a signal"};
 constexpr RealInside kReference{{"k", "X", "reference value in sigmas", "0.5"}, 0.0, 3.0};
 constexpr RealInside kDecision{
@@ -54,13 +59,16 @@ constexpr RealInside kDecisionOfCounts{kDecision, 0.0, 1000.0, true};
 constexpr RealInside kHeadStartOfCounts{kHeadStart, 0.0, 1000.0};
 // The chart word of single values with their moving ranges.
 constexpr std::int32_t kIndividuals = 0x330;
-constexpr Option kShared[] = {kStudyMax, kTarget, kSigma,     kSided,
+// That of medians, with the sigma that suits the data.
+constexpr std::int32_t kMedians = 0x200;
+constexpr Option kShared[] = {kStudyMax, kTarget, kSigma,     kPoints,    kSided,
                               kReset,    kPhase,  kAllPhases, kSignalExit};
 
-// Sigmas of counts follow from their line.
-void NeedMeasured(const std::optional<double>& sigma, const studies::StudyData& data) {
-  if (data.Empty() || data.streams[0].stretches[0].counts.empty() || !sigma) return;
-  throw Misuse("--sigma goes with measurements, not with counts");
+// Sigmas of counts follow from their line, and there are no pieces.
+void NeedMeasured(const studies::AboutOptions& asked, const studies::StudyData& data) {
+  if (data.Empty() || data.streams[0].stretches[0].counts.empty()) return;
+  if (asked.sigma) throw Misuse("--sigma goes with measurements, not with counts");
+  if (asked.medians) throw Misuse("--points median goes with measurements, not with counts");
 }
 
 // What the points of counts are, which a target needs.
@@ -109,9 +117,11 @@ void ReadSinglesApart(const Analysis& run, studies::StudyData& data, std::vector
   }
 }
 
-// A study of measurements or counts whose options a database may have: take(options) resolves them.
+// A study of measurements or counts whose options a database may have: take(options) resolves them
+// into asked.
 template <class Document>
 int RunWeighted(const Arguments& arguments, Console& console, const char* word,
+                studies::AboutOptions& asked,
                 std::string (*json)(const Document&, const render::Names&),
                 render::StudyView (*view)(const Document&, const render::Names&),
                 const std::function<void(StudyOptions&)>& take,
@@ -127,6 +137,10 @@ int RunWeighted(const Arguments& arguments, Console& console, const char* word,
         StudyOptions options(arguments, StoredOptionsOf(run, filled.data, word));
         take(options);
         filled.head.options = options.Take();
+        NeedMeasured(asked, filled.data);
+        TakeCounts(filled.data, asked);
+        if (asked.medians && !std::ranges::all_of(filled.data.streams, IsOfSingles))
+          ReadAnew(run, {.chart_word = kMedians, .bases = true}, filled);
         ReadSinglesApart(run, filled.data, filled.head.notes);
       },
       StudiedTests::MeasuredElseCounted);
@@ -142,15 +156,14 @@ int RunEwma(const Arguments& arguments, Console& console) {
     asked.fir = options.Get("FIR", kFir);
     asked.target = options.Get("Target", kTarget);
     asked.sigma = options.Get("Sigma", kSigma);
+    asked.medians = options.GetGiven("Points", kPoints) == PointsOf::Medians;
     asked.sided = options.Get("Sided", kSided);
     asked.reset = options.Get("Reset", kReset);
     if (asked.fir && !asked.exact) throw Misuse("--fir goes with --limits exact");
   };
   return RunWeighted<render::EwmaDocument>(
-      arguments, console, "ewma", render::EwmaJson, render::MakeEwmaView, take,
+      arguments, console, "ewma", asked, render::EwmaJson, render::MakeEwmaView, take,
       [&](render::EwmaDocument& filled) {
-        NeedMeasured(asked.sigma, filled.data);
-        TakeCounts(filled.data, asked);
         filled.FillByLimits([&](const auto& stretch, const auto* limits_of) {
           return studies::StudyEwma(stretch, asked, limits_of);
         });
@@ -171,7 +184,8 @@ void NeedQuarters(const Arguments& arguments, const Option& option, double value
 
 int RunCountCusum(const Arguments& arguments, Console& console) {
   StudyOptions options(arguments);
-  for (const Option& option : {Option(kReference), Option(kSigma), Option(kSided)}) {
+  for (const Option& option :
+       {Option(kReference), Option(kSigma), Option(kSided), Option(kPoints)}) {
     if (arguments.Has(option)) {
       throw Misuse("--" + std::string(option.name) + " does not go with --counts");
     }
@@ -226,15 +240,14 @@ int RunCusum(const Arguments& arguments, Console& console) {
     asked.head_start = options.Get("HeadStart", kHeadStart, asked.head_start);
     asked.target = options.Get("Target", kTarget);
     asked.sigma = options.Get("Sigma", kSigma);
+    asked.medians = options.GetGiven("Points", kPoints) == PointsOf::Medians;
     asked.sided = options.Get("Sided", kSided);
     asked.reset = options.Get("Reset", kReset);
     NeedBelowH(arguments, asked.head_start, asked.h);
   };
   return RunWeighted<render::CusumDocument>(
-      arguments, console, "cusum", render::CusumJson, render::MakeCusumView, take,
+      arguments, console, "cusum", asked, render::CusumJson, render::MakeCusumView, take,
       [&](render::CusumDocument& filled) {
-        NeedMeasured(asked.sigma, filled.data);
-        TakeCounts(filled.data, asked);
         filled.FillByLimits([&](const auto& stretch, const auto* limits_of) {
           return studies::StudyCusum(stretch, asked, limits_of);
         });

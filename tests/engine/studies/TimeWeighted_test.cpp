@@ -45,6 +45,27 @@ TEST(StudyEwma, Individuals) {
   known.Check("signals", Signals(study.signals));
 }
 
+// Of 5 pieces by tables of order statistics: the standard deviation of the median is 0.5357 (ISO
+// 7870-2: A4 = 0.691 = 3 e / d2).
+TEST(StudyEwma, AMedianIsWeighedByItsOwnStandardDeviation) {
+  auto medians = Singles({10.0, 11.0, 9.0}, 10.0, 0.5357);
+  medians.sizes.assign(3, 5.0);
+  EwmaOptions options;
+  options.weight = 1.0;
+  options.sigma = 1.0;
+  options.medians = true;
+  EXPECT_NEAR(StudyEwma(medians, options).upper[0], 10.0 + 3.0 * 0.5357, 3e-4);
+  EXPECT_NEAR(StudyEwma(medians, options).upper[0], 10.0 + 0.691 * 2.326, 2e-3);
+  options.medians = false;
+  EXPECT_DOUBLE_EQ(StudyEwma(medians, options).upper[0], 10.0 + 3.0 / std::sqrt(5.0));
+  // Sigma of one piece out of the line in force.
+  options.sigma.reset();
+  options.medians = true;
+  const auto study = StudyEwma(medians, options);
+  EXPECT_NEAR(study.sigma.value, 1.0, 1e-4);
+  EXPECT_EQ(study.sigma.estimator, "line in force");
+}
+
 // The line of stored limits, or of the phase before, is known before the first point.
 TEST(StudyEwma, OnePointIsJudgedByALineThatIsNotItsOwnEstimate) {
   auto stretch = Singles({14.0}, 10.0, 1.0);
