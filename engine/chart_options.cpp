@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The options of charts and studies that a database may store for its streams.
+// Rule sets, and the options of charts and studies that a database may store for its streams.
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -8,8 +8,11 @@
 #include <sstream>
 
 #include "engine/QualityDatabase.h"
+#include "engine/change_once.h"
 #include "engine/store/SqlStore.h"
 #include "engine/store/alarm_rules.h"
+#include "engine/write/change/version.h"
+#include "engine/write/settings.h"
 
 namespace orvspc {
 
@@ -133,6 +136,76 @@ std::string ChartOptionKind::RefusalOfTest() const {
   if (!of_several) return {};
   return std::string(key) +
          " is of several tests together: it goes with a part and process, not with a test";
+}
+
+std::vector<RuleSet> QualityDatabase::RuleSets() const {
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection&) {
+    std::vector<RuleSet> sets;
+    for (const auto& [name, numbers] : store.Cache().rule_sets) sets.push_back({name, numbers});
+    return sets;
+  });
+}
+
+void QualityDatabase::UseRuleSet(std::string_view name) {
+  const auto store = store::SqlStoreOf(*database_);
+  if (name.empty()) return store->UseRuleNumbers(std::nullopt);
+  const auto sets = RuleSets();
+  const auto found = std::ranges::find(sets, name, &RuleSet::name);
+  if (found == sets.end())
+    store::Refuse(*store, "the database has no rule set \"" + std::string(name) + "\"");
+  store->UseRuleNumbers(found->numbers);
+}
+
+void QualityDatabase::UseChartOptions(std::map<std::string, std::string, std::less<>> options) {
+  store::SqlStoreOf(*database_)->UseChartOptions(std::move(options));
+}
+
+std::vector<ChartOption> QualityDatabase::ChartOptionsOf(const StreamKey& stream) const {
+  const auto store = store::SqlStoreOf(*database_);
+  std::vector<ChartOption> options;
+  for (const auto& kind : ChartOptionKinds()) {
+    const auto found = store->ChartOption(stream.part, stream.process, stream.test, 1, kind.key);
+    if (found) options.push_back({std::string(kind.key), found->value, found->of_database});
+  }
+  return options;
+}
+
+std::vector<ListedChartOption> QualityDatabase::ChartOptions() const {
+  return store::Read(*database_, [&](store::SqlStore& store, sql::Connection& db) {
+    std::vector<ListedChartOption> listed;
+    for (const auto& row : store.Cache().chart_options) {
+      if (write::ChartOptionBefore(db, row) != row.id) continue;
+      auto& each = listed.emplace_back();
+      static_cast<StreamKey&>(each) = {row.part, row.process, row.test};
+      each.id = row.id;
+      each.graph = row.graph;
+      each.key = row.key;
+      each.value = row.value;
+      each.version = change::VersionOf(db, "chart-option " + std::to_string(row.id));
+    }
+    return listed;
+  });
+}
+
+std::int32_t QualityDatabase::ChangeChartOption(const StreamKey& of, std::int32_t graph,
+                                                const std::string& key, const std::string& value,
+                                                const ChangeOptions& options) {
+  const auto* const kind = FindChartOptionKind(key);
+  auto refusal = kind == nullptr          ? "there is no option of charts \"" + key + "\""
+                 : graph < 1 || graph > 3 ? "a chart has graphs 1 to 3"
+                                          : kind->Refusal(value);
+  if (refusal.empty()) refusal = kind->RefusalOfGraph(graph);
+  if (refusal.empty() && of.test != 0) refusal = kind->RefusalOfTest();
+  if (!refusal.empty()) store::Refuse(*store::SqlStoreOf(*database_), refusal);
+  std::int32_t id = 0;
+  Change(*database_, options, [&](log::Writing& writing) {
+    const store::OptionRow row{0, of.part, of.process, of.test, graph, key, value};
+    const auto before = write::ChartOptionBefore(writing.Db(), row);
+    change::CheckVersion(writing.Db(), "chart-option " + std::to_string(before), key,
+                         options.expected);
+    id = write::StoreChartOption(writing, row);
+  });
+  return id;
 }
 
 }  // namespace orvspc
