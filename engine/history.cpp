@@ -43,7 +43,7 @@ LogCheck QualityDatabase::VerifyLog(const LogCheckOptions& options) const {
   return store::Read(*database_, [&](store::SqlStore&, sql::Connection& db) {
     auto check = options.with_data ? audit::CheckLogAndData(db) : log::CheckChain(db);
     if (anchors && log::CheckAnchors(db, *anchors, options.anchors, check) == 0) {
-      log::AddFind(check, options.anchors + " has no line of this database");
+      store::RefuseFile(options.anchors, "has no line of this database");
     }
     return check;
   });

@@ -594,10 +594,11 @@ class Checker {
     const auto note = [&](std::int64_t count, const std::string& text) {
       if (count != 0) check_.notes.push_back(std::to_string(count) + " " + text);
     };
-    note(undone, "batches were undone");
-    note(left_out, "batches cannot be checked: entry " + std::to_string(selected_.back()) +
-                       " copied a selection of their records");
-    note(check_.unproved, "records were there before the log, which proves nothing about them");
+    note(undone, undone == 1 ? "batch was undone" : "batches were undone");
+    note(left_out, std::string(left_out == 1 ? "batch" : "batches") + " cannot be checked: entry " +
+                       std::to_string(selected_.back()) + " copied a selection of their records");
+    note(check_.unproved, std::string(check_.unproved == 1 ? "record was" : "records were") +
+                              " there before the log, which proves nothing about them");
   }
 
   // What the log stored, is not there, and was taken out by no entry.

@@ -14,9 +14,9 @@ namespace orvspc::cli {
 namespace {
 
 constexpr Option kTo{"to", "VALUE", "what it becomes: a flag, a value, a name"};
-constexpr Number kTsno{
-    {"tsno", "N", "the piece; of counts the unit, 0: of none", "1; of counts those without a unit"},
-    0};
+constexpr Number kTsno{{"tsno", "N", "the piece; of counts the unit, 0: of none",
+                        "the only one that fits; of counts those without a unit"},
+                       0};
 constexpr Number kSbno{{"sbno", "N", "the reading inside the piece", "the piece itself"}, 0};
 constexpr Option kRemove{"remove", nullptr, "take the value out"};
 constexpr Option kAdd{"add", nullptr, "put a value in; without --tsno as the next piece"};
@@ -91,10 +91,7 @@ Changes EditValue(Edit& edit) {
   const auto of_value = edit.arguments.FirstOf(std::array{kTo, kForce});
   if (removes && !of_value.empty()) throw Misuse("--remove takes no " + of_value);
   change.what = removes ? Remove : adds ? Add : Set;
-  const auto tests = edit.database.Items(ItemKind::Test);
-  const auto found = std::ranges::find(tests, *test, &ListedItem::id);
-  const bool is_measured = found != tests.end() && found->type == ttVariable;
-  change.tsno = edit.arguments.Get(kTsno).value_or(is_measured && !adds ? 1 : 0);
+  change.tsno = edit.arguments.Get(kTsno).value_or(0);
   for (const auto& option : kOfValue) {
     if (const auto name = edit.arguments.Value(option)) change.names[option.name] = *name;
   }

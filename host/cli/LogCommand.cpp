@@ -136,7 +136,9 @@ std::string HtmlOf(const std::vector<LogEntry>& entries, const LogAnchor& head) 
 LogFilter FilterOf(const Arguments& arguments) {
   LogFilter filter;
   filter.object = arguments.Value(kObject).value_or("");
-  if (filter.object.starts_with("#")) filter.object.replace(0, 1, "subgroup ");
+  if (filter.object.starts_with("#")) filter.object.erase(0, 1);
+  const bool is_number = filter.object.find_first_not_of("0123456789") == std::string::npos;
+  if (is_number && !filter.object.empty()) filter.object.insert(0, "subgroup ");
   filter.by = arguments.Value(kOnlyBy).value_or("");
   filter.operation = arguments.Value(kOperation).value_or("");
   if (const auto since = arguments.Value(kSince)) filter.since = StampOf(kSince, *since);

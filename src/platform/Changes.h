@@ -27,7 +27,8 @@ struct ChangeOptions {
 struct ValueChange {
   enum class What { Set, Add, Remove };
   What what = What::Set;
-  std::int32_t tsno = 0, sbno = 0;  // of Add to measured values 0: the next piece
+  std::int32_t tsno = 0, sbno = 0;  // of measured values 0: of Add the next piece, else
+                                    // the only one that fits
   double value = 0.0;
   // Names by "serial", "defect", "gage": of Add those that the value gets, new ones are added;
   // otherwise those that the value has, empty: none. What is not given may be any.

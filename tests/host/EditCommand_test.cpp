@@ -198,17 +198,37 @@ TEST_F(EditCommand, EachVerbTakesItsOptionsAlone) {
   EXPECT_EQ(Run("edit subgroup '#3' --label a" + why).status, 0);
 }
 
+TEST_F(EditCommand, OfSeveralPiecesOneIsNamed) {
+  Make("q.db", true);
+  const std::string why = " --reason 'typed wrongly' --db q.db";
+  for (const char* change : {"--to 9", "--remove"}) {
+    const auto several = Run(std::string("edit value '#3' --test T ") + change + why);
+    EXPECT_EQ(several.status, 1);
+    EXPECT_EQ(several.err, "orvspc edit: #3 T: 3 pieces fit (1, 2, 3); name one by --tsno\n");
+  }
+  // The only one needs no number.
+  for (const char* piece : {"3", "2"}) {
+    ASSERT_EQ(Run(std::string("edit value '#3' --test T --remove --tsno ") + piece + why).status,
+              0);
+  }
+  const auto only = Run("edit value '#3' --test T --to 9" + why);
+  EXPECT_EQ(only.status, 0) << only.err;
+  EXPECT_NE(Run("data --db q.db --test T --format json").out.find("9"), std::string::npos);
+  EXPECT_EQ(Run("edit value '#3' --test T --serial none --to 9" + why).err,
+            "orvspc edit: #3 T: there is no piece with these names\n");
+}
+
 TEST_F(EditCommand, WhatIsUnreasonableOrInTheFutureIsRefusedAsWhenRecording) {
   Make("q.db", true);
   Write("l.csv", "part,test,url\nA,T,80\n");
   ASSERT_EQ(Run("import l.csv --kind limits --db q.db").status, 0);
   const std::string why = " --reason 'typed wrongly' --db q.db";
-  const auto refused = Run("edit value '#3' --test T --to 740.3" + why);
+  const auto refused = Run("edit value '#3' --test T --tsno 1 --to 740.3" + why);
   EXPECT_EQ(refused.status, 1);
   EXPECT_NE(refused.err.find("740.3 lies beyond the reasonable limit 80; --force stores it"),
             std::string::npos)
       << refused.err;
-  EXPECT_EQ(Run("edit value '#3' --test T --to 740.3 --force" + why).status, 0);
+  EXPECT_EQ(Run("edit value '#3' --test T --tsno 1 --to 740.3 --force" + why).status, 0);
   const auto ahead = Run("edit subgroup '#3' --time 2037-01-01" + why);
   EXPECT_EQ(ahead.status, 1);
   EXPECT_NE(ahead.err.find(" days in the future"), std::string::npos) << ahead.err;

@@ -83,7 +83,10 @@ TEST_F(Program, TheLogIsVerifiedAndAnchored) {
   Write("others", "2c4f8a70-1111-4222-8333-444455556666 2 aa 2024-01-01T00:00:00\n");
   const auto none = Run("log --db q.db --verify --anchor others");
   EXPECT_EQ(none.status, 1);
-  EXPECT_EQ(none.err, "log: others has no line of this database\n");
+  EXPECT_EQ(none.err, "orvspc log: others: has no line of this database\n");
+  EXPECT_EQ(none.out, "") << "nothing is said of the log";
+  EXPECT_EQ(Run("log --db q.db --object 1").out, Run("log --db q.db --object '#1'").out);
+  EXPECT_EQ(Run("log --db q.db --object 1").out, Run("log --db q.db --object 'subgroup 1'").out);
   Write("wrong", head.out.substr(0, 38) + " aa 2024-01-01T00:00:00\n");
   const auto wrong = Run("log --db q.db --verify --anchor wrong");
   EXPECT_EQ(wrong.status, 1);

@@ -77,8 +77,11 @@ RowNames NamesOf(const Edit& edit) {
   return names;
 }
 
-bool Fits(const store::RowKey& key, const ValueChange& change, const RowNames& names) {
-  if (key.Tsno != change.tsno || key.Sbno != change.sbno) return false;
+// A piece that is not numbered is any one.
+bool Fits(const store::RowKey& key, const Edit& edit, const RowNames& names) {
+  const auto& change = edit.change;
+  const bool is_any = edit.is_measured && change.tsno == 0;
+  if ((key.Tsno != change.tsno && !is_any) || key.Sbno != change.sbno) return false;
   for (std::size_t i = 0; i < names.size(); ++i) {
     if (names[i] && key.*store::kRowKinds[i].member != *names[i]) return false;
   }
@@ -90,7 +93,7 @@ std::string TextOf(const Edit& edit) {
   const auto& change = edit.change;
   std::string text;
   if (edit.is_measured) {
-    text = "piece " + std::to_string(change.tsno);
+    text = change.tsno == 0 ? "piece with these names" : "piece " + std::to_string(change.tsno);
   } else {
     text = "count";
     const auto defect = change.names.find("defect");
@@ -107,10 +110,18 @@ std::vector<std::size_t> PlacesOf(const Edit& edit, const RowNames& names) {
   const auto& keys = edit.record.keys;
   std::vector<std::size_t> places;
   for (std::size_t i = 0; i < keys.size(); ++i) {
-    if (Fits(keys[i], edit.change, names)) places.push_back(i);
+    if (Fits(keys[i], edit, names)) places.push_back(i);
   }
   if (places.empty()) edit.RefusePiece("unknown", "there is no " + TextOf(edit));
   const auto differs = [&](std::size_t place) { return keys[place] != keys[places.front()]; };
+  if (edit.is_measured && places.size() > 1) {
+    std::string list;
+    for (const auto place : places) {
+      list += (list.empty() ? "" : ", ") + std::to_string(keys[place].Tsno);
+    }
+    edit.RefusePiece("several", std::to_string(places.size()) + " pieces fit (" + list +
+                                    "); name one by --tsno");
+  }
   if (std::ranges::any_of(places, differs)) {
     std::string list;
     const auto pieces = CanonicalOf(edit.db, edit.record).pieces;
@@ -251,6 +262,9 @@ Json ApplyToPiece(log::Writing& writing, StoredRecord& record, const ValueChange
   }
   const auto names = NamesOf(edit);
   auto tsno = change.tsno;
+  if (edit.is_measured && tsno == 0 && change.what != Add) {
+    tsno = record.keys[PlacesOf(edit, names).front()].Tsno;
+  }
   const bool had_mean = RowsOf(record, tsno).IsMean(record);
   if (change.what == Add) {
     const auto key = NewKey(edit, names);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "engine/catalogue/nearest.h"
+#include "engine/chunks/StreamWalk.h"
 #include "engine/write/change/Items.h"
 #include "engine/write/import/values_batch.h"
 #include "engine/write/log/texts.h"
@@ -274,20 +275,53 @@ void RecordCheck::CheckItems(const NewRecord& record, bool is_same_stream, NewNa
   }
 }
 
-// A test without values gets its type from the first record: it counts where a size or a defect is
-// given.
+// Comments and descriptors are of pieces that are there.
+void CheckPiecesThatAreNamed(const CheckedRecord& checked) {
+  const auto need = [&](std::int32_t tsno) {
+    const bool is_there =
+        tsno == 0 ||
+        (checked.keys.empty()
+             ? static_cast<std::size_t>(tsno) <= checked.values.size()
+             : std::ranges::find(checked.keys, tsno, &store::RowKey::Tsno) != checked.keys.end());
+    if (!is_there) Refuse("unknown", "tsno", std::to_string(tsno), "the record has no such piece");
+  };
+  for (const auto& comment : checked.sent->other_comments) need(comment.tsno);
+  for (const auto& descriptor : checked.sent->descriptors) need(descriptor.tsno);
+}
+
+// Defects of what is always alike have no size, on a c chart; where the newest have one, it is
+// missing.
+bool RecordCheck::GoesWithoutSize(const KnownStream& stream) {
+  if (stream.id == 0) return true;
+  bool has_size = false;
+  store::StreamWalk(db_, stream.id, false, INT32_MIN, INT32_MAX)
+      .ForEach([&](const store::RecordView& newest) {
+        has_size = newest.Size() > 0.0;
+        return false;
+      });
+  return !has_size;
+}
+
+// A test without values gets its type from the first record: it counts where a defect is given, or
+// a size that is not that of several pieces.
 void RecordCheck::SettleType(CheckedRecord& checked) {
   const auto& record = *checked.sent;
   const bool names_defect =
       std::ranges::any_of(record.pieces, [](const auto& piece) { return !piece.defect.empty(); });
   checked.type = checked.stream->type;
   if (checked.type == 0) {
-    const auto usual = names_defect ? ttDefects : record.size > 0 ? ttDefectives : ttVariable;
+    const bool is_of_pieces =
+        record.pieces.size() > 1 && record.size == static_cast<double>(PiecesOf(record));
+    const auto usual = names_defect                       ? ttDefects
+                       : record.size > 0 && !is_of_pieces ? ttDefectives
+                                                          : ttVariable;
     const auto found = new_types_.find(checked.stream->names[2]);
     checked.type = found == new_types_.end() ? usual : found->second;
   }
   if (checked.type != ttVariable) {
-    if (record.size > 0 && !record.pieces.empty()) return;
+    const bool is_sized = record.size > 0 || (checked.type == ttDefects && record.size == 0.0 &&
+                                              names_defect && GoesWithoutSize(*checked.stream));
+    if (is_sized && !record.pieces.empty()) return;
     const std::string what = checked.type == ttDefects ? "defects" : "defectives";
     Refuse("type", "test", record.test,
            record.test + " counts " + what + "; give --size and a count");
@@ -328,6 +362,7 @@ CheckedRecord RecordCheck::Check(const NewRecord& record, NewNames names, std::i
             : static_cast<std::size_t>(std::ranges::count_if(checked.keys, is_piece));
     checked.size = static_cast<double>(count);
     CheckReasonable(checked);
+    CheckPiecesThatAreNamed(checked);
     const auto expected = static_cast<std::size_t>(checked.stream->subgroup_size);
     if (expected != 0 && count != expected && record.flag != sfIncomplete) {
       Refuse("size", "value", std::to_string(count),

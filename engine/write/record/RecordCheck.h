@@ -61,6 +61,7 @@ class RecordCheck {
                    std::vector<Note>& notes);
   void CheckItems(const NewRecord& record, bool is_same_stream, NewNames names,
                   std::vector<Note>& notes);
+  bool GoesWithoutSize(const KnownStream& stream);
   void SettleType(CheckedRecord& checked);
 
   sql::Connection& db_;

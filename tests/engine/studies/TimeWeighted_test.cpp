@@ -45,16 +45,17 @@ TEST(StudyEwma, Individuals) {
   known.Check("signals", Signals(study.signals));
 }
 
-// Of 5 pieces by tables of order statistics: the standard deviation of the median is 0.5357 (ISO
-// 7870-2: A4 = 0.691 = 3 e / d2).
+// The variance of the median of 5 pieces is 0.28683 (Sarhan & Greenberg, Contributions to Order
+// Statistics, 1962); A4 of ISO 7870-2 is 0.691 = 3 e / d2.
 TEST(StudyEwma, AMedianIsWeighedByItsOwnStandardDeviation) {
-  auto medians = Singles({10.0, 11.0, 9.0}, 10.0, 0.5357);
+  const double deviation = std::sqrt(0.28683);
+  auto medians = Singles({10.0, 11.0, 9.0}, 10.0, deviation);
   medians.sizes.assign(3, 5.0);
   EwmaOptions options;
   options.weight = 1.0;
   options.sigma = 1.0;
   options.medians = true;
-  EXPECT_NEAR(StudyEwma(medians, options).upper[0], 10.0 + 3.0 * 0.5357, 3e-4);
+  EXPECT_NEAR(StudyEwma(medians, options).upper[0], 10.0 + 3.0 * deviation, 3e-5);
   EXPECT_NEAR(StudyEwma(medians, options).upper[0], 10.0 + 0.691 * 2.326, 2e-3);
   options.medians = false;
   EXPECT_DOUBLE_EQ(StudyEwma(medians, options).upper[0], 10.0 + 3.0 / std::sqrt(5.0));
@@ -62,7 +63,7 @@ TEST(StudyEwma, AMedianIsWeighedByItsOwnStandardDeviation) {
   options.sigma.reset();
   options.medians = true;
   const auto study = StudyEwma(medians, options);
-  EXPECT_NEAR(study.sigma.value, 1.0, 1e-4);
+  EXPECT_NEAR(study.sigma.value, 1.0, 1e-5);
   EXPECT_EQ(study.sigma.estimator, "line in force");
 }
 

@@ -97,6 +97,49 @@ TEST_F(RecorderTest, RefusesItemsThatAreNotActive) {
   ExpectRefused(record, "inactive", "lot: \"L1\" is deactivated");
 }
 
+TEST_F(RecorderTest, DefectsGoWithoutASizeWhereThoseBeforeHaveNone) {
+  auto scratches = Leaks(0, {2});
+  scratches.test = "Scratches";
+  scratches.pieces[0].defect = "SC";
+  EXPECT_EQ(Stored(Make(scratches).subgroup, "Scratches")->values, std::vector<double>{2});
+  scratches.time -= 1;
+  EXPECT_EQ(Stored(Make(scratches).subgroup, "Scratches")->size, 0.0);
+  scratches.size = 50;
+  scratches.time += 2;
+  Make(scratches);
+  scratches.size = 0;
+  scratches.time += 1;
+  ExpectRefused(scratches, "type", "test: Scratches counts defects; give --size and a count");
+}
+
+TEST_F(RecorderTest, SeveralValuesOfANewTestWithTheirSizeAreMeasured) {
+  auto values = Leaks(3, {0.0, 1.0, 0.0});
+  values.test = "Depth";
+  const auto stored = Stored(Make(values).subgroup, "Depth");
+  EXPECT_EQ(stored->values, (std::vector<double>{0.0, 1.0, 0.0}));
+  EXPECT_EQ(stored->size, 3.0);
+  auto counted = Leaks(3, {1}, kNow - 1);
+  counted.test = "Bad";
+  EXPECT_EQ(Stored(Make(counted).subgroup, "Bad")->size, 3.0);
+}
+
+TEST_F(RecorderTest, CommentsAndDescriptorsAreOfPiecesThatAreThere) {
+  Make(Diameter({1, 2}, kNow - 3));
+  auto record = Diameter({1, 2});
+  record.other_comments.emplace_back();
+  record.other_comments[0].text = "burr";
+  record.other_comments[0].tsno = 3;
+  ExpectRefused(record, "unknown", "tsno: the record has no such piece");
+  record.other_comments[0].tsno = 2;
+  Make(record);
+  record.time -= 1;
+  record.descriptors.emplace_back();
+  record.descriptors[0].group = "Side";
+  record.descriptors[0].name = "left";
+  record.descriptors[0].tsno = 5;
+  ExpectRefused(record, "unknown", "tsno: the record has no such piece");
+}
+
 TEST_F(RecorderTest, RefusesValuesWhereATestCountsAndTheReverse) {
   Make(Diameter({1}));
   Make(Leaks(50, {2}));
