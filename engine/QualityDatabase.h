@@ -305,6 +305,7 @@ struct ChangedRecord {
   // In place of values a comment of them that was restored, by its number; test 0: of all of the
   // subgroup. 0: values.
   std::int64_t comment = 0;
+  std::vector<Alarm> alarms = {};  // that the change raised, with the first record of their test
 };
 
 // "enabled", "disabled", "incomplete" as SubgroupFlags; empty for another word.

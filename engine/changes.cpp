@@ -45,6 +45,15 @@ ChangedRecord ChangedOf(sql::Connection& db, const change::RestoredComment& comm
   return {of.id, comment.test, of.label, of.time, version, comment.id};
 }
 
+void Give(std::vector<Alarm> alarms, std::vector<ChangedRecord>& changed) {
+  if (changed.empty()) return;
+  for (auto& alarm : alarms) {
+    auto found = std::ranges::find(changed, alarm.test, &ChangedRecord::test);
+    if (found == changed.end()) found = changed.begin();
+    found->alarms.push_back(std::move(alarm));
+  }
+}
+
 void JudgeAgain(log::Writing& writing, const std::vector<change::TouchedStream>& streams) {
   std::vector<alarms::Touched> touched;
   for (const auto& [stream, first, last] : streams) touched.push_back({stream, first, last});
@@ -66,7 +75,7 @@ std::vector<ChangedRecord> ChangeRecords(
         Touch(touched, writing.Db(), record, changed.back().version);
       }
     }
-    alarms::Judge(writing, touched.All());
+    Give(alarms::Judge(writing, touched.All()), changed);
   });
   return changed;
 }
@@ -235,7 +244,7 @@ std::vector<ChangedRecord> QualityDatabase::Restore(std::int64_t entry,
       const bool is_former = !changed.empty() && record.test == changed.front().test;
       if (!is_former) changed.push_back(restored);
     }
-    alarms::Judge(writing, touched.All());
+    Give(alarms::Judge(writing, touched.All()), changed);
   });
   return changed;
 }

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <ostream>
 
+#include "host/cli/AlarmOutput.h"
 #include "host/cli/SubgroupOptions.h"
 #include "host/render/core/PlainText.h"
 #include "platform/Enumerations.h"
@@ -248,7 +249,9 @@ int RunEditCommand(const Arguments& arguments, Console& console) {
   RefuseOthers(arguments, AllParts(), verb.parts, "edit " + name);
   Edit edit{arguments, QualityDatabase::Open(arguments.Required(kDatabase)),
             ChangeOptionsOf(arguments), console.out};
+  std::vector<Alarm> alarms;
   for (const auto& each : verb.run(edit)) {
+    alarms.insert(alarms.end(), each.alarms.begin(), each.alarms.end());
     const bool is_comment = each.comment != 0;
     if (is_comment) {
       console.out << "comment " << each.comment;
@@ -261,6 +264,8 @@ int RunEditCommand(const Arguments& arguments, Console& console) {
       console.out << (is_comment ? " would be restored\n" : ": would be changed\n");
     }
   }
+  // After a dry run there are none.
+  if (!edit.options.dry_run) ShowAlarms(edit.database, alarms, alarms.size(), console);
   return 0;
 }
 

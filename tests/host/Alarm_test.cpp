@@ -51,6 +51,19 @@ TEST_F(AlarmTest, RecordSaysWhatItRaisedAndExitsWith3WhereAsked) {
   EXPECT_EQ(Record(3, "14").status, 0) << "not asked for";
 }
 
+TEST_F(AlarmTest, ACorrectionSaysWhatItRaised) {
+  ASSERT_EQ(Record(1, "10").status, 0);
+  ASSERT_EQ(Record(2, "14").status, 0);
+  const std::string edit = "edit value '#2' --test Width --to ";
+  const std::string why = " --reason 'typed wrongly' --db q.db";
+  EXPECT_EQ(Run(edit + "10.2" + why).out.find("alarm"), std::string::npos);
+  EXPECT_EQ(Run(edit + "14" + why + " --dry-run").out.find("alarm"), std::string::npos);
+  const auto raised = Run(edit + "14" + why);
+  EXPECT_EQ(raised.status, 0) << raised.err;
+  const auto line = ": Ring / Press / Width, graph 1: 1 point beyond a control limit, #2, late\n";
+  EXPECT_NE(raised.out.find(line), std::string::npos) << raised.out;
+}
+
 TEST_F(AlarmTest, ARetryExitsWith3AsTheFirstTimeDid) {
   const auto first = Record(2, "14", "--exit-code --key g7");
   EXPECT_EQ(first.status, 3) << first.err;
